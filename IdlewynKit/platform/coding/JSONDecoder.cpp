@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+#include <memory>
+#include <optional>
+
+#include <simdjson.h>
+
+#include <IdlewynKit/platform/coding/JSONDecoder.hpp>
+#include <IdlewynKit/platform/coding/ValueReader.hpp>
+#include <IdlewynKit/platform/coding/WideNumbers.hpp>
+
+namespace idlewyn::platform {
+namespace {
+
+namespace dom = simdjson::dom;
+
+/// A parser keeps its memory from call to call, which makes it several times faster; a larger
+/// one is given back after the call.
+constexpr std::size_t largestKeptCapacity = std::size_t{2} << 20;
+
+/// The thread's parser for the length of one call. A date strategy that decodes something itself
+/// finds it taken and gets one of its own.
+class ParserLease {
+ public:
+  ParserLease() : parser_(std::move(kept())) {
+    if (!parser_) parser_ = std::make_unique<dom::parser>();
+  }
+  ~ParserLease() {
+    if (parser_->capacity() <= largestKeptCapacity) kept() = std::move(parser_);
+  }
+  ParserLease(const ParserLease&) = delete;
+  ParserLease& operator=(const ParserLease&) = delete;
+
+  dom::parser& operator*() noexcept { return *parser_; }
+
+ private:
+  static std::unique_ptr<dom::parser>& kept() {
+    thread_local std::unique_ptr<dom::parser> parser;
+    return parser;
+  }
+  std::unique_ptr<dom::parser> parser_;
+};
+
+std::string describe(simdjson::error_code error) {
+  switch (error) {
+    case simdjson::EMPTY: return "The data is empty.";
+    case simdjson::UTF8_ERROR: return "The data is not UTF-8.";
+    case simdjson::DEPTH_ERROR: return "The data is nested too deeply.";
+    case simdjson::CAPACITY: return "The data is too large.";
+    default: return "The data is not valid JSON.";
+  }
+}
+
+bool readsFast(const ValueReader& reader, const Shape& shape, dom::element root, void* value) {
+  try {
+    return reader.readFast(shape, root, value);
+  } catch (...) {
+    // Thrown by a date strategy, perhaps behind an earlier fault: the careful pass decides.
+    return false;
+  }
+}
+
+}  // namespace
+
+void JSONDecoder::read(std::string_view text, std::size_t spare, const Shape& shape,
+                       void* value) const {
+  ParserLease parser;
+  const bool mustCopy = spare < simdjson::SIMDJSON_PADDING;
+  dom::element root;
+  auto error = (*parser).parse(text.data(), text.size(), mustCopy).get(root);
+  const bool isNarrowed = error == simdjson::NUMBER_ERROR;
+  if (isNarrowed) error = (*parser).parse(narrowingNumbers(text)).get(root);
+  if (error == simdjson::MEMALLOC) throw std::bad_alloc();
+  if (error != simdjson::SUCCESS) {
+    throw DecodingError(DecodingError::Kind::dataCorrupted, {}, describe(error));
+  }
+  const ValueReader reader(dateDecodingStrategy, isNarrowed);
+  if (readsFast(reader, shape, root, value)) return;
+  shape.clear(value);
+  reader.readCarefully(shape, root, value, nullptr);
+}
+
+}  // namespace idlewyn::platform

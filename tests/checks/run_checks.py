@@ -1,0 +1,64 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""Shows each of the repository's checks a clean tree and planted violations.
+
+    run_checks.py ROOT
+"""
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+
+ROOT = pathlib.Path(sys.argv[1])
+LONG_FUNCTION = "namespace idlewyn {\nint f(int x) {\n" + "  ++x;\n" * 70 + "  return x;\n}\n}\n"
+
+# (check, file, content, what its report must say; None where the tree must pass)
+PLANTED = [
+    ("layers", "IdlewynKit/model/Clean.cpp", "#include <IdlewynKit/platform/base/Date.hpp>\n", None),
+    ("layers", "IdlewynKit/model/Up.cpp", "#include <IdlewynKit/relay/Connection.hpp>\n",
+     "model may not include <IdlewynKit/relay/Connection.hpp>"),
+    ("layers", "IdlewynKit/platform/base/Up.hpp", '#include "IdlewynKit/model/AgentSession.hpp"\n',
+     "platform/base may not include"),
+    ("layers", "IdlewynKit/push/Other.hpp", "#include <vector>\n#include <IdlewynKit/Export.hpp>\n",
+     "not in the include table"),
+    ("layers", "IdlewynKit/relay/Leak.cpp", "#include <curl/curl.h>\n", "<curl/curl.h> is fenced"),
+    ("layers", "IdlewynKit/platform/net/Leak.hpp", "#include <openssl/ssl.h>\n", "is fenced"),
+    ("layers", "IdlewynKit/model/Leak.cpp", "#  include <simdjson.h>\n", "is fenced"),
+    ("layers", "tools/idlewyn/Leak.cpp", "#include <IdlewynKit/relay/internal/Perform.hpp>\n",
+     "tools use public headers only"),
+    ("sizes", "IdlewynKit/model/Long.cpp", "// line\n" * 401, "Long.cpp: 401 lines"),
+    ("sizes", "IdlewynKit/model/Long.cpp", "// line\n" * 400, None),
+    ("sizes", "tools/idlewyn/Function.cpp", LONG_FUNCTION, "Function.cpp:f: 73 lines"),
+    ("sizes", "tools/dev/size-exceptions.txt", "tests/Gone.cpp because\n",
+     "Gone.cpp: listed as an exception"),
+]
+
+
+def report(check, root):
+    command = [sys.executable, str(ROOT / f"tools/dev/check_{check}.py"), str(root)]
+    done = subprocess.run(command, capture_output=True, text=True)
+    return done.returncode, done.stdout + done.stderr
+
+
+def failures():
+    for check, name, content, expected in PLANTED:
+        with tempfile.TemporaryDirectory() as scratch:
+            tree = pathlib.Path(scratch)
+            shutil.copy(ROOT / "ARCHITECTURE.md", tree)
+            (tree / name).parent.mkdir(parents=True)
+            (tree / name).write_text(content)
+            status, text = report(check, tree)
+        wrong = status != 0 if expected is None else status != 1 or expected not in text
+        if wrong:
+            yield f"{check}, planted {name}: expected {expected!r}, got {status}: {text}"
+
+
+def main():
+    found = list(failures())
+    print("\n".join(found) or f"{len(PLANTED)} planted trees judged as they should be")
+    return 1 if found else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <IdlewynKit/platform/coding/DecodingError.hpp>
+#include <IdlewynKit/platform/coding/EncodingError.hpp>
+
+namespace idlewyn::platform {
+namespace {
+
+using Path = std::vector<CodingKey>;
+using Kind = DecodingError::Kind;
+
+TEST(DecodingError, isAValueThatComparesEveryPart) {
+  const Path path{CodingKey("a"), CodingKey(std::size_t{3})};
+  const DecodingError error(Kind::keyNotFound, path, "why", "b");
+  EXPECT_EQ(error, DecodingError(Kind::keyNotFound, path, "why", "b"));
+  EXPECT_NE(error, DecodingError(Kind::valueNotFound, path, "why", "b"));
+  EXPECT_NE(error, DecodingError(Kind::keyNotFound, {CodingKey("a")}, "why", "b"));
+  EXPECT_NE(error, DecodingError(Kind::keyNotFound, path, "why not", "b"));
+  EXPECT_NE(error, DecodingError(Kind::keyNotFound, path, "why", "c"));
+  EXPECT_STREQ(error.what(), "why (at a[3])");
+  EXPECT_STREQ(EncodingError({}, "why").what(), "why");
+  EXPECT_NE(EncodingError({}, "why"), EncodingError(path, "why"));
+}
+
+TEST(CodingKey, writesPathsAsPeopleReadThem) {
+  EXPECT_EQ(pathText({}), "");
+  EXPECT_EQ(pathText({CodingKey(std::size_t{0}), CodingKey("a"), CodingKey("b"),
+                      CodingKey(std::size_t{1}), CodingKey(std::size_t{2})}),
+            "[0].a.b[1][2]");
+  EXPECT_NE(CodingKey("0"), CodingKey(std::size_t{0}));
+}
+
+}  // namespace
+}  // namespace idlewyn::platform

@@ -1,0 +1,220 @@
+// SPDX-License-Identifier: MIT
+#include <map>
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+
+#include "Records.hpp"
+
+namespace idlewyn::platform {
+namespace {
+
+using namespace test;
+using Kind = DecodingError::Kind;
+
+static_assert(Decodable<Everything> && Decodable<std::vector<Everything>> && Decodable<Colour>);
+static_assert(!Decodable<Hashed> && !Decodable<std::vector<Hashed>> && !Encodable<Hashed>);
+static_assert(!Decodable<int> && !Decodable<std::vector<bool>> && !Decodable<const char*>);
+using Texts = std::map<std::string, std::string>;
+static_assert(Encodable<Texts> && !Decodable<Texts>);
+
+constexpr std::string_view complete =
+    R"({"name":"n","count":7,"ratio":0.5,"isOn":true,"at":"2001-01-01T00:00:09Z",)"
+    R"("link":"https://h/p","colour":"green","mood":"bad","origin":{"x":1,"y":2},)"
+    R"("points":[{"x":3},{"x":4,"y":null}],"note":"m","until":"2001-01-01T00:01:00Z",)"
+    R"("second":{"x":5},"tint":"red","words":["a",""],"home":"/"})";
+
+/// The complete document with one piece of text put in the place of another.
+std::string with(std::string_view piece, std::string_view replacement) {
+  std::string text(complete);
+  const auto at = text.find(piece);
+  EXPECT_NE(at, std::string::npos) << piece;
+  return text.replace(at, piece.size(), replacement);
+}
+
+Everything expected() {
+  auto value = textDates().decode<Everything>(std::string_view(
+      R"({"name":"","count":0,"ratio":0,"isOn":false,"at":"2001-01-01T00:00:00Z","link":"x:",)"
+      R"("colour":"red","mood":"good","origin":{"x":0},"points":[]})"));
+  value.name = "n";
+  value.count = 7;
+  value.ratio = 0.5;
+  value.isOn = true;
+  value.at = dateFromReferenceSeconds(9);
+  value.link = URL::parse("https://h/p").value();
+  value.colour = Colour::green;
+  value.mood = Mood::bad;
+  value.origin = Point(1, 2);
+  value.points = {Point(3, {}), Point(4, {})};
+  value.note = "m";
+  value.until = dateFromReferenceSeconds(60);
+  value.second = Point(5, {});
+  value.tint = Colour::red;
+  value.words = {"a", ""};
+  value.home = URL::parse("/").value();
+  return value;
+}
+
+TEST(JSONDecoder, readsEveryKindOfField) {
+  EXPECT_EQ(textDates().decode<Everything>(complete), expected());
+  EXPECT_EQ(textDates().decode<std::vector<Everything>>("[" + std::string(complete) + "]"),
+            std::vector{expected()});
+}
+
+TEST(JSONDecoder, readsTheSameRecordWhateverTheTextsForm) {
+  const std::string cases[] = {
+      with("{\"name\"", " { \"other\" : [1,{\"name\":2}], \"name\""),  // unknown keys
+      with("\"name\"", "\"n\\u0061me\""),                              // an escaped key
+      with("\"name\":\"n\",", "\"name\":\"n\",\"name\":5,"),           // the first of two counts
+      with("\"count\":7", "\"count\":7.0"),                            // an integral number
+      with("\"count\":7", "\"count\":0.7e1"),
+      with("\"ratio\":0.5", "\"ratio\":5e-1"),
+      with("\"x\":3}", "\"x\":3,\"y\":null,\"y\":1}"),  // null counts as the first
+      with("\"name\":\"n\",", "").insert(complete.size() - 12, ",\"name\":\"n\""),  // last
+      with("{\"name\"", "{\"\":1,\"nam\":1,\"names\":1,\"Name\":1,\"name\""),
+  };
+  for (const std::string& text : cases) {
+    EXPECT_EQ(textDates().decode<Everything>(text), expected()) << text;
+  }
+  EXPECT_EQ(textDates().decode<Everything>(with("\"bad\"", "\"furious\"")).mood, Mood::unknown);
+}
+
+TEST(JSONDecoder, readsMissingAndNullOptionalFieldsAsEmpty) {
+  const auto missing =
+      textDates().decode<Everything>(with(complete.substr(complete.find(",\"note\"")), "}"));
+  const auto null = textDates().decode<Everything>(
+      with(complete.substr(complete.find(",\"note\"")),
+           R"(,"note":null,"until":null,"second":null,"tint":null,"words":null,"home":null})"));
+  EXPECT_EQ(missing, null);
+  EXPECT_FALSE(missing.note || missing.until || missing.second || missing.tint || missing.words ||
+               missing.home);
+}
+
+TEST(JSONDecoder, namesKindAndPlaceOfTheFirstFault) {
+  struct Case {
+    std::string text;
+    Kind kind;
+    std::string path;
+    std::string description;
+  };
+  const auto mismatch = Kind::typeMismatch;
+  const auto corrupted = Kind::dataCorrupted;
+  const Case cases[] = {
+      {"[]", mismatch, "", "Expected an object but found a list."},
+      {"null", Kind::valueNotFound, "", "Expected an object but found null."},
+      {with("\"name\":\"n\",", ""), Kind::keyNotFound, "", "No value for the key \"name\"."},
+      {with("\"x\":3", "\"z\":3"), Kind::keyNotFound, "points[0]", "No value for the key \"x\"."},
+      {with("\"n\"", "null"), Kind::valueNotFound, "name", "Expected a text but found null."},
+      {with("\"n\"", "1"), mismatch, "name", "Expected a text but found a number."},
+      {with("7", "\"7\""), mismatch, "count", "Expected a number but found a text."},
+      {with("7", "true"), mismatch, "count", "Expected a number but found a boolean."},
+      {with("7", "5.5"), corrupted, "count", "The number 5.5 is no 64-bit integer."},
+      {with("7", "9223372036854775808"), corrupted, "count", ""},
+      {with("7", "-9223372036854775809"), corrupted, "count", ""},
+      {with("7", "1e19"), corrupted, "count", ""},
+      {with("7", "1e999"), corrupted, "count", ""},
+      {with("0.5", "1e999"), corrupted, "ratio", "The number is too large."},
+      {with("0.5", "\"0.5\""), mismatch, "ratio", "Expected a number but found a text."},
+      {with("true", "1"), mismatch, "isOn", "Expected a boolean but found a number."},
+      {with("\"2001-01-01T00:00:09Z\"", "9"), mismatch, "at",
+       "Expected a text but found a number."},
+      {with("\"2001-01-01T00:00:09Z\"", "null"), Kind::valueNotFound, "at", ""},
+      {with("2001-01-01T00:00:09Z", "today"), corrupted, "at", "Bad date: today"},
+      {with("https://h/p", "h h"), corrupted, "link", "Invalid URL string."},
+      {with("green", "Green"), corrupted, "colour", "Colour has no case \"Green\"."},
+      {with("\"bad\"", "1"), mismatch, "mood", "Expected a text but found a number."},
+      {with("{\"x\":1,\"y\":2}", "[]"), mismatch, "origin", "Expected an object but found a list."},
+      {with("\"y\":2", "\"y\":\"2\""), mismatch, "origin.y", ""},
+      {with("{\"x\":4,", "{\"x\":[],"), mismatch, "points[1].x", ""},
+      {with("[{\"x\":3},", "[null,"), Kind::valueNotFound, "points[0]", ""},
+      {with("\"m\"", "false"), mismatch, "note", "Expected a text but found a boolean."},
+      {with("2001-01-01T00:01:00Z", "-"), corrupted, "until", "Bad date: -"},
+      {with("\"x\":5", "\"x\":{}"), mismatch, "second.x", "Expected a number but found an object."},
+      {with("\"red\"", "\"blue\""), corrupted, "tint", "Colour has no case \"blue\"."},
+      {with("[\"a\",\"\"]", "[\"a\",2]"), mismatch, "words[1]", ""},
+      {with("\"/\"", "\"\\\\\""), corrupted, "home", "Invalid URL string."},
+  };
+  for (const Case& c : cases) {
+    try {
+      textDates().decode<Everything>(c.text);
+      ADD_FAILURE() << "no error for " << c.text;
+    } catch (const DecodingError& error) {
+      EXPECT_EQ(error.kind, c.kind) << c.text;
+      EXPECT_EQ(pathText(error.codingPath), c.path) << c.text;
+      EXPECT_TRUE(c.description.empty() || c.description == error.description) << error.what();
+      EXPECT_EQ(error.missingKey.empty(), c.kind != Kind::keyNotFound) << c.text;
+    }
+  }
+}
+
+TEST(JSONDecoder, reportsTheFirstFaultInDeclarationOrder) {
+  // In the text the fault of "at" comes first, in the record that of "count".
+  const std::string text = R"({"at":"bad","name":"n","points":[{"x":"1"}],"count":"7"})";
+  try {
+    textDates().decode<Everything>(text);
+    FAIL();
+  } catch (const DecodingError& error) {
+    EXPECT_EQ(pathText(error.codingPath), "count");
+  }
+  try {
+    textDates().decode<std::vector<Point>>(std::string_view(R"([{"x":1},{"y":"","x":""},{}])"));
+    FAIL();
+  } catch (const DecodingError& error) {
+    EXPECT_EQ(pathText(error.codingPath), "[1].x");
+  }
+}
+
+TEST(JSONDecoder, readsSingleValues) {
+  const JSONDecoder decoder;
+  EXPECT_EQ(decoder.decode<std::string>(std::string_view(R"("a\n\"\u00e9\ud83d\ude00\/")")),
+            "a\n\"\u00E9\U0001F600/");
+  EXPECT_EQ(decoder.decode<std::int64_t>(std::string_view("-9223372036854775808")), INT64_MIN);
+  EXPECT_EQ(decoder.decode<double>(std::string_view("9223372036854775809")), 0x1p63);
+  EXPECT_EQ(decoder.decode<bool>(std::string_view(" true ")), true);
+  EXPECT_EQ(decoder.decode<Colour>(std::string_view("\"green\"")), Colour::green);
+  EXPECT_EQ(decoder.decode<Date>(std::string_view("-0.5")), dateFromReferenceSeconds(-0.5));
+  EXPECT_EQ(decoder.decode<std::vector<std::vector<double>>>(std::string_view("[[],[1,2.5]]")),
+            (std::vector<std::vector<double>>{{}, {1, 2.5}}));
+}
+
+TEST(JSONDecoder, tellsKeysApartThatItsTableDoesNot) {
+  const auto alike = JSONDecoder().decode<Alike>(std::string_view(R"({"aXcYe":2,"abcde":1})"));
+  EXPECT_EQ(alike.first, 1);
+  EXPECT_EQ(alike.second, 2);
+}
+
+TEST(JSONDecoder, givesADateStrategyItsValueAndItsPlace) {
+  JSONDecoder decoder;
+  decoder.dateDecodingStrategy = [](const SingleValue& value) {
+    if (value.number() < 0) throw value.dataCorrupted(pathText(value.codingPath()) + "!");
+    return dateFromSecondsSince1970(value.number());
+  };
+  EXPECT_EQ(decoder.decode<std::vector<Date>>(std::string_view("[978307201,978307201.5]")),
+            (std::vector{dateFromReferenceSeconds(1), dateFromReferenceSeconds(1.5)}));
+  const auto error = [&](std::string_view text) -> std::string {
+    try {
+      decoder.decode<std::vector<Date>>(text);
+      return "none";
+    } catch (const DecodingError& thrown) {
+      return thrown.what();
+    }
+  };
+  EXPECT_EQ(error("[1,-1]"), "[1]! (at [1])");
+  EXPECT_EQ(error("[1,\"x\"]"), "Expected a number but found a text. (at [1])");
+  EXPECT_EQ(error("[null]"), "Expected a number but found null. (at [0])");
+}
+
+TEST(JSONDecoder, letsADateStrategyDecodeAndThrowWhatItWants) {
+  JSONDecoder decoder;
+  decoder.dateDecodingStrategy = [](const SingleValue& value) {
+    return JSONDecoder().decode<Date>(value.text());
+  };
+  EXPECT_EQ(decoder.decode<std::vector<Date>>(std::string_view(R"(["1","2","3"])")),
+            (std::vector{dateFromReferenceSeconds(1), dateFromReferenceSeconds(2),
+                         dateFromReferenceSeconds(3)}));
+  decoder.dateDecodingStrategy = [](const SingleValue&) -> Date { throw std::out_of_range("own"); };
+  EXPECT_THROW(decoder.decode<Date>(std::string_view("1")), std::out_of_range);
+}
+
+}  // namespace
+}  // namespace idlewyn::platform

@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: MIT
+#include <bit>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include "Records.hpp"
+
+namespace idlewyn::platform {
+namespace {
+
+using namespace std::literals;
+using namespace test;
+
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+template <class T>
+std::string encoded(const T& value) {
+  return JSONEncoder().encode(value).storage;
+}
+
+constexpr std::string_view minimal =
+    R"({"name":"n","count":-7,"ratio":0.5,"isOn":false,"at":9.25,"link":"https://h/p",)"
+    R"("colour":"green","mood":"bad","origin":{"x":1},"points":[]})";
+constexpr std::string_view complete =
+    R"({"name":"n","count":-7,"ratio":0.5,"isOn":true,"at":9.25,"link":"https://h/p",)"
+    R"("colour":"green","mood":"bad","origin":{"x":1,"y":2},"points":[{"x":3},{"x":4}],)"
+    R"("note":"","until":-60,"second":{"x":5},"tint":"red","words":["a","b"],"home":"/"})";
+
+TEST(JSONEncoder, writesFieldsInDeclarationOrderAndLeavesEmptyOnesOut) {
+  for (const auto text : {minimal, complete}) {
+    EXPECT_EQ(encoded(JSONDecoder().decode<Everything>(text)), text);
+  }
+  EXPECT_EQ(encoded(std::vector{Point(1, {}), Point(2, 3)}), R"([{"x":1},{"x":2,"y":3}])");
+  EXPECT_EQ(encoded(std::vector<Point>{}), "[]");
+  EXPECT_EQ(encoded(Colour::green), R"("green")");
+  EXPECT_EQ(encoded(true), "true");
+}
+
+TEST(JSONEncoder, writesLongListsWhole) {
+  std::vector<std::string> texts;
+  std::string expected = "[";
+  for (int i = 0; i < 5000; ++i) {
+    texts.emplace_back(static_cast<std::size_t>(i) % 97, 'x');
+    expected += '"' + texts.back() + "\",";
+  }
+  expected.back() = ']';
+  EXPECT_EQ(encoded(texts), expected);
+}
+
+TEST(JSONEncoder, writesMapsAsObjects) {
+  using Map = std::map<std::string, std::string>;
+  EXPECT_EQ(encoded(Map{}), "{}");
+  EXPECT_EQ(encoded(Map{{"b\"", "2"}, {"a", "1\n"}}), R"({"a":"1\n","b\"":"2"})");
+}
+
+TEST(JSONEncoder, escapesWhatMustBeAndNothingElse) {
+  struct Case {
+    std::string text, json;
+  };
+  const Case cases[] = {
+      {"", R"("")"},
+      {"plain / text of more than eight bytes <&>'",
+       R"("plain / text of more than eight bytes <&>'")"},
+      {"\"\\\b\f\n\r\t", R"("\"\\\b\f\n\r\t")"},
+      {"\0\x01\x1F\x7F"s, "\"\\u0000\\u0001\\u001f\x7F\""},
+      {"\u00E9\u2028\U0001F600", "\"\u00E9\u2028\U0001F600\""},
+      {"1234567\"", R"("1234567\"")"},
+      {"12345678\"0", R"("12345678\"0")"},
+      {"12345678\u00E9\\", "\"12345678\u00E9\\\\\""},
+      {"abcdefg\x1F", "\"abcdefg\\u001f\""},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(encoded(c.text), c.json);
+    EXPECT_EQ(JSONDecoder().decode<std::string>(c.json), c.text);
+  }
+  // Each byte at each place of a word of eight.
+  for (int byte = 0; byte < 0x80; ++byte) {
+    for (std::size_t place = 0; place < 20; ++place) {
+      std::string text(20, 'm');
+      text[place] = static_cast<char>(byte);
+      ASSERT_EQ(JSONDecoder().decode<std::string>(JSONEncoder().encode(text)), text) << byte;
+    }
+  }
+}
+
+TEST(JSONEncoder, writesTheShortestNumberThatReadsBack) {
+  const std::pair<double, std::string> cases[] = {
+      {0, "0"},
+      {-0.0, "-0.0"},
+      {1, "1"},
+      {-1.5, "-1.5"},
+      {0.1, "0.1"},
+      {794'412'429.25, "794412429.25"},
+      {123'456'789'012'345, "123456789012345"},
+      {0.00001, "0.00001"},
+      {1e300, "1e+300"},
+      {5e-324, "5e-324"},
+      {std::numeric_limits<double>::max(), "1.7976931348623157e+308"},
+  };
+  for (const auto& [value, text] : cases)
+    EXPECT_EQ(encoded(value), text);
+  std::mt19937_64 random(11);
+  for (int i = 0; i < 200'000; ++i) {
+    const double value = std::bit_cast<double>(random());
+    if (!std::isfinite(value)) continue;
+    const double back = JSONDecoder().decode<double>(JSONEncoder().encode(value));
+    ASSERT_EQ(std::bit_cast<std::uint64_t>(back), std::bit_cast<std::uint64_t>(value)) << value;
+  }
+  EXPECT_EQ(encoded(INT64_MIN), "-9223372036854775808");
+  EXPECT_EQ(encoded(INT64_MAX), "9223372036854775807");
+}
+
+TEST(JSONEncoder, writesDatesByItsStrategyAsText) {
+  JSONEncoder encoder;
+  int calls = 0;
+  encoder.dateEncodingStrategy = [&](Date date, std::string& text) {
+    EXPECT_TRUE(text.empty());
+    text += '"';
+    text += std::to_string(static_cast<int>(secondsSinceReferenceDate(date)) + calls++);
+  };
+  EXPECT_EQ(
+      encoder.encode(std::vector{dateFromReferenceSeconds(1), dateFromReferenceSeconds(2)}).text(),
+      R"(["\"1","\"3"])");
+}
+
+TEST(JSONEncoder, refusesWhatJSONCannotHoldAndSaysWhere) {
+  auto value = JSONDecoder().decode<Everything>(complete);
+  const auto fault = [](const auto& v) -> std::string {
+    try {
+      JSONEncoder().encode(v);
+      return "none";
+    } catch (const EncodingError& error) {
+      EXPECT_FALSE(error.description.empty());
+      return pathText(error.codingPath);
+    }
+  };
+  EXPECT_EQ(fault(value), "none");
+  value.words->at(1) = "more than eight \xFF";
+  EXPECT_EQ(fault(value), "words[1]");
+  value.note = "\xC3";
+  EXPECT_EQ(fault(value), "note");
+  value.ratio = infinity;
+  EXPECT_EQ(fault(value), "ratio");
+  EXPECT_EQ(fault(std::vector{1.0, std::nan("")}), "[1]");
+  EXPECT_EQ(fault(dateFromReferenceSeconds(-infinity)), "");
+  EXPECT_EQ(fault(std::map<std::string, std::string>{{"k", "\xED\xA0\x80"}}), "k");
+}
+
+}  // namespace
+}  // namespace idlewyn::platform
