@@ -1,0 +1,167 @@
+// SPDX-License-Identifier: MIT
+#include <IdlewynKit/platform/net/internal/SessionCore.hpp>
+
+#include <curl/curl.h>
+#include <sys/epoll.h>
+
+#include <utility>
+
+namespace idlewyn::platform {
+namespace {
+
+// Enough for every running transfer of a few origins. Left alone, libcurl throws warm
+// connections away whenever few transfers are under way.
+constexpr long keptConnections = 512;
+
+}  // namespace
+
+struct SessionCore::Callbacks {
+  static int watch(CURL*, curl_socket_t socket, int what, void* self, void*) {
+    auto& core = *static_cast<SessionCore*>(self);
+    std::uint32_t events = 0;
+    if (what == CURL_POLL_IN || what == CURL_POLL_INOUT) events |= EPOLLIN;
+    if (what == CURL_POLL_OUT || what == CURL_POLL_INOUT) events |= EPOLLOUT;
+    core.loop_->watch(socket, events, what == CURL_POLL_REMOVE ? nullptr : &core);
+    return 0;
+  }
+
+  static int setTimer(CURLM*, long milliseconds, void* self) {
+    auto& core = *static_cast<SessionCore*>(self);
+    if (milliseconds < 0) {
+      core.loop_->clear(core);
+    } else {
+      core.loop_->set(core, IOLoop::Clock::now() + std::chrono::milliseconds(milliseconds));
+    }
+    return 0;
+  }
+};
+
+SessionCore::SessionCore(std::shared_ptr<URLSessionDelegate> delegate)
+    : delegate_(std::move(delegate)) {}
+
+void SessionCore::submit(std::shared_ptr<Transfer> transfer) {
+  IOLoop* loop = nullptr;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!isInvalidated_) {
+      if (loop_ == nullptr) loop_ = IOLoop::shared();
+      loop = loop_;
+    }
+  }
+  if (loop != nullptr && loop->post([self = shared_from_this(), transfer] { self->start(transfer); })) {
+    return;
+  }
+  transfer->completion->deliver(transfer->finish(Ending::cancelledBySession, CURLE_OK));
+}
+
+void SessionCore::cancel(std::shared_ptr<Transfer> transfer) {
+  SessionCore& core = *transfer->session();
+  const bool isPosted = core.loop_ != nullptr && core.loop_->post([&core, transfer] {
+    core.end(*transfer, Ending::cancelledByCaller);
+  });
+  // The loop is no more, or stayed behind in the parent process.
+  if (!isPosted) transfer->completion->deliver(transfer->cancelled());
+}
+
+void SessionCore::finishTasksAndInvalidate() {
+  std::shared_ptr<URLSessionDelegate> released;
+  const std::lock_guard lock(mutex_);
+  if (isInvalidated_) return;
+  isInvalidated_ = true;
+  if (loop_ == nullptr) {
+    released = std::move(delegate_);  // no transfer was ever made
+    return;
+  }
+  loop_->post([self = shared_from_this()] {
+    self->isClosing_ = true;
+    self->closeWhenDone();
+  });
+}
+
+void SessionCore::start(const std::shared_ptr<Transfer>& transfer) {
+  if (isClosing_ || !openMulti()) {
+    transfer->completion->deliver(transfer->finish(Ending::cancelledBySession, CURLE_OK));
+    return;
+  }
+  Origin& origin = origins_[transfer->origin()];
+  transfer->place = origin.waiting.insert(origin.waiting.end(), transfer);
+  transfer->state = Transfer::State::waiting;
+  loop_->set(*transfer, transfer->deadline());
+  launchWaiting(origin);
+}
+
+bool SessionCore::openMulti() {
+  if (multi_ != nullptr) return true;
+  multi_ = curl_multi_init();
+  if (multi_ == nullptr) return false;
+  auto* multi = static_cast<CURLM*>(multi_);
+  curl_multi_setopt(multi, CURLMOPT_SOCKETFUNCTION, &Callbacks::watch);
+  curl_multi_setopt(multi, CURLMOPT_SOCKETDATA, this);
+  curl_multi_setopt(multi, CURLMOPT_TIMERFUNCTION, &Callbacks::setTimer);
+  curl_multi_setopt(multi, CURLMOPT_TIMERDATA, this);
+  curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, keptConnections);
+  return true;
+}
+
+void SessionCore::launchWaiting(Origin& origin) {
+  while (!origin.waiting.empty() && origin.running.size() < maximumRunning) {
+    Transfer& transfer = *origin.waiting.front();
+    origin.running.splice(origin.running.end(), origin.waiting, transfer.place);
+    transfer.state = Transfer::State::running;
+    if (transfer.open() && curl_multi_add_handle(multi_, transfer.handle()) == CURLM_OK) continue;
+    // Memory is short. It ends later, not in the midst of this walk through the lists.
+    loop_->post([self = shared_from_this(), kept = transfer.shared_from_this()] {
+      self->end(*kept, Ending::none, CURLE_FAILED_INIT);
+    });
+  }
+}
+
+void SessionCore::end(Transfer& transfer, Ending ending, int curlCode) {
+  using State = Transfer::State;
+  const State state = std::exchange(transfer.state, State::ended);
+  if (state == State::ended) return;
+  const std::shared_ptr<Transfer> kept = *transfer.place;
+  loop_->clear(transfer);
+  if (transfer.handle() != nullptr) curl_multi_remove_handle(multi_, transfer.handle());
+  const auto found = origins_.find(transfer.origin());
+  auto& list = state == State::running ? found->second.running : found->second.waiting;
+  list.erase(transfer.place);
+  transfer.completion->deliver(transfer.finish(ending, curlCode));
+  launchWaiting(found->second);
+  if (found->second.running.empty()) origins_.erase(found);
+  closeWhenDone();
+}
+
+void SessionCore::ring() { act(CURL_SOCKET_TIMEOUT, 0); }
+
+void SessionCore::ready(int socket, std::uint32_t events) {
+  // An error shows in what reading or writing says; as a bare error libcurl would take it for
+  // a failed sending.
+  int wanted = 0;
+  if ((events & (EPOLLIN | EPOLLERR | EPOLLHUP)) != 0) wanted |= CURL_CSELECT_IN;
+  if ((events & (EPOLLOUT | EPOLLERR | EPOLLHUP)) != 0) wanted |= CURL_CSELECT_OUT;
+  act(socket, wanted);
+}
+
+void SessionCore::act(int socket, int events) {
+  const auto self = shared_from_this();
+  int count = 0;
+  curl_multi_socket_action(multi_, socket, events, &count);
+  while (multi_ != nullptr) {
+    const CURLMsg* message = curl_multi_info_read(multi_, &count);
+    if (message == nullptr) break;
+    Transfer* transfer = nullptr;
+    curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
+    end(*transfer, Ending::none, message->data.result);
+  }
+}
+
+void SessionCore::closeWhenDone() {
+  if (!isClosing_ || !origins_.empty()) return;
+  if (multi_ != nullptr) curl_multi_cleanup(multi_);
+  multi_ = nullptr;
+  loop_->clear(*this);
+  delegate_.reset();
+}
+
+}  // namespace idlewyn::platform

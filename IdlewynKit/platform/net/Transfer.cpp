@@ -1,0 +1,224 @@
+// SPDX-License-Identifier: MIT
+#include <IdlewynKit/platform/net/internal/Transfer.hpp>
+
+#include <curl/curl.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string_view>
+
+#include <IdlewynKit/platform/net/internal/HTTPSyntax.hpp>
+#include <IdlewynKit/platform/net/internal/SessionCore.hpp>
+
+namespace idlewyn::platform {
+namespace {
+
+static_assert(CURL_ERROR_SIZE <= 256);
+
+// Fields that belong to the connection or frame the message; libcurl writes its own.
+constexpr std::array<std::string_view, 10> ownFields{
+    "Connection",       "Content-Length", "Expect",  "Host",              "Keep-Alive",
+    "Proxy-Connection", "TE",             "Trailer", "Transfer-Encoding", "Upgrade"};
+
+bool isOwnField(std::string_view name) {
+  return std::any_of(ownFields.begin(), ownFields.end(),
+                     [&](std::string_view own) { return equalIgnoringCase(own, name); });
+}
+
+// RFC 9110, section 9.2.1: what a server may be asked twice.
+bool isSafe(std::string_view method) {
+  return method == "GET" || method == "HEAD" || method == "OPTIONS" || method == "TRACE";
+}
+
+bool announcesContent(std::string_view method) {
+  return method == "POST" || method == "PUT" || method == "PATCH";
+}
+
+IOLoop::Clock::time_point deadlineAfter(std::chrono::duration<double> interval) {
+  constexpr std::chrono::duration<double> longest = std::chrono::hours(24 * 365);
+  if (!(interval.count() > 0)) interval = interval.zero();  // not a number is no time at all
+  return IOLoop::Clock::now() +
+         std::chrono::duration_cast<IOLoop::Clock::duration>(std::min(interval, longest));
+}
+
+template <class... Arguments>
+void set(void* handle, CURLoption option, Arguments... arguments) {
+  curl_easy_setopt(static_cast<CURL*>(handle), option, arguments...);
+}
+
+}  // namespace
+
+struct Transfer::Callbacks {
+  static Transfer& of(void* transfer) { return *static_cast<Transfer*>(transfer); }
+
+  static curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) {
+    return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+  }
+
+  static CURLcode newConnection(CURL*, void* sslContext, void* self) {
+    Transfer& transfer = of(self);
+    try {
+      transfer.trust_ =
+          std::make_shared<TrustCheck>(transfer.session_->delegate(), transfer.prepared_.host);
+      install(transfer.trust_, sslContext);
+      return CURLE_OK;
+    } catch (const std::bad_alloc&) {
+      return CURLE_SSL_CONNECT_ERROR;
+    }
+  }
+
+  // Called each time that libcurl is about to send the request: when a kept connection has
+  // died before a byte of the answer, it tries another one.
+  static int aboutToSend(void* self, char*, char*, int, int) {
+    Transfer& transfer = of(self);
+    if (++transfer.sendings_ == 1) return CURL_PREREQFUNC_OK;
+    transfer.ending_ = Ending::wouldSendTwice;
+    return CURL_PREREQFUNC_ABORT;
+  }
+
+  static std::size_t headLine(char* text, std::size_t, std::size_t size, void* self) {
+    Transfer& transfer = of(self);
+    if (!transfer.reader_.takeHeadLine({text, size})) {
+      transfer.ending_ = Ending::headTooLarge;
+    } else if (transfer.reader_.endedHeadStatus() == 101) {
+      transfer.ending_ = Ending::switchedProtocols;
+    } else {
+      return size;
+    }
+    return 0;
+  }
+
+  static std::size_t body(char* bytes, std::size_t, std::size_t size, void* self) {
+    Transfer& transfer = of(self);
+    if (!transfer.hasBody_) transfer.expectBody();
+    if (transfer.reader_.takeBody({bytes, size})) return size;
+    transfer.ending_ = Ending::bodyTooLarge;
+    return 0;
+  }
+};
+
+Transfer::Transfer(std::shared_ptr<SessionCore> session, PreparedRequest prepared)
+    : session_(std::move(session)),
+      prepared_(std::move(prepared)),
+      deadline_(deadlineAfter(prepared_.request.timeoutInterval)) {}
+
+Transfer::~Transfer() {
+  if (handle_ != nullptr) curl_easy_cleanup(static_cast<CURL*>(handle_));
+  curl_slist_free_all(static_cast<curl_slist*>(fields_));
+}
+
+bool Transfer::open() {
+  handle_ = curl_easy_init();
+  if (handle_ == nullptr || !addFields()) return false;
+  set(handle_, CURLOPT_PRIVATE, this);
+  set(handle_, CURLOPT_ERRORBUFFER, errorText_.data());
+  set(handle_, CURLOPT_CURLU, static_cast<CURLU*>(prepared_.address.get()));
+  set(handle_, CURLOPT_REQUEST_TARGET, prepared_.target.c_str());
+  set(handle_, CURLOPT_PROTOCOLS_STR, "http,https");
+  set(handle_, CURLOPT_PATH_AS_IS, 1L);
+  set(handle_, CURLOPT_FOLLOWLOCATION, 0L);
+  set(handle_, CURLOPT_PROXY, "");
+  set(handle_, CURLOPT_ACCEPT_ENCODING, "");
+  set(handle_, CURLOPT_NOSIGNAL, 1L);
+  set(handle_, CURLOPT_QUICK_EXIT, 1L);  // else cancelling waits for the resolver
+  set(handle_, CURLOPT_OPENSOCKETFUNCTION, &Callbacks::openSocket);
+  set(handle_, CURLOPT_HEADERFUNCTION, &Callbacks::headLine);
+  set(handle_, CURLOPT_HEADERDATA, this);
+  set(handle_, CURLOPT_WRITEFUNCTION, &Callbacks::body);
+  set(handle_, CURLOPT_WRITEDATA, this);
+  chooseMethod();
+  if (prepared_.isSecure) configureTLS();
+  return true;
+}
+
+bool Transfer::addFields() {
+  auto* fields = static_cast<curl_slist*>(fields_);
+  const auto add = [&](const std::string& field) {
+    curl_slist* longer = curl_slist_append(fields, field.c_str());
+    if (longer != nullptr) fields_ = fields = longer;
+    return longer != nullptr;
+  };
+  const URLRequest& request = prepared_.request;
+  bool isComplete = add("Expect:");
+  // libcurl would add values of its own to these.
+  for (const char* name : {"Accept", "Content-Type", "User-Agent"}) {
+    if (!request.header(name)) isComplete = isComplete && add(std::string(name) + ":");
+  }
+  for (const auto& [name, value] : request.headers) {
+    if (isOwnField(name)) continue;
+    // To libcurl "name:" without a value removes the field, and "name;" sends it empty.
+    const bool isEmpty = value.find_first_not_of(' ') == std::string::npos;
+    isComplete = isComplete && add(isEmpty ? name + ";" : name + ": " + value);
+  }
+  set(handle_, CURLOPT_HTTPHEADER, fields);
+  return isComplete;
+}
+
+void Transfer::chooseMethod() {
+  const URLRequest& request = prepared_.request;
+  if (!isSafe(request.method)) {
+    set(handle_, CURLOPT_PREREQFUNCTION, &Callbacks::aboutToSend);
+    set(handle_, CURLOPT_PREREQDATA, this);
+  }
+  if (request.body || announcesContent(request.method)) {
+    // Not copied: the request lives as long as the handle.
+    const std::string_view content = request.body ? request.body->text() : std::string_view();
+    set(handle_, CURLOPT_POST, 1L);
+    set(handle_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(content.size()));
+    set(handle_, CURLOPT_POSTFIELDS, content.empty() ? "" : content.data());
+  } else if (request.method == "HEAD") {
+    set(handle_, CURLOPT_NOBODY, 1L);
+    return;
+  }
+  set(handle_, CURLOPT_CUSTOMREQUEST, request.method.c_str());
+}
+
+// libcurl's own checks stay on, for with VERIFYPEER off it ignores what our check says, and
+// have nothing to check against. Its match of host and certificate would override a pin.
+void Transfer::configureTLS() {
+  set(handle_, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
+  // Only here: on plain connections requests would queue up behind one that gets no answer.
+  set(handle_, CURLOPT_PIPEWAIT, 1L);
+  set(handle_, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+  set(handle_, CURLOPT_SSL_VERIFYPEER, 1L);
+  set(handle_, CURLOPT_SSL_VERIFYHOST, 0L);
+  set(handle_, CURLOPT_SSL_SESSIONID_CACHE, 0L);  // a resumed session asks no check
+  set(handle_, CURLOPT_CAINFO, static_cast<char*>(nullptr));
+  set(handle_, CURLOPT_CAPATH, static_cast<char*>(nullptr));
+  set(handle_, CURLOPT_SSL_CTX_FUNCTION, &Callbacks::newConnection);
+  set(handle_, CURLOPT_SSL_CTX_DATA, this);
+}
+
+void Transfer::expectBody() {
+  hasBody_ = true;
+  curl_off_t size = -1;
+  curl_easy_getinfo(static_cast<CURL*>(handle_), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &size);
+  if (size > 0) reader_.expectBody(static_cast<std::size_t>(size));
+}
+
+URLSession::Outcome Transfer::finish(Ending ending, int curlCode) {
+  TransferFacts facts;
+  facts.ending = ending == Ending::none ? ending_ : ending;
+  facts.trust = trust_ ? trust_->result : TrustResult::notAsked;
+  facts.curlCode = curlCode;
+  facts.isHeadComplete = reader_.endedHeadStatus() != 0;
+  facts.curlText = errorText_.data();
+  const Verdict verdict = verdictOf(facts);
+  switch (verdict.kind) {
+    case Verdict::Kind::answer: return reader_.finish();
+    case Verdict::Kind::notHTTP: return HTTPResponse();
+    case Verdict::Kind::error: break;
+  }
+  return URLError(verdict.code, prepared_.request.url, verdict.reason);
+}
+
+URLSession::Outcome Transfer::cancelled() const {
+  TransferFacts facts;
+  facts.ending = Ending::cancelledByCaller;
+  return URLError(URLErrorCode::cancelled, prepared_.request.url, verdictOf(facts).reason);
+}
+
+void Transfer::ring() { session_->end(*this, Ending::deadline); }
+
+}  // namespace idlewyn::platform

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <set>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace idlewyn::platform {
+
+/// The process's one I/O thread: an epoll loop that tells owners of sockets what their sockets
+/// are ready for, rings alarms, and runs what other threads post. It is made at the first
+/// request and never destroyed; at exit its thread is stopped before OpenSSL is torn down.
+class IOLoop {
+ public:
+  using Clock = std::chrono::steady_clock;
+  using Task = std::function<void()>;
+
+  /// Something that waits for a point in time. Belongs to the loop's thread.
+  class Alarm {
+   public:
+    virtual ~Alarm() = default;
+    virtual void ring() = 0;
+
+   private:
+    friend class IOLoop;
+    Clock::time_point due_{};
+    bool isSet_ = false;
+  };
+
+  /// Something that owns sockets. Belongs to the loop's thread.
+  class SocketOwner {
+   public:
+    virtual ~SocketOwner() = default;
+    /// `events` as of epoll.
+    virtual void ready(int socket, std::uint32_t events) = 0;
+  };
+
+  /// The loop, made when there is none. Null when the system has no thread or descriptor left.
+  static IOLoop* shared() noexcept;
+
+  /// Runs the task on the loop's thread, in the order of posting. False, and the task is not
+  /// kept, in a process forked after the loop was made and once the process exits. Any thread.
+  bool post(Task task);
+
+  // The loop's thread only:
+  void set(Alarm& alarm, Clock::time_point due);
+  void clear(Alarm& alarm);
+  /// Watches a socket for epoll events on behalf of `owner`; no owner ends the watch.
+  void watch(int socket, std::uint32_t events, SocketOwner* owner);
+
+ private:
+  IOLoop();
+  ~IOLoop() = default;
+  static void stopAtExit();
+  void run();
+  bool runPosted();
+  void ringDue();
+  int millisecondsToNextAlarm() const;
+
+  const pid_t process_;
+  int epoll_ = -1;
+  int wake_ = -1;
+  std::mutex mutex_;
+  std::vector<Task> posted_;
+  bool isStopping_ = false;
+  std::set<std::pair<Clock::time_point, Alarm*>> alarms_;
+  std::vector<SocketOwner*> owners_;  // by socket
+  std::thread thread_;
+};
+
+}  // namespace idlewyn::platform

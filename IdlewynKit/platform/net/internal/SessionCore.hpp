@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+
+#include <IdlewynKit/platform/net/internal/IOLoop.hpp>
+#include <IdlewynKit/platform/net/internal/Transfer.hpp>
+#include <IdlewynKit/platform/net/internal/Verdict.hpp>
+
+namespace idlewyn::platform {
+
+/// What a session is to the I/O thread: one libcurl multi handle with its connections, and the
+/// transfers that run or wait their turn. Its transfers keep it; the session lets go of it.
+class SessionCore final : public IOLoop::Alarm,
+                          public IOLoop::SocketOwner,
+                          public std::enable_shared_from_this<SessionCore> {
+ public:
+  /// Transfers to one origin that run at the same time; the others wait first in, first out.
+  /// By origin, so that a relay which does not answer holds up no other one.
+  static constexpr std::size_t maximumRunning = 100;
+
+  explicit SessionCore(std::shared_ptr<URLSessionDelegate> delegate);
+
+  // Any thread:
+  void submit(std::shared_ptr<Transfer> transfer);
+  static void cancel(std::shared_ptr<Transfer> transfer);
+  /// Refuses new transfers; when the last one has ended, frees connections and delegate.
+  void finishTasksAndInvalidate();
+
+  // The loop's thread only:
+  const std::shared_ptr<URLSessionDelegate>& delegate() const noexcept { return delegate_; }
+  /// Ends a transfer, and with it its connection if that is in its midst. A transfer that has
+  /// ended already stays as it is.
+  void end(Transfer& transfer, Ending ending, int curlCode = 0);
+  void ring() override;
+  void ready(int socket, std::uint32_t events) override;
+
+ private:
+  struct Callbacks;
+  struct Origin {
+    Transfer::List running;
+    Transfer::List waiting;
+  };
+
+  void start(const std::shared_ptr<Transfer>& transfer);
+  bool openMulti();
+  void launchWaiting(Origin& origin);
+  void act(int socket, int events);
+  void closeWhenDone();
+
+  std::mutex mutex_;
+  bool isInvalidated_ = false;
+  IOLoop* loop_ = nullptr;  // set before the first transfer reaches the loop
+
+  std::shared_ptr<URLSessionDelegate> delegate_;
+  void* multi_ = nullptr;  // CURLM
+  bool isClosing_ = false;
+  std::unordered_map<std::string, Origin> origins_;  // those with transfers
+};
+
+}  // namespace idlewyn::platform

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <IdlewynKit/platform/net/URLError.hpp>
+#include <IdlewynKit/platform/net/internal/TrustCheck.hpp>
+
+namespace idlewyn::platform {
+
+/// Why we ended a transfer ourselves.
+enum class Ending {
+  none,
+  deadline,
+  cancelledByCaller,
+  cancelledBySession,
+  headTooLarge,
+  bodyTooLarge,
+  switchedProtocols,  // a 101 answer has no body that we could wait for
+  wouldSendTwice,
+};
+
+/// What is known of a transfer that has ended.
+struct TransferFacts {
+  Ending ending = Ending::none;
+  TrustResult trust = TrustResult::notAsked;
+  int curlCode = 0;
+  /// libcurl is content with a head that the connection's end cuts off.
+  bool isHeadComplete = false;
+  /// libcurl's words on the matter, which never leave this floor.
+  std::string_view curlText;
+};
+
+/// How an exchange ended: with an answer, with an answer that is not HTTP, or with an error.
+struct Verdict {
+  enum class Kind { answer, notHTTP, error };
+
+  Kind kind = Kind::answer;
+  URLErrorCode code{};
+  /// The error's reason, one sentence.
+  const char* reason = "";
+};
+
+/// What we did ourselves goes before what libcurl makes of it.
+Verdict verdictOf(const TransferFacts& facts);
+
+}  // namespace idlewyn::platform

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <exception>
+#include <optional>
+#include <type_traits>
+#include <utility>
+
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/io_context.hpp>
+
+namespace idlewyn::platform {
+
+/// Runs an operation to its end on the calling thread and gives its result or throws its
+/// exception. For threads without a loop of their own: called from a coroutine or a handler it
+/// blocks that loop for the whole operation.
+///
+///     Connection connection = wait(service.pair(provider, url, code, pin));
+template <class T>
+T wait(boost::asio::awaitable<T> operation) {
+  boost::asio::io_context context(1);
+  std::exception_ptr failure;
+  if constexpr (std::is_void_v<T>) {
+    boost::asio::co_spawn(context, std::move(operation),
+                          [&](std::exception_ptr error) { failure = std::move(error); });
+    context.run();
+    if (failure) std::rethrow_exception(std::move(failure));
+  } else {
+    std::optional<T> result;
+    boost::asio::co_spawn(context, std::move(operation), [&](std::exception_ptr error, T value) {
+      failure = std::move(error);
+      if (!failure) result.emplace(std::move(value));
+    });
+    context.run();
+    if (failure) std::rethrow_exception(std::move(failure));
+    return std::move(*result);
+  }
+}
+
+}  // namespace idlewyn::platform

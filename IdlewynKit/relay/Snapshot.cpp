@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: MIT
+#include <iterator>
+#include <utility>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/experimental/deferred.hpp>
+#include <boost/asio/experimental/parallel_group.hpp>
+#include <boost/asio/strand.hpp>
+#include <boost/asio/this_coro.hpp>
+#include <boost/asio/use_awaitable.hpp>
+
+#include <IdlewynKit/relay/LiveSessionService.hpp>
+
+namespace idlewyn {
+
+namespace {
+
+namespace asio = boost::asio;
+using asio::awaitable;
+
+// What one connection's fetch came to: its error, or its sessions.
+struct Fetched {
+  Fetched() = default;
+
+  std::vector<AgentSession> sessions;
+  std::exception_ptr error;
+};
+
+awaitable<Fetched> fetch(LiveSessionService service, Connection connection) {
+  Fetched fetched;
+  try {
+    fetched.sessions = co_await service.sessions(std::move(connection));
+  } catch (...) {
+    fetched.error = std::current_exception();
+  }
+  co_return fetched;
+}
+
+// A coroutine of its own, unlike the caller's, may take every type of cancellation.
+awaitable<Fetched> fetchAsChild(LiveSessionService service, Connection connection) {
+  co_await asio::this_coro::reset_cancellation_state(asio::enable_total_cancellation());
+  co_return co_await fetch(std::move(service), std::move(connection));
+}
+
+// The sessions gathered so far; fed with one outcome at a time, in the order of completion.
+class Merge {
+ public:
+  explicit Merge(SessionSnapshot fallback) : fallback_(std::move(fallback)) {}
+
+  void add(AgentProvider provider, Fetched fetched) {
+    if (fetched.error) {
+      errors_[provider] = fetched.error;
+      fetched.sessions = fallback_.sessionsFor(provider);
+    }
+    sessions_.insert(sessions_.end(), std::make_move_iterator(fetched.sessions.begin()),
+                     std::make_move_iterator(fetched.sessions.end()));
+  }
+
+  SnapshotResult finish() {
+    SessionSnapshot snapshot(std::move(sessions_), DateClock::now());
+    return SnapshotResult(std::move(snapshot), std::move(errors_));
+  }
+
+ private:
+  SessionSnapshot fallback_;
+  std::vector<AgentSession> sessions_;
+  std::map<AgentProvider, std::exception_ptr> errors_;
+};
+
+// In a coroutine that is cancelled already, every exchange ends at once as cancelled, without
+// children that would have to be told.
+awaitable<void> mergeInCancelled(const LiveSessionService& service,
+                                 const std::vector<Connection>& connections, Merge& merge) {
+  for (const Connection& connection : connections) {
+    merge.add(connection.provider, co_await fetch(service, connection));
+  }
+}
+
+awaitable<void> mergeConcurrently(const LiveSessionService& service,
+                                  const std::vector<Connection>& connections, Merge& merge) {
+  // A strand of the call's own: the children may share the caller's pool of threads.
+  const auto strand = asio::make_strand(co_await asio::this_coro::executor);
+  const auto spawn = [&](const Connection& connection) {
+    return asio::co_spawn(strand, fetchAsChild(service, connection), asio::experimental::deferred);
+  };
+  std::vector<decltype(spawn(connections.front()))> children;
+  children.reserve(connections.size());
+  for (const Connection& connection : connections)
+    children.push_back(spawn(connection));
+
+  auto group = asio::experimental::make_parallel_group(std::move(children));
+  auto [order, failures, outcomes] =
+      co_await group.async_wait(asio::experimental::wait_for_all(), asio::use_awaitable);
+  for (const std::size_t i : order) {
+    Fetched fetched = std::move(outcomes[i]);
+    if (failures[i]) {
+      // Cancelled before it ran a step: the exchange itself says what that means.
+      const auto state = co_await asio::this_coro::cancellation_state;
+      fetched.error = failures[i];
+      if (state.cancelled() != asio::cancellation_type::none) {
+        fetched = co_await fetch(service, connections[i]);
+      }
+    }
+    merge.add(connections[i].provider, std::move(fetched));
+  }
+}
+
+awaitable<SnapshotResult> takeSnapshot(LiveSessionService service,
+                                       std::vector<Connection> connections,
+                                       SessionSnapshot fallback) {
+  // A cancelled caller still gets its result; afterwards its setting is as it was.
+  const bool throwIfCancelled = co_await asio::this_coro::throw_if_cancelled();
+  co_await asio::this_coro::throw_if_cancelled(false);
+  const auto state = co_await asio::this_coro::cancellation_state;
+  Merge merge(std::move(fallback));
+  std::exception_ptr outOfMemory;
+  try {
+    if (state.cancelled() != asio::cancellation_type::none) {
+      co_await mergeInCancelled(service, connections, merge);
+    } else if (!connections.empty()) {
+      co_await mergeConcurrently(service, connections, merge);
+    }
+  } catch (...) {
+    outOfMemory = std::current_exception();
+  }
+  co_await asio::this_coro::throw_if_cancelled(throwIfCancelled);
+  if (outOfMemory) std::rethrow_exception(outOfMemory);
+  co_return merge.finish();
+}
+
+}  // namespace
+
+awaitable<SnapshotResult> LiveSessionService::snapshot(std::vector<Connection> connections,
+                                                       SessionSnapshot fallback) const {
+  return takeSnapshot(*this, std::move(connections), std::move(fallback));
+}
+
+}  // namespace idlewyn

@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: MIT
+#include <IdlewynKit/security/CertificatePin.hpp>
+
+#include <fstream>
+#include <map>
+#include <mutex>
+
+#include <IdlewynKit/platform/base/Base64.hpp>
+#include <IdlewynKit/platform/base/Hexadecimal.hpp>
+#include <IdlewynKit/platform/base/UTF8.hpp>
+#include <IdlewynKit/platform/crypto/SHA256.hpp>
+#include <IdlewynKit/platform/text/Unicode.hpp>
+#include <IdlewynKit/security/PinningDelegate.hpp>
+
+namespace idlewyn {
+
+namespace {
+
+constexpr std::uintmax_t largestPEMFile = 16u << 20;
+
+std::string fingerprintOf(const platform::Data& der) {
+  return platform::hexadecimal(platform::sha256(der.bytes()));
+}
+
+// Devices and pipes are left alone: reading them might never end.
+std::optional<std::string> readRegularFile(const std::filesystem::path& file) {
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(file, error) || error) return std::nullopt;
+  const auto size = std::filesystem::file_size(file, error);
+  if (error || size > largestPEMFile) return std::nullopt;
+  std::ifstream stream(file, std::ios::binary);
+  std::string text(static_cast<std::size_t>(size), '\0');
+  if (!stream.read(text.data(), static_cast<std::streamsize>(size))) return std::nullopt;
+  return text;
+}
+
+std::string joinedBody(std::string_view text) {
+  std::string body;
+  while (!text.empty()) {
+    const auto end = std::min(text.find('\n'), text.size());
+    const std::string_view line = text.substr(0, end);
+    if (!line.starts_with("-----")) body += line;
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return body;
+}
+
+// Pinned sessions of the process: added to, never removed from, never destroyed.
+struct PinnedSessions {
+  std::mutex mutex;
+  std::map<std::string, std::shared_ptr<URLSession>> byPin;  // guarded by mutex
+};
+
+PinnedSessions& pinnedSessions() {
+  static PinnedSessions& sessions = *new PinnedSessions;
+  return sessions;
+}
+
+}  // namespace
+
+std::string CertificatePin::normalized(std::string_view pin) {
+  std::string digits;
+  platform::forEachCharacter(platform::lowercased(pin), [&](std::string_view character) {
+    if (platform::isHexDigit(character)) digits += character;
+  });
+  return digits;
+}
+
+std::string CertificatePin::fingerprint(const Certificate& certificate) {
+  return fingerprintOf(certificate.der);
+}
+
+std::optional<std::string> CertificatePin::fingerprintOfPEM(const std::filesystem::path& file) {
+  const auto text = readRegularFile(file);
+  if (!text || !platform::isValidUTF8(*text)) return std::nullopt;
+  const auto der = platform::decodeBase64(joinedBody(*text));
+  if (!der) return std::nullopt;
+  return fingerprintOf(*der);
+}
+
+std::shared_ptr<URLSession> CertificatePin::session(std::string_view pin) {
+  std::string key = normalized(pin);
+  PinnedSessions& sessions = pinnedSessions();
+  const std::lock_guard lock(sessions.mutex);
+  auto& session = sessions.byPin[key];
+  if (!session) session = URLSession::ephemeral(std::make_shared<PinningDelegate>(std::move(key)));
+  return session;
+}
+
+}  // namespace idlewyn

@@ -1,0 +1,237 @@
+// SPDX-License-Identifier: MIT
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <tests/support/RelayFixture.hpp>
+#include <tests/support/Sessions.hpp>
+
+namespace idlewyn {
+namespace {
+
+using testing::connectionTo;
+using testing::headerOf;
+using testing::liveService;
+using testing::makeSession;
+using testing::outcomeOf;
+using testing::plainHTTP;
+using testing::withPrompt;
+
+PushTokenRegistration registration() {
+  return PushTokenRegistration("device", PushTokenRegistration::Kind::activity, Data{0xAB, 0x01},
+                               "sandbox", std::nullopt);
+}
+
+// Every operation on a connection, by its endpoint.
+struct Operation {
+  const char* endpoint;
+  std::function<std::string(const Connection&)> run;
+};
+
+std::vector<Operation> operations() {
+  const LiveSessionService service = liveService();
+  return {
+      {"v1/sessions", [=](auto& c) { return outcomeOf([&] { return service.sessions(c); }); }},
+      {"v1/permissions/p",
+       [=](auto& c) {
+         return outcomeOf([&] { return service.decide(PermissionDecision::deny, "p", c); });
+       }},
+      {"v1/settings",
+       [=](auto& c) { return outcomeOf([&] { return service.remoteApprovals(c); }); }},
+      {"v1/settings",
+       [=](auto& c) { return outcomeOf([&] { return service.setRemoteApprovals(true, c); }); }},
+      {"v1/push/tokens",
+       [=](auto& c) {
+         return outcomeOf([&] { return service.registerPushToken(registration(), c); });
+       }},
+      {"v1/unpair", [=](auto& c) { return outcomeOf([&] { return service.unpair(c); }); }},
+  };
+}
+
+TEST(RelayClient, SendsExactlyTheRequestOfEachEndpoint) {
+  for (const char* prefix : {"", "relay/behind"}) {
+    sandbox::SandboxRelay relay(plainHTTP(prefix));
+    relay.setSessions({withPrompt(makeSession("s", SessionStatus::waitingForInput), "p")});
+    const Connection connection = connectionTo(relay);
+    for (const Operation& operation : operations()) {
+      EXPECT_EQ(operation.run(connection), "ok") << operation.endpoint;
+    }
+    const std::string base = *prefix ? std::string("/") + prefix : "";
+    struct Row {
+      const char *method, *target, *type, *length, *body;
+    };
+    const std::vector<Row> rows{
+        {"GET", "/v1/sessions?provider=claude", "(none)", "(none)", ""},
+        {"POST", "/v1/permissions/p", "application/json", "19", R"({"decision":"deny"})"},
+        {"GET", "/v1/settings", "application/json", "(none)", ""},
+        {"POST", "/v1/settings", "application/json", "24", R"({"remoteApprovals":true})"},
+        {"POST", "/v1/push/tokens", "application/json", "80",
+         R"({"deviceID":"device","kind":"activity","token":"ab01","environment":"sandbox"})"},
+        {"POST", "/v1/unpair", "application/json", "0", ""},
+    };
+    const auto requests = relay.requests();
+    ASSERT_EQ(requests.size(), rows.size());
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      EXPECT_EQ(requests[i].method, rows[i].method) << rows[i].target;
+      EXPECT_EQ(requests[i].target, base + rows[i].target);
+      EXPECT_EQ(requests[i].body, rows[i].body) << rows[i].target;
+      EXPECT_EQ(headerOf(requests[i], "Authorization"), "Bearer " + connection.accessToken);
+      EXPECT_EQ(headerOf(requests[i], "Content-Type"), rows[i].type) << rows[i].target;
+      for (const char* unwanted : {"Accept", "User-Agent", "Expect"}) {
+        EXPECT_EQ(headerOf(requests[i], unwanted), "(none)") << rows[i].target;
+      }
+    }
+  }
+}
+
+TEST(RelayClient, ABaseAddressWithASlashOrAQueryKeepsBoth) {
+  sandbox::SandboxRelay relay(plainHTTP());
+  Connection connection = connectionTo(relay);
+  connection.serverURL = URL::parse(relay.address().text() + "/?a=1#f");
+  EXPECT_EQ(outcomeOf([&] { return liveService().sessions(connection); }), "ok");
+  EXPECT_EQ(relay.requests().back().target, "/v1/sessions?a=1&provider=claude");
+}
+
+TEST(RelayClient, PromptIdsReachTheRelayAsTheyStand) {
+  sandbox::SandboxRelay relay(plainHTTP());
+  const Connection connection = connectionTo(relay);
+  const std::vector<std::pair<std::string, std::string>> rows{
+      {"a b", "a%20b"},
+      {"a/b", "a/b"},
+      {"../unpair", "../unpair"},
+      {"?x#y%2f", "%3Fx%23y%252f"},
+      {"ü", "%C3%BC"},
+      {"", ""},
+      {"a:@!$&'()*+,;=~", "a:@!$&'()*+,;=~"},
+      {"[1]\\", "%5B1%5D%5C"},
+      {"/x", "/x"},
+  };
+  for (const auto& [promptID, path] : rows) {
+    relay.respondWith("*", 404, "{}");
+    EXPECT_EQ(outcomeOf([&, id = promptID] {
+                return liveService().decide(PermissionDecision::allow, id, connection);
+              }),
+              RelayError::promptExpired().errorDescription());
+    EXPECT_EQ(relay.requests().back().target, "/v1/permissions/" + path) << promptID;
+  }
+}
+
+TEST(RelayClient, ErrorsOfEveryEndpointByStatus) {
+  sandbox::SandboxRelay relay(plainHTTP("p"));
+  const Connection connection = connectionTo(relay);
+  for (const Operation& operation : operations()) {
+    const bool prompt = std::string(operation.endpoint).starts_with("v1/permissions/");
+    const std::vector<std::pair<int, RelayError>> rows{
+        {401, RelayError::unauthorized()},
+        {403, RelayError::unauthorized()},
+        {404, prompt ? RelayError::promptExpired() : RelayError::server(404)},
+        {429, RelayError::tooManyAttempts()},
+        {301, RelayError::server(301)},
+        {307, RelayError::server(307)},
+        {400, RelayError::server(400)},
+        {500, RelayError::server(500)},
+        {503, RelayError::server(503)},
+    };
+    for (const auto& [status, error] : rows) {
+      relay.clearRequests();
+      relay.respondWith("*", status, "{}", {{"Location", "/v1/elsewhere"}});
+      EXPECT_EQ(operation.run(connection), error.errorDescription()) << operation.endpoint;
+      EXPECT_EQ(relay.requests().size(), 1u) << "sent again: " << status << operation.endpoint;
+    }
+    for (const char* body : {"", "{}", "{\"sessions\":[{}]}", "nonsense"}) {
+      relay.respondWith("*", 200, body);
+      EXPECT_EQ(operation.run(connection), RelayError::invalidResponse().errorDescription())
+          << operation.endpoint << " answered " << body;
+    }
+  }
+}
+
+TEST(RelayClient, FaultsOfTheTransportPassThrough) {
+  struct Row {
+    sandbox::Fault fault;
+    std::string expected;
+  };
+  const std::string invalid = RelayError::invalidResponse().errorDescription();
+  const std::vector<Row> rows{
+      {sandbox::Fault::close(), "-1005"},       {sandbox::Fault::closeMidBody(), "-1005"},
+      {sandbox::Fault::notJSON(), invalid},     {sandbox::Fault::notHTTP(), invalid},
+      {sandbox::Fault::wrongLength(), invalid},
+  };
+  for (const bool tls : {false, true}) {
+    sandbox::Options options;
+    options.tls = tls;
+    sandbox::SandboxRelay relay(options);
+    const Connection connection = connectionTo(relay);
+    for (const Row& row : rows) {
+      relay.setSessions({withPrompt(makeSession("s", SessionStatus::waitingForInput), "p")});
+      relay.setFault("*", row.fault, 1);
+      relay.clearRequests();
+      EXPECT_EQ(outcomeOf([&] {
+                  return liveService().decide(PermissionDecision::allow, "p", connection);
+                }),
+                row.expected)
+          << static_cast<int>(row.fault.kind) << (tls ? " over TLS" : "");
+      EXPECT_EQ(relay.requests().size(), 1u) << static_cast<int>(row.fault.kind);
+    }
+    relay.stop();
+    EXPECT_EQ(outcomeOf([&] { return liveService().sessions(connection); }), "-1004");
+  }
+}
+
+TEST(RelayClient, ReadsWhatTheRelaySays) {
+  sandbox::SandboxRelay relay(plainHTTP());
+  const LiveSessionService service = liveService();
+  const Connection claude = connectionTo(relay);
+  const Connection codex = connectionTo(relay, AgentProvider::codex);
+  relay.respondWith("v1/sessions", 200, R"({"sessions":[
+      {"id":"1","provider":"claude","title":"","status":"working","startedAt":"2026-01-01T00:00:00Z",
+       "updatedAt":"2026-01-01T00:00:00Z"},
+      {"id":"2","provider":"codex","title":"","status":"dreaming","startedAt":"2026-01-01T00:00:00Z",
+       "updatedAt":"2026-01-01T00:00:00Z"},
+      {"id":"3","provider":"claude","title":"","status":"idle","startedAt":"2026-01-01T00:00:00Z",
+       "updatedAt":"2026-01-01T00:00:00Z"}]})");
+  const auto ofCodex = wait(service.sessions(codex));
+  ASSERT_EQ(ofCodex.size(), 1u);
+  EXPECT_EQ(ofCodex[0].status, SessionStatus::idle) << "an unknown status decodes";
+  EXPECT_EQ(wait(service.sessions(claude)).back().id, "3");
+
+  EXPECT_FALSE(wait(service.remoteApprovals(claude)));
+  EXPECT_TRUE(wait(service.setRemoteApprovals(true, claude)));
+  EXPECT_TRUE(wait(service.remoteApprovals(claude)));
+  relay.respondWith("POST v1/settings", 200, R"({"remoteApprovals":false})");
+  EXPECT_FALSE(wait(service.setRemoteApprovals(true, claude))) << "the relay has the last word";
+
+  wait(service.registerPushToken(registration(), claude));
+  EXPECT_EQ(relay.pushTokens(), std::vector{registration()});
+  relay.respondWith("v1/unpair", 200, R"({"ok":false})");
+  wait(service.unpair(claude));
+}
+
+TEST(RelayClient, WhatCanNotBeEncodedIsThrownBeforeAnythingIsSent) {
+  sandbox::SandboxRelay relay(plainHTTP());
+  EXPECT_THROW(wait(liveService().pair(AgentProvider::claude, relay.address(), "\xFF", {})),
+               EncodingError);
+  Connection connection = connectionTo(relay);
+  connection.accessToken = "two\r\nlines";
+  EXPECT_EQ(outcomeOf([&] { return liveService().unpair(connection); }), "-1000");
+  EXPECT_TRUE(relay.requests().empty());
+}
+
+TEST(RelayClient, WithoutAnAddressNothingIsSent) {
+  const RelayClient relay(URLSession::shared());
+  const LiveSessionService service(relay);
+  const Connection demo = Connection::demo(AgentProvider::codex);
+  EXPECT_TRUE(wait(relay.sessions(demo)).empty());
+  EXPECT_FALSE(wait(relay.remoteApprovals(demo)));
+  EXPECT_FALSE(wait(relay.setRemoteApprovals(true, demo)));
+  EXPECT_EQ(wait(service.sessions(demo)).size(), 2u);
+  EXPECT_TRUE(wait(service.setRemoteApprovals(true, demo)));
+  EXPECT_FALSE(wait(service.remoteApprovals(demo)));
+  for (const Operation& operation : operations())
+    EXPECT_EQ(operation.run(demo), "ok");
+}
+
+}  // namespace
+}  // namespace idlewyn

@@ -1,0 +1,237 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/RawServer.hpp"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <openssl/ssl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <stdexcept>
+
+namespace idlewyn::testing {
+namespace {
+
+sockaddr_in loopback() {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  return address;
+}
+
+// Bound to a port that the kernel chose.
+std::pair<int, int> boundSocket() {
+  const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in address = loopback();
+  socklen_t size = sizeof address;
+  if (bind(socket, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
+      getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+    throw std::runtime_error("no port to be had");
+  }
+  return {socket, ntohs(address.sin_port)};
+}
+
+std::shared_ptr<void> makeContext(const RawServer::TLS& tls) {
+  SSL_CTX* context = SSL_CTX_new(TLS_server_method());
+  SSL_CTX_use_certificate(context, static_cast<X509*>(tls.certificate.certificate()));
+  SSL_CTX_use_PrivateKey(context, static_cast<EVP_PKEY*>(tls.certificate.key()));
+  for (const TestCertificate& certificate : tls.chain) {
+    SSL_CTX_add1_chain_cert(context, static_cast<X509*>(certificate.certificate()));
+  }
+  if (tls.onlyVersion12) SSL_CTX_set_max_proto_version(context, TLS1_2_VERSION);
+  if (tls.onlyVersion10) {
+    SSL_CTX_set_cipher_list(context, "ALL:@SECLEVEL=0");
+    SSL_CTX_set_min_proto_version(context, TLS1_VERSION);
+    SSL_CTX_set_max_proto_version(context, TLS1_VERSION);
+  }
+  if (tls.demandsClientCertificate) {
+    SSL_CTX_set_verify(context, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
+  }
+  return {context, [](void* p) { SSL_CTX_free(static_cast<SSL_CTX*>(p)); }};
+}
+
+template <class Condition>
+bool waitUntil(Condition condition) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
+}
+
+std::size_t contentLength(const std::string& head) {
+  const auto found = head.find("Content-Length: ");
+  return found == std::string::npos ? 0 : std::strtoul(head.c_str() + found + 16, nullptr, 10);
+}
+
+}  // namespace
+
+RawServer::Connection::Connection(RawServer& server, int socket, int number)
+    : server_(server), socket_(socket), number_(number) {}
+
+RawServer::Connection::~Connection() {
+  SSL_free(static_cast<SSL*>(ssl_));
+  if (socket_ >= 0) close(socket_);
+}
+
+bool RawServer::Connection::handshake() {
+  if (!server_.tls_) return true;
+  if (server_.tls_->neverHandshakes) {
+    char byte;
+    while (recv(socket_, &byte, 1, 0) > 0) continue;
+    return false;
+  }
+  SSL* ssl = SSL_new(static_cast<SSL_CTX*>(server_.context_.get()));
+  ssl_ = ssl;
+  SSL_set_fd(ssl, socket_);
+  return SSL_accept(ssl) == 1;
+}
+
+long RawServer::Connection::read(char* bytes, std::size_t size) {
+  if (ssl_ != nullptr) return SSL_read(static_cast<SSL*>(ssl_), bytes, static_cast<int>(size));
+  return recv(socket_, bytes, size, 0);
+}
+
+std::string RawServer::Connection::readRequest() {
+  std::array<char, 16384> buffer;
+  std::size_t wanted = std::string::npos;
+  while (true) {
+    const auto end = unread_.find("\r\n\r\n");
+    if (end != std::string::npos) {
+      wanted = end + 4 + contentLength(unread_.substr(0, end + 2));
+      if (unread_.size() >= wanted) break;
+    }
+    const long count = read(buffer.data(), buffer.size());
+    if (count <= 0) return {};
+    unread_.append(buffer.data(), static_cast<std::size_t>(count));
+  }
+  std::string request = unread_.substr(0, wanted);
+  unread_.erase(0, wanted);
+  const std::lock_guard lock(server_.mutex_);
+  server_.requests_.push_back(request);
+  return request;
+}
+
+bool RawServer::Connection::write(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const long count =
+        ssl_ != nullptr
+            ? SSL_write(static_cast<SSL*>(ssl_), bytes.data(), static_cast<int>(bytes.size()))
+            : send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    if (count <= 0) return false;
+    bytes.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+void RawServer::Connection::hang() {
+  std::array<char, 4096> buffer;
+  while (read(buffer.data(), buffer.size()) > 0) continue;
+}
+
+void RawServer::Connection::reset() {
+  const linger now{1, 0};
+  setsockopt(socket_, SOL_SOCKET, SO_LINGER, &now, sizeof now);
+  close(socket_.exchange(-1));
+}
+
+RawServer::RawServer(Script script, std::optional<TLS> tls)
+    : script_(std::move(script)), tls_(std::move(tls)) {
+  if (tls_) context_ = makeContext(*tls_);
+  std::tie(listener_, port_) = boundSocket();
+  listen(listener_, 512);
+  acceptor_ = std::thread([this] { acceptAll(); });
+}
+
+RawServer::~RawServer() {
+  isStopping_ = true;
+  shutdown(listener_, SHUT_RDWR);
+  acceptor_.join();
+  {
+    const std::lock_guard lock(mutex_);
+    for (Connection& connection : connections_) {
+      if (connection.socket_ >= 0) shutdown(connection.socket_, SHUT_RDWR);
+    }
+  }
+  for (std::thread& thread : threads_) thread.join();
+  close(listener_);
+}
+
+void RawServer::acceptAll() {
+  while (true) {
+    const int socket = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    if (isStopping_) {
+      if (socket >= 0) close(socket);
+      return;
+    }
+    if (socket < 0) continue;
+    const std::lock_guard lock(mutex_);
+    Connection& connection = connections_.emplace_back(*this, socket, connectionCount_);
+    ++connectionCount_;
+    threads_.emplace_back([this, &connection] { serve(connection); });
+  }
+}
+
+void RawServer::serve(Connection& connection) {
+  sigset_t pipe;  // OpenSSL writes without MSG_NOSIGNAL; the rest of the process stays exposed
+  sigemptyset(&pipe);
+  sigaddset(&pipe, SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
+  if (connection.handshake()) script_(connection);
+  if (connection.ssl_ != nullptr) SSL_shutdown(static_cast<SSL*>(connection.ssl_));
+  const std::lock_guard lock(mutex_);
+  if (connection.socket_ < 0) return;
+  // An orderly end, even where bytes of the peer were left unread.
+  shutdown(connection.socket_, SHUT_WR);
+  if (!isStopping_) {
+    std::array<char, 4096> buffer;
+    while (recv(connection.socket_, buffer.data(), buffer.size(), MSG_DONTWAIT) > 0) continue;
+  }
+  close(connection.socket_.exchange(-1));
+}
+
+std::string RawServer::url(std::string_view path, std::string_view host) const {
+  std::string text = tls_ ? "https://" : "http://";
+  text.append(host).append(":").append(std::to_string(port_)).append(path);
+  return text;
+}
+
+std::vector<std::string> RawServer::requests() const {
+  const std::lock_guard lock(mutex_);
+  return requests_;
+}
+
+bool RawServer::waitForConnections(int count) const {
+  return waitUntil([&] { return connectionCount_ >= count; });
+}
+
+bool RawServer::waitForRequests(std::size_t count) const {
+  return waitUntil([&] { return requests().size() >= count; });
+}
+
+std::string RawServer::answer(std::string_view body, std::string_view status,
+                              std::string_view fields) {
+  std::string text("HTTP/1.1 ");
+  text.append(status).append("\r\n").append(fields);
+  text.append("Content-Length: ").append(std::to_string(body.size())).append("\r\n\r\n");
+  return text.append(body);
+}
+
+RawServer::Script RawServer::answering(std::string text) {
+  return [text = std::move(text)](Connection& connection) {
+    while (!connection.readRequest().empty()) connection.write(text);
+  };
+}
+
+int refusedPort() {
+  static const auto bound = boundSocket();  // kept, so that nobody else is given the port
+  return bound.second;
+}
+
+}  // namespace idlewyn::testing

@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "tests/support/TestCertificate.hpp"
+
+/// A server on 127.0.0.1 that does exactly what a test writes down, however wrong.
+///
+///     RawServer server([](RawServer::Connection& connection) {
+///       connection.readRequest();
+///       connection.write(RawServer::answer("hello"));
+///     });
+///     fetch(server.url("/"));
+///     EXPECT_EQ(server.requests().size(), 1u);
+namespace idlewyn::testing {
+
+class RawServer {
+ public:
+  class Connection {
+   public:
+    Connection(RawServer& server, int socket, int number);
+    ~Connection();
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    /// Head and body (by its Content-Length) of the next request, which is also recorded; empty
+    /// when the peer has gone.
+    std::string readRequest();
+    /// False when the peer has gone.
+    bool write(std::string_view bytes);
+    /// Waits until the peer or the server's end closes the connection.
+    void hang();
+    /// Closes with a reset instead of an orderly end.
+    void reset();
+    /// Counted from 0 in the order of accepting.
+    int number() const { return number_; }
+
+   private:
+    friend class RawServer;
+    bool handshake();
+    long read(char* bytes, std::size_t size);
+
+    RawServer& server_;
+    std::atomic<int> socket_;
+    const int number_;
+    void* ssl_ = nullptr;
+    std::string unread_;
+  };
+
+  /// What happens on one connection, on a thread of its own; it is closed afterwards.
+  using Script = std::function<void(Connection&)>;
+
+  struct TLS {
+    explicit TLS(TestCertificate certificate) : certificate(std::move(certificate)) {}
+    TestCertificate certificate;
+    /// Sent behind the certificate.
+    std::vector<TestCertificate> chain;
+    bool onlyVersion10 = false;
+    bool onlyVersion12 = false;
+    /// Refuses clients without a certificate: an alert behind the handshake in TLS 1.3.
+    bool demandsClientCertificate = false;
+    /// Accepts connections and leaves the handshake to wait.
+    bool neverHandshakes = false;
+  };
+
+  explicit RawServer(Script script, std::optional<TLS> tls = std::nullopt);
+  ~RawServer();
+  RawServer(const RawServer&) = delete;
+  RawServer& operator=(const RawServer&) = delete;
+
+  int port() const { return port_; }
+  std::string url(std::string_view path, std::string_view host = "127.0.0.1") const;
+  std::vector<std::string> requests() const;
+  int connectionCount() const { return connectionCount_; }
+
+  /// Waits until so many connections were accepted, or requests read; false after 10 seconds.
+  bool waitForConnections(int count) const;
+  bool waitForRequests(std::size_t count) const;
+
+  /// A whole HTTP/1.1 answer.
+  static std::string answer(std::string_view body, std::string_view status = "200 OK",
+                            std::string_view fields = "");
+  /// A script that gives each request of each connection that answer.
+  static Script answering(std::string text);
+
+ private:
+  void acceptAll();
+  void serve(Connection& connection);
+
+  const Script script_;
+  const std::optional<TLS> tls_;
+  std::shared_ptr<void> context_;
+  int listener_ = -1;
+  int port_ = 0;
+  std::atomic<bool> isStopping_{false};
+  std::atomic<int> connectionCount_{0};
+  mutable std::mutex mutex_;
+  std::vector<std::string> requests_;
+  std::list<Connection> connections_;
+  std::vector<std::thread> threads_;
+  std::thread acceptor_;
+};
+
+/// A port of 127.0.0.1 on which nothing listens.
+int refusedPort();
+
+}  // namespace idlewyn::testing

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+#include <algorithm>
+#include <map>
+#include <set>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "tools/sandbox-relay/RelayState.hpp"
+
+namespace idlewyn::sandbox {
+namespace {
+
+using enum SessionStatus;
+using std::chrono::duration;
+using std::chrono::seconds;
+
+class RelayStateTest : public testing::Test {
+ protected:
+  PairingOutcome pair(AgentProvider provider, const std::string& code) {
+    return state_.pair(provider, code).outcome;
+  }
+  AgentSession session(const std::string& id) {
+    const auto all = state_.sessions(std::nullopt);
+    return *std::ranges::find(all, id, &AgentSession::id);
+  }
+
+  Date now_ = platform::dateFromReferenceSeconds(800'000'000);
+  RelayState state_{[this] { return now_; }};
+};
+
+TEST_F(RelayStateTest, CodesServeOnceForEachAgentAndForFiveMinutes) {
+  const std::string code = state_.makeCode();
+  EXPECT_EQ(code.size(), 8u);
+  EXPECT_EQ(code.find_first_of("0O1IL"), std::string::npos) << code;
+  now_ += seconds(299);
+  EXPECT_EQ(pair(AgentProvider::claude, code), PairingOutcome::paired);
+  EXPECT_EQ(pair(AgentProvider::claude, code), PairingOutcome::wrongCode);
+  EXPECT_EQ(pair(AgentProvider::codex, code), PairingOutcome::paired);
+  const std::string late = state_.makeCode();
+  now_ += seconds(300);
+  EXPECT_EQ(pair(AgentProvider::claude, late), PairingOutcome::wrongCode);
+}
+
+TEST_F(RelayStateTest, FiveWrongCodesInARowLockPairingForAMinute) {
+  const std::string code = state_.makeCode();
+  for (int i = 0; i < 4; ++i)
+    EXPECT_EQ(pair(AgentProvider::codex, ""), PairingOutcome::wrongCode);
+  EXPECT_EQ(pair(AgentProvider::codex, code), PairingOutcome::paired)
+      << "that starts the count anew";
+  for (int i = 0; i < 5; ++i)
+    EXPECT_EQ(pair(AgentProvider::codex, ""), PairingOutcome::wrongCode);
+  EXPECT_EQ(pair(AgentProvider::claude, code), PairingOutcome::tooManyAttempts);
+  now_ += seconds(59);
+  EXPECT_EQ(pair(AgentProvider::claude, code), PairingOutcome::tooManyAttempts);
+  now_ += seconds(1);
+  EXPECT_EQ(pair(AgentProvider::claude, code), PairingOutcome::paired);
+}
+
+TEST_F(RelayStateTest, SessionsOfBothAgentsMoveThroughEveryStateAsTimePasses) {
+  std::map<AgentProvider, std::set<SessionStatus>> seen;
+  for (int i = 0; i < 300; ++i, now_ += seconds(1)) {
+    for (const AgentSession& session : state_.sessions(std::nullopt)) {
+      seen[session.provider].insert(session.status);
+      EXPECT_EQ(session.permission.has_value(), session.status == waitingForInput);
+      EXPECT_EQ(session.activity.has_value(), session.status == working);
+      EXPECT_LE(session.updatedAt, now_);
+      EXPECT_LE(session.taskDone.value_or(0), session.taskTotal.value_or(0));
+      // A prompt stays until it is answered: answer it after half a minute.
+      if (session.permission && session.permission->createdAt + seconds(30) <= now_) {
+        EXPECT_TRUE(state_.decide(session.permission->id, PermissionDecision::allow));
+      }
+    }
+  }
+  for (const auto& [provider, statuses] : seen) {
+    for (const SessionStatus status : {working, waitingForInput, finished}) {
+      EXPECT_TRUE(statuses.contains(status)) << id(provider) << ' ' << rawValue(status);
+    }
+  }
+  EXPECT_TRUE(seen[AgentProvider::codex].contains(failed));
+  EXPECT_TRUE(seen[AgentProvider::claude].contains(idle));
+}
+
+TEST_F(RelayStateTest, HowOftenTheClockIsReadChangesNothing) {
+  RelayState once([this] { return now_; });
+  for (int i = 0; i < 200; ++i, now_ += duration<double>(0.5))
+    state_.sessions(std::nullopt);
+  EXPECT_EQ(once.sessions(std::nullopt), state_.sessions(std::nullopt));
+}
+
+TEST_F(RelayStateTest, AnAnsweredPromptIsGoneAndItsSessionGoesOn) {
+  struct Row {
+    PermissionDecision decision;
+    SessionStatus after;
+    SessionStatus halfMinuteLater;
+    bool asksAgain;
+  };
+  const std::vector<Row> rows{
+      {PermissionDecision::allow, working, working, true},
+      {PermissionDecision::always, working, working, false},
+      {PermissionDecision::deny, failed, working, true},
+  };
+  for (const Row& row : rows) {
+    RelayState state([this] { return now_; });
+    const auto status = [&] { return state.sessions(AgentProvider::claude).front().status; };
+    now_ += seconds(10);
+    const auto prompt = state.sessions(AgentProvider::claude).front().permission;
+    ASSERT_TRUE(prompt && prompt->alwaysRule);
+    EXPECT_FALSE(state.decide("other", row.decision));
+    EXPECT_TRUE(state.decide(prompt->id, row.decision));
+    EXPECT_FALSE(state.decide(prompt->id, row.decision)) << "answered already";
+    EXPECT_EQ(state.decisions(), std::vector<Decision>{Decision(prompt->id, row.decision)});
+    EXPECT_EQ(status(), row.after);
+    now_ += seconds(31);
+    EXPECT_EQ(status(), row.halfMinuteLater);
+    now_ += seconds(1'000'000);
+    EXPECT_EQ(status() == waitingForInput, row.asksAgain);
+  }
+}
+
+TEST_F(RelayStateTest, FixedSessionsStandStillUntilTheirPromptIsAnswered) {
+  const PermissionPrompt prompt("a/b", "Bash", "ls", now_, std::nullopt);
+  AgentSession fixed = session("tidy-up");
+  fixed.permission = prompt;
+  fixed.status = waitingForInput;
+  state_.setSessions({fixed});
+  now_ += seconds(100);
+  EXPECT_EQ(state_.sessions(AgentProvider::claude), std::vector{fixed});
+  EXPECT_TRUE(state_.sessions(AgentProvider::codex).empty());
+  EXPECT_TRUE(state_.decide("a/b", PermissionDecision::deny));
+  EXPECT_EQ(session("tidy-up").status, failed);
+  EXPECT_FALSE(state_.decide("a/b", PermissionDecision::deny));
+  state_.useMovingSessions();
+  EXPECT_EQ(state_.sessions(std::nullopt).size(), 5u);
+}
+
+TEST_F(RelayStateTest, KeepsPushTokensUntilTheirOwnerLeaves) {
+  using Kind = PushTokenRegistration::Kind;
+  const std::string owner = state_.issueToken(AgentProvider::claude);
+  const std::string other = state_.issueToken(AgentProvider::codex);
+  const PushTokenRegistration first("phone", Kind::activity, {1}, "production");
+  const PushTokenRegistration keyed("phone", Kind::activity, {1}, "production", "key");
+  const PushTokenRegistration start("phone", Kind::pushToStart, {1}, "production");
+  state_.keepPushToken(owner, first);
+  state_.keepPushToken(other, start);
+  state_.keepPushToken(owner, keyed);
+  EXPECT_EQ(state_.pushTokens(), (std::vector{start, keyed}));
+  state_.unpair(owner);
+  EXPECT_EQ(state_.pushTokens(), std::vector{start});
+  EXPECT_FALSE(state_.isValid(owner));
+  EXPECT_TRUE(state_.isValid(other));
+}
+
+}  // namespace
+}  // namespace idlewyn::sandbox
