@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include <IdlewynKit/model/DisplayOrder.hpp>
+#include <IdlewynKit/model/internal/DisplayOrder.hpp>
 
 namespace idlewyn {
 

@@ -31,31 +31,27 @@ struct SnapshotResult {
 /// A value; see RelayClient for lifetimes, threads and errors. On a demo connection nothing is
 /// sent and nothing is thrown: sessions come from DemoSessions, remote approvals are false and
 /// setting them gives what was asked.
-struct LiveSessionService final : SessionService {
+struct IDLEWYNKIT_EXPORT LiveSessionService final : SessionService {
   explicit LiveSessionService(RelayClient relay) : relay(std::move(relay)) {}
 
-  IDLEWYNKIT_EXPORT boost::asio::awaitable<Connection> pair(
-      AgentProvider provider, URL serverURL, std::string code,
-      std::optional<std::string> certificatePin) const override;
-  IDLEWYNKIT_EXPORT boost::asio::awaitable<std::vector<AgentSession>> sessions(
-      Connection connection) const override;
-  IDLEWYNKIT_EXPORT boost::asio::awaitable<void> decide(PermissionDecision decision,
-                                                        std::string promptID,
-                                                        Connection connection) const override;
-  IDLEWYNKIT_EXPORT boost::asio::awaitable<bool> remoteApprovals(
-      Connection connection) const override;
-  IDLEWYNKIT_EXPORT boost::asio::awaitable<bool> setRemoteApprovals(
-      bool enabled, Connection connection) const override;
-  IDLEWYNKIT_EXPORT boost::asio::awaitable<void> registerPushToken(
-      PushTokenRegistration registration, Connection connection) const override;
-  IDLEWYNKIT_EXPORT boost::asio::awaitable<void> unpair(Connection connection) const override;
+  boost::asio::awaitable<Connection> pair(AgentProvider provider, URL serverURL, std::string code,
+                                          std::optional<std::string> certificatePin) const override;
+  boost::asio::awaitable<std::vector<AgentSession>> sessions(Connection connection) const override;
+  boost::asio::awaitable<void> decide(PermissionDecision decision, std::string promptID,
+                                      Connection connection) const override;
+  boost::asio::awaitable<bool> remoteApprovals(Connection connection) const override;
+  boost::asio::awaitable<bool> setRemoteApprovals(bool enabled,
+                                                  Connection connection) const override;
+  boost::asio::awaitable<void> registerPushToken(PushTokenRegistration registration,
+                                                 Connection connection) const override;
+  boost::asio::awaitable<void> unpair(Connection connection) const override;
 
   /// Fetches the sessions of all connections at once and merges them in the order in which the
   /// fetches end. A failed fetch contributes its error, and the fallback's sessions of its
   /// provider in place of fresh ones. Never throws, also when the caller is cancelled midway:
   /// each fetch that was cancelled then counts as failed.
-  IDLEWYNKIT_EXPORT boost::asio::awaitable<SnapshotResult> snapshot(
-      std::vector<Connection> connections, SessionSnapshot fallback) const;
+  boost::asio::awaitable<SnapshotResult> snapshot(std::vector<Connection> connections,
+                                                  SessionSnapshot fallback) const;
 
   RelayClient relay;
 };

@@ -22,7 +22,7 @@ namespace idlewyn::platform {
 class SessionCore;
 
 /// Decides about the servers of a session.
-class URLSessionDelegate {
+class IDLEWYNKIT_EXPORT URLSessionDelegate {
  public:
   virtual ~URLSessionDelegate() = default;
 

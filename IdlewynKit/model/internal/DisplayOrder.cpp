@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <IdlewynKit/model/DisplayOrder.hpp>
+#include <IdlewynKit/model/internal/DisplayOrder.hpp>
 
 #include <algorithm>
 #include <array>
