@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <array>
+#include <bit>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 
@@ -81,45 +83,56 @@ std::optional<double> takeFraction(std::string_view& text) {
   return value / scales[count];
 }
 
-/// Two digits of a number below 100.
-void putTwo(char* at, std::uint32_t value) {
+/// The two digits of a number below 100, the first one in the lower byte.
+std::uint64_t twoDigits(std::uint32_t value) {
   static constexpr auto pairs = [] {
-    std::array<char, 200> table{};
-    for (std::size_t i = 0; i < 100; ++i) {
-      table[2 * i] = static_cast<char>('0' + i / 10);
-      table[2 * i + 1] = static_cast<char>('0' + i % 10);
+    std::array<std::uint16_t, 100> table{};
+    for (unsigned i = 0; i < 100; ++i) {
+      table[i] = static_cast<std::uint16_t>('0' + i / 10 + ('0' + i % 10) * 256);
     }
     return table;
   }();
-  std::memcpy(at, &pairs[2 * value], 2);
+  return pairs[value];
+}
+
+/// Stores eight characters, the first one in the lowest byte of the word.
+void store(char* to, std::uint64_t word) {
+  if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap64(word);
+  std::memcpy(to, &word, sizeof word);
 }
 
 /// The whole millisecond nearest to the date, within the years 0000 to 9999.
 std::int64_t nearestMillisecond(Date date) {
   double milliseconds = secondsSinceReferenceDate(date) * 1000;
-  if (milliseconds != milliseconds) milliseconds = distantPastMilliseconds;
-  if (milliseconds < firstMillisecond) milliseconds = firstMillisecond;
-  if (milliseconds > lastMillisecond) milliseconds = lastMillisecond;
+  if (!(milliseconds >= firstMillisecond && milliseconds <= lastMillisecond)) [[unlikely]] {
+    if (std::isnan(milliseconds)) {
+      milliseconds = distantPastMilliseconds;
+    } else {
+      milliseconds = milliseconds < 0 ? firstMillisecond : lastMillisecond;
+    }
+  }
   const auto whole = static_cast<std::int64_t>(milliseconds);
   const double rest = milliseconds - static_cast<double>(whole);
   return whole + static_cast<std::int64_t>(rest >= 0.5) - static_cast<std::int64_t>(rest < -0.5);
 }
 
-/// Puts YYYY-MM-DD of a day counted from 0000-03-01 less 400 years.
-void putDay(char* at, std::uint32_t days) {
+struct CivilDay {
+  std::uint32_t year, month, day;
+};
+
+/// The civil date of a day counted from March 1st of the year -400. The multiplications divide
+/// (Neri and Schneider, "Euclidean affine functions and applications to calendar algorithms").
+CivilDay civilFromDays(std::uint32_t days) {
   const std::uint32_t quarters = 4 * days + 3;
   const std::uint32_t century = quarters / 146'097;
   const std::uint32_t inCentury = (quarters % 146'097) | 3;
-  const std::uint64_t scaled = std::uint64_t{2'939'745} * inCentury;  // 2^32 / 1461, in quarters
+  const std::uint64_t scaled = std::uint64_t{2'939'745} * inCentury;
   const auto yearOfCentury = static_cast<std::uint32_t>(scaled >> 32);
   const std::uint32_t dayOfYear = static_cast<std::uint32_t>(scaled) / 2'939'745 / 4;
-  const std::uint32_t months = 2141 * dayOfYear + 197'913;  // 2^16 * 12 / 367, from March
-  const bool nextYear = dayOfYear >= 306;
-  const std::uint32_t year = 100 * century + yearOfCentury + (nextYear ? 1 : 0) - 400;
-  putTwo(at, year / 100);
-  putTwo(at + 2, year % 100);
-  putTwo(at + 5, (months >> 16) - (nextYear ? 12 : 0));
-  putTwo(at + 8, (months & 0xFFFF) / 2141 + 1);
+  const std::uint32_t months = 2141 * dayOfYear + 197'913;
+  const bool isNextYear = dayOfYear >= 306;
+  return {100 * century + yearOfCentury + (isNextYear ? 1 : 0) - 400,
+          (months >> 16) - (isNextYear ? 12 : 0), (months & 0xFFFF) / 2141 + 1};
 }
 
 }  // namespace
@@ -160,17 +173,20 @@ void appendISO8601(Date date, std::string& text) {
   const auto total = static_cast<std::uint64_t>(nearestMillisecond(date) + shift);
   const std::uint64_t seconds = total / 1000;
   const auto milliseconds = static_cast<std::uint32_t>(total % 1000);
-  const auto days = static_cast<std::uint32_t>(seconds / secondsPerDay);
+  const CivilDay civil = civilFromDays(static_cast<std::uint32_t>(seconds / secondsPerDay));
   const auto inDay = static_cast<std::uint32_t>(seconds % secondsPerDay);
+  const auto character = [](char c, int at) { return static_cast<std::uint64_t>(c) << (8 * at); };
 
-  char form[25] = "0000-00-00T00:00:00.000Z";
-  putDay(form, days);
-  putTwo(form + 11, inDay / 3600);
-  putTwo(form + 14, inDay / 60 % 60);
-  putTwo(form + 17, inDay % 60);
-  form[20] = static_cast<char>('0' + milliseconds / 100);
-  putTwo(form + 21, milliseconds % 100);
-  text.append(form, 24);
+  const std::size_t size = text.size();
+  text.append("YYYY-MM-DDThh:mm:ss.mmmZ", 24);
+  char* to = text.data() + size;
+  store(to, twoDigits(civil.year / 100) | twoDigits(civil.year % 100) << 16 | character('-', 4) |
+                twoDigits(civil.month) << 40 | character('-', 7));
+  store(to + 8, twoDigits(civil.day) | character('T', 2) | twoDigits(inDay / 3600) << 24 |
+                    character(':', 5) | twoDigits(inDay / 60 % 60) << 48);
+  store(to + 16, character(':', 0) | twoDigits(inDay % 60) << 8 | character('.', 3) |
+                     character(static_cast<char>('0' + milliseconds / 100), 4) |
+                     twoDigits(milliseconds % 100) << 40 | character('Z', 7));
 }
 
 }  // namespace idlewyn::platform

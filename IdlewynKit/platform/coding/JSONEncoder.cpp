@@ -8,8 +8,9 @@ namespace idlewyn::platform {
 
 Data JSONEncoder::write(const Shape& shape, const void* value) const {
   std::string json;
-  json.reserve(256);
-  ValueWriter(dateEncodingStrategy, json).write(shape, value, nullptr);
+  OutputBuffer buffer(json);
+  ValueWriter(dateEncodingStrategy, buffer).write(shape, value, nullptr);
+  buffer.flush();
   return Data::ofText(std::move(json));
 }
 

@@ -7,45 +7,57 @@
 
 namespace idlewyn::platform {
 
-inline constexpr std::size_t unknownField = ~std::size_t{0};
+/// A key's first and last eight bytes, which overlap in short ones. With the length they make up
+/// the whole key up to 16 bytes.
+struct KeyEnds {
+  std::uint64_t head = 0;
+  std::uint64_t tail = 0;
 
-/// What tells a record's keys apart in most cases: length, first, middle and last byte.
-inline std::uint32_t keyTraits(std::string_view key) noexcept {
-  const auto byte = [&](std::size_t at) {
-    return std::uint32_t{static_cast<std::uint8_t>(key[at])};
-  };
-  return byte(0) + (byte(key.size() / 2) << 8) + (byte(key.size() - 1) << 16) +
-         (static_cast<std::uint32_t>(key.size()) << 24);
-}
-
-/// The slot of a key in a table of 256 slots.
-inline std::size_t keySlot(std::string_view key, std::uint32_t multiplier) noexcept {
-  return keyTraits(key) * multiplier >> 24;
-}
-
-inline bool sameKey(std::string_view a, std::string_view b) noexcept {
-  if (a.size() != b.size()) return false;
-  if (a.size() < 8 || a.size() > 16) return std::memcmp(a.data(), b.data(), a.size()) == 0;
-  std::uint64_t words[4];
-  std::memcpy(&words[0], a.data(), 8);
-  std::memcpy(&words[1], b.data(), 8);
-  std::memcpy(&words[2], a.data() + a.size() - 8, 8);
-  std::memcpy(&words[3], b.data() + b.size() - 8, 8);
-  return words[0] == words[1] && words[2] == words[3];
-}
-
-/// The number of the field with this name, or `unknownField`.
-inline std::size_t findField(const Shape& shape, std::string_view key) noexcept {
-  if (key.empty()) return unknownField;
-  if (shape.slots.empty()) {
-    for (std::size_t i = 0; i < shape.fields.size(); ++i) {
-      if (shape.fields[i].name == key) return i;
+  KeyEnds(std::uint64_t first, std::uint64_t last) noexcept : head(first), tail(last) {}
+  explicit KeyEnds(std::string_view key) noexcept {
+    const char* end = key.data() + key.size();
+    if (key.size() >= 8) {
+      std::memcpy(&head, key.data(), 8);
+      std::memcpy(&tail, end - 8, 8);
+    } else if (key.size() >= 4) {
+      std::memcpy(&head, key.data(), 4);
+      std::memcpy(&tail, end - 4, 4);
+    } else {
+      for (const char c : key)
+        head = head << 8 | static_cast<unsigned char>(c);
     }
-    return unknownField;
   }
-  const std::size_t entry = shape.slots[keySlot(key, shape.multiplier)];
-  if (entry == 0 || !sameKey(shape.fields[entry - 1].name, key)) return unknownField;
-  return entry - 1;
+};
+
+/// Whether two texts are the same; the second one's ends are known.
+inline bool isSame(std::string_view a, std::string_view b, const KeyEnds& endsOfB) noexcept {
+  if (a.size() != b.size()) return false;
+  const KeyEnds ends(a);
+  return ends.head == endsOfB.head && ends.tail == endsOfB.tail && (a.size() <= 16 || a == b);
+}
+
+/// The slot of a key in the table.
+inline std::size_t keySlot(const KeyEnds& ends, std::size_t length,
+                           std::uint64_t multiplier) noexcept {
+  constexpr int unusedBits = 64 - Shape::slotBits;
+  return (ends.head + 3 * ends.tail + length) * multiplier >> unusedBits;
+}
+
+/// The field with this name, or null.
+inline const KeySlot* findField(const Shape& shape, std::string_view key) noexcept {
+  const KeyEnds ends(key);
+  const auto matches = [&](const KeySlot& slot) {
+    return slot.head == ends.head && slot.tail == ends.tail && slot.length == key.size() &&
+           (key.size() <= 16 || shape.fields[slot.field].name == key);
+  };
+  if (shape.multiplier != 0) {
+    const KeySlot& slot = shape.slots[keySlot(ends, key.size(), shape.multiplier)];
+    return matches(slot) && slot.length != 0 ? &slot : nullptr;
+  }
+  for (const KeySlot& slot : shape.slots) {
+    if (matches(slot)) return &slot;
+  }
+  return nullptr;
 }
 
 }  // namespace idlewyn::platform

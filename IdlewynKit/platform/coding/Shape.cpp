@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
+#include <utility>
 
 #include <IdlewynKit/platform/coding/KeyTable.hpp>
 #include <IdlewynKit/platform/coding/Shape.hpp>
@@ -7,31 +8,63 @@
 namespace idlewyn::platform {
 namespace {
 
-/// A table without collisions for this multiplier, or an empty one.
-std::vector<std::uint8_t> makeSlots(const Shape& shape, std::uint32_t multiplier) {
-  std::vector<std::uint8_t> slots(256);
-  for (std::size_t i = 0; i < shape.fields.size(); ++i) {
-    auto& slot = slots[keySlot(shape.fields[i].name, multiplier)];
-    if (slot != 0) return {};
-    slot = static_cast<std::uint8_t>(i + 1);
+FieldAccess accessTo(const FieldShape& field) {
+  const auto kind = field.shape->kind;
+  if (field.isOptional) {
+    if (kind == Shape::Kind::text) return FieldAccess::optionalText;
+    if (kind == Shape::Kind::integer) return FieldAccess::optionalInteger;
+    return FieldAccess::otherOptional;
   }
-  return slots;
+  if (kind == Shape::Kind::text) return FieldAccess::text;
+  if (kind == Shape::Kind::date) return FieldAccess::date;
+  if (kind == Shape::Kind::closedSet) return FieldAccess::closedSet;
+  return FieldAccess::other;
+}
+
+KeySlot makeSlot(const Shape& shape, std::size_t index) {
+  const FieldShape& field = shape.fields[index];
+  const KeyEnds ends(field.name);
+  return {ends.head,
+          ends.tail,
+          static_cast<std::uint32_t>(field.name.size()),
+          static_cast<std::uint32_t>(field.offset),
+          static_cast<std::uint8_t>(index),
+          accessTo(field)};
+}
+
+/// Puts the fields into a table by this multiplier; false when two of them collide.
+bool placeFields(const std::vector<KeySlot>& fields, std::uint64_t multiplier,
+                 std::vector<KeySlot>& table) {
+  table.assign(std::size_t{1} << Shape::slotBits, KeySlot());
+  for (const KeySlot& field : fields) {
+    KeySlot& slot = table[keySlot({field.head, field.tail}, field.length, multiplier)];
+    if (slot.length != 0) return false;
+    slot = field;
+  }
+  return true;
 }
 
 }  // namespace
 
 void Shape::indexFields() {
   for (std::size_t i = 0; i < fields.size(); ++i) {
-    fields[i].prefix = '"' + std::string(fields[i].name) + "\":";
+    std::string& prefix = fields[i].prefix;
+    prefix = '"' + std::string(fields[i].name) + "\":";
+    fields[i].prefixLength = prefix.size();
+    prefix.resize(std::max(prefix.size(), FieldShape::paddedPrefix));
     if (!fields[i].isOptional) required |= std::uint64_t{1} << i;
+    slots.push_back(makeSlot(*this, i));
   }
-  // Odd multipliers at random; the few keys of a record are apart after a handful of them. When
-  // no multiplier is found the keys are compared one by one.
-  std::uint32_t candidate = 0x9E37'79B1;
-  for (int attempt = 0; attempt < 1000 && slots.empty(); ++attempt) {
-    multiplier = candidate;
-    slots = makeSlots(*this, multiplier);
-    candidate = candidate * 1'664'525 + 1'013'904'222;
+  // Odd multipliers at random; the few keys of a record are apart after a handful of them.
+  std::vector<KeySlot> table;
+  std::uint64_t candidate = 0x9E37'79B9'7F4A'7C15u;
+  for (int attempt = 0; attempt < 1000; ++attempt) {
+    if (placeFields(slots, candidate | 1, table)) {
+      multiplier = candidate | 1;
+      slots = std::move(table);
+      return;
+    }
+    candidate = candidate * 6'364'136'223'846'793'005u + 1'442'695'040'888'963'407u;
   }
 }
 

@@ -61,8 +61,33 @@ struct FieldShape {
   void* (*engage)(void* optional) = nullptr;
   /// What an optional holds, or null.
   const void* (*held)(const void* optional) = nullptr;
-  /// `"name":`, as it is written.
+  /// `"name":`, as it is written; filled up with zeros to `paddedPrefix` bytes.
   std::string prefix = {};
+  std::size_t prefixLength = 0;
+  static constexpr std::size_t paddedPrefix = 32;
+};
+
+/// How the decoder gets at a field: the common combinations of kind and optional have a way of
+/// their own.
+enum class FieldAccess : std::uint8_t {
+  text,
+  optionalText,
+  date,
+  optionalInteger,
+  closedSet,
+  other,
+  otherOptional,
+};
+
+/// A field as the decoder finds it by its key: the key's first and last bytes and its length, then
+/// what the common fields need, so that no further look-up is needed for them.
+struct KeySlot {
+  std::uint64_t head = 0;
+  std::uint64_t tail = 0;
+  std::uint32_t length = 0;  ///< 0 for a slot without a field.
+  std::uint32_t offset = 0;
+  std::uint8_t field = 0;
+  FieldAccess access = FieldAccess::other;
 };
 
 /// A type's JSON form and how to reach its parts in memory.
@@ -93,9 +118,11 @@ struct Shape {
   // A record: at most 64 fields, whose names need no escaping in JSON.
   std::vector<FieldShape> fields = {};
   std::uint64_t required = 0;  ///< A bit for each field that is not optional.
-  /// A hash table of the keys without collisions: field numbers plus one, 0 where there is none.
-  std::vector<std::uint8_t> slots = {};
-  std::uint32_t multiplier = 0;
+  /// The fields by their keys: a hash table without collisions, or a list when the multiplier is
+  /// 0 because none could be found.
+  std::vector<KeySlot> slots = {};
+  std::uint64_t multiplier = 0;
+  static constexpr int slotBits = 8;
 
   // A list.
   const Shape* element = nullptr;

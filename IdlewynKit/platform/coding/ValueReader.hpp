@@ -28,6 +28,8 @@ class ValueReader {
 
  private:
   bool readRecordFast(const Shape& shape, simdjson::dom::element element, void* value) const;
+  bool readFieldFast(const Shape& shape, const KeySlot& slot, simdjson::dom::element element,
+                     void* place) const;
   bool readListFast(const Shape& shape, simdjson::dom::element element, void* value) const;
   void readRecord(const Shape& shape, simdjson::dom::element element, void* value,
                   const PathStep* path) const;

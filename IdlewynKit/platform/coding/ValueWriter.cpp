@@ -25,54 +25,48 @@ bool needsCare(std::uint64_t word) noexcept {
   return ((word | (word - ones * 0x20) | (quotes - ones) | (slashes - ones)) & highs) != 0;
 }
 
-/// How many bytes at the start of `text` are plain: nothing to escape and ASCII.
-std::size_t plainLength(std::string_view text) noexcept {
-  std::size_t at = 0;
-  for (std::uint64_t word = 0; at + sizeof word <= text.size(); at += sizeof word) {
+/// Copies a text of at least eight bytes and tells whether all of it can stand as it is. The last
+/// word overlaps the one before.
+bool copyPlain(std::string_view text, char* to) noexcept {
+  std::uint64_t word = 0;
+  bool isPlain = true;
+  for (std::size_t at = 0; at + sizeof word < text.size(); at += sizeof word) {
     std::memcpy(&word, text.data() + at, sizeof word);
-    if (needsCare(word)) break;
+    std::memcpy(to + at, &word, sizeof word);
+    isPlain = isPlain && !needsCare(word);
   }
-  for (; at < text.size(); ++at) {
-    const auto byte = static_cast<unsigned char>(text[at]);
-    if (byte < 0x20 || byte >= 0x80 || byte == '"' || byte == '\\') break;
-  }
-  return at;
+  const std::size_t last = text.size() - sizeof word;
+  std::memcpy(&word, text.data() + last, sizeof word);
+  std::memcpy(to + last, &word, sizeof word);
+  return isPlain && !needsCare(word);
 }
 
-void appendEscaped(char c, std::string& json) {
+bool copyShortPlain(std::string_view text, char* to) noexcept {
+  bool isPlain = true;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const auto byte = static_cast<unsigned char>(text[at]);
+    to[at] = text[at];
+    isPlain = isPlain && byte >= 0x20 && byte < 0x80 && byte != '"' && byte != '\\';
+  }
+  return isPlain;
+}
+
+void putEscaped(char c, OutputBuffer& json) {
   constexpr char digits[] = "0123456789abcdef";
   const auto byte = static_cast<unsigned char>(c);
   switch (c) {
-    case '"': json += "\\\""; break;
-    case '\\': json += "\\\\"; break;
-    case '\b': json += "\\b"; break;
-    case '\f': json += "\\f"; break;
-    case '\n': json += "\\n"; break;
-    case '\r': json += "\\r"; break;
-    case '\t': json += "\\t"; break;
+    case '"': json.put("\\\""); break;
+    case '\\': json.put("\\\\"); break;
+    case '\b': json.put("\\b"); break;
+    case '\f': json.put("\\f"); break;
+    case '\n': json.put("\\n"); break;
+    case '\r': json.put("\\r"); break;
+    case '\t': json.put("\\t"); break;
     default:
-      json += "\\u00";
-      json += digits[byte >> 4];
-      json += digits[byte & 0x0F];
+      json.put("\\u00");
+      json.put(digits[byte >> 4]);
+      json.put(digits[byte & 0x0F]);
   }
-}
-
-/// Appends a text that is not all plain. UTF-8 stands as it is.
-void appendWithEscapes(std::string_view text, std::string& json) {
-  std::size_t begin = 0;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    const auto byte = static_cast<unsigned char>(text[at]);
-    if (byte >= 0x20 && byte != '"' && byte != '\\') continue;
-    json.append(text, begin, at - begin);
-    appendEscaped(text[at], json);
-    begin = at + 1;
-  }
-  json.append(text, begin);
-}
-
-void appendInteger(std::int64_t value, std::string& json) {
-  char digits[24];
-  json.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
 }
 
 std::size_t loadCase(const Shape& shape, const void* value) noexcept {
@@ -89,9 +83,9 @@ std::size_t loadCase(const Shape& shape, const void* value) noexcept {
 void ValueWriter::write(const Shape& shape, const void* value, const PathStep* path) {
   switch (shape.kind) {
     case Shape::Kind::text: writeText(as<std::string>(value), path); break;
-    case Shape::Kind::integer: appendInteger(as<std::int64_t>(value), json_); break;
+    case Shape::Kind::integer: writeInteger(as<std::int64_t>(value)); break;
     case Shape::Kind::number: writeNumber(as<double>(value), path); break;
-    case Shape::Kind::boolean: json_ += as<bool>(value) ? "true" : "false"; break;
+    case Shape::Kind::boolean: json_.put(as<bool>(value) ? "true" : "false"); break;
     case Shape::Kind::date: writeDate(as<Date>(value), path); break;
     case Shape::Kind::url: writeText(as<URL>(value).text(), path); break;
     case Shape::Kind::closedSet: writeText(shape.texts[loadCase(shape, value)], path); break;
@@ -102,15 +96,41 @@ void ValueWriter::write(const Shape& shape, const void* value, const PathStep* p
 }
 
 void ValueWriter::writeText(std::string_view text, const PathStep* path) {
-  json_ += '"';
-  const std::size_t plain = plainLength(text);
-  json_.append(text.data(), plain);
-  if (plain < text.size()) {
-    text.remove_prefix(plain);
-    if (!isValidUTF8(text)) throw EncodingError(codingPath(path), "The text is not UTF-8.");
-    appendWithEscapes(text, json_);
+  if (text.size() + 2 > OutputBuffer::capacity) {
+    writeCarefully(text, path);
+    return;
   }
-  json_ += '"';
+  char* to = json_.room(text.size() + 2);
+  to[0] = '"';
+  const bool isPlain = text.size() < 8 ? copyShortPlain(text, to + 1) : copyPlain(text, to + 1);
+  if (!isPlain) {
+    writeCarefully(text, path);
+    return;
+  }
+  to[text.size() + 1] = '"';
+  json_.advance(text.size() + 2);
+}
+
+/// Any text: checked, and put in pieces between what is escaped. UTF-8 stands as it is.
+void ValueWriter::writeCarefully(std::string_view text, const PathStep* path) {
+  if (!isValidUTF8(text)) throw EncodingError(codingPath(path), "The text is not UTF-8.");
+  json_.put('"');
+  std::size_t begin = 0;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const auto byte = static_cast<unsigned char>(text[at]);
+    if (byte >= 0x20 && byte != '"' && byte != '\\') continue;
+    json_.put(text.substr(begin, at - begin));
+    putEscaped(text[at], json_);
+    begin = at + 1;
+  }
+  json_.put(text.substr(begin));
+  json_.put('"');
+}
+
+void ValueWriter::writeInteger(std::int64_t value) {
+  constexpr std::size_t room = 24;
+  char* to = json_.room(room);
+  json_.advance(static_cast<std::size_t>(std::to_chars(to, to + room, value).ptr - to));
 }
 
 void ValueWriter::writeNumber(double value, const PathStep* path) {
@@ -119,14 +139,15 @@ void ValueWriter::writeNumber(double value, const PathStep* path) {
   }
   // Without a fraction, the minus of a negative zero would be lost in reading.
   if (value == 0 && std::signbit(value)) {
-    json_ += "-0.0";
+    json_.put("-0.0");
     return;
   }
   const double magnitude = std::abs(value);
   const bool isModerate = value == 0 || (magnitude >= 1e-5 && magnitude < 1e15);
   const auto format = isModerate ? std::chars_format::fixed : std::chars_format::scientific;
-  char digits[48];
-  json_.append(digits, std::to_chars(digits, digits + sizeof digits, value, format).ptr);
+  constexpr std::size_t room = 48;
+  char* to = json_.room(room);
+  json_.advance(static_cast<std::size_t>(std::to_chars(to, to + room, value, format).ptr - to));
 }
 
 void ValueWriter::writeDate(Date date, const PathStep* path) {
@@ -146,14 +167,31 @@ void ValueWriter::writeRecord(const Shape& shape, const void* record, const Path
     const void* value = static_cast<const std::byte*>(record) + field.offset;
     if (field.isOptional) value = field.held(value);
     if (value == nullptr) continue;
-    json_ += opening;
+    writePrefix(field, opening);
     opening = ',';
-    json_ += field.prefix;
     step.key = field.name;
-    write(*field.shape, value, &step);
+    if (field.shape->kind == Shape::Kind::text) {
+      writeText(as<std::string>(value), &step);
+    } else {
+      write(*field.shape, value, &step);
+    }
   }
-  if (opening == '{') json_ += '{';
-  json_ += '}';
+  if (opening == '{') json_.put('{');
+  json_.put('}');
+}
+
+/// The opening and the prefix. A short prefix is padded, so that its copy has a constant size.
+void ValueWriter::writePrefix(const FieldShape& field, char opening) {
+  constexpr std::size_t padded = FieldShape::paddedPrefix;
+  if (field.prefixLength > padded) {
+    json_.put(opening);
+    json_.put(field.prefix);
+    return;
+  }
+  char* to = json_.room(padded + 1);
+  to[0] = opening;
+  std::memcpy(to + 1, field.prefix.data(), padded);
+  json_.advance(field.prefixLength + 1);
 }
 
 void ValueWriter::writeList(const Shape& shape, const void* list, const PathStep* path) {
@@ -161,29 +199,29 @@ void ValueWriter::writeList(const Shape& shape, const void* list, const PathStep
   const std::size_t count = contents.size() / shape.stride;
   const std::size_t before = json_.size();
   PathStep step{.parent = path, .isIndex = true};
-  json_ += '[';
+  json_.put('[');
   for (; step.index < count; ++step.index) {
-    if (step.index > 0) json_ += ',';
+    if (step.index > 0) json_.put(',');
     // The first elements tell about how much room all of them take.
     if (step.index == 16) json_.reserve(before + (json_.size() - before) / 15 * (count + 8));
     write(*shape.element, contents.data() + step.index * shape.stride, &step);
   }
-  json_ += ']';
+  json_.put(']');
 }
 
 void ValueWriter::writeDictionary(const void* dictionary, const PathStep* path) {
   PathStep step{.parent = path};
   char opening = '{';
   for (const auto& [key, value] : as<std::map<std::string, std::string>>(dictionary)) {
-    json_ += opening;
+    json_.put(opening);
     opening = ',';
     step.key = key;
     writeText(key, &step);
-    json_ += ':';
+    json_.put(':');
     writeText(value, &step);
   }
-  if (opening == '{') json_ += '{';
-  json_ += '}';
+  if (opening == '{') json_.put('{');
+  json_.put('}');
 }
 
 }  // namespace idlewyn::platform

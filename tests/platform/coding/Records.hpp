@@ -61,7 +61,8 @@ struct Everything {
 struct Alike {
   explicit Alike(DecodingKey) {}
   static constexpr auto fields() {
-    return std::tuple{field("abcde", &Alike::first), field("aXcYe", &Alike::second)};
+    return std::tuple{field("sameHeadAsameTail", &Alike::first),
+                      field("sameHeadBsameTail", &Alike::second)};
   }
   std::int64_t first = 0, second = 0;
 };

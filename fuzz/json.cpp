@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+// What decodes survives encoding and decoding; the quick reading and the careful one, and the
+// reading in place and from a copy, agree on every document.
+#include <optional>
+#include <stdexcept>
+
+#include <IdlewynKit/model/JSONCoding.hpp>
+#include <IdlewynKit/model/SessionSnapshot.hpp>
+
+#include "../tests/platform/coding/Records.hpp"
+#include "support/Require.hpp"
+
+using namespace idlewyn;
+using platform::Data;
+using platform::test::Everything;
+
+namespace {
+
+template <class T>
+std::optional<T> decoded(const platform::JSONDecoder& decoder, std::string_view json, bool copies) {
+  Data data = Data::ofText(std::string(json));
+  if (!copies) data.storage.reserve(json.size() + 64);
+  try {
+    return copies ? decoder.decode<T>(json) : decoder.decode<T>(data);
+  } catch (const DecodingError&) {
+    return std::nullopt;
+  } catch (const std::runtime_error&) {
+    // The quick reading failed before it came to a date, so the careful one met the first.
+    return std::nullopt;
+  }
+}
+
+/// A decoder whose first date fails, so that every record with a date is read carefully.
+platform::JSONDecoder carefully(platform::JSONDecoder decoder) {
+  decoder.dateDecodingStrategy = [inner = decoder.dateDecodingStrategy,
+                                  isFirst = true](const platform::SingleValue& value) mutable {
+    if (std::exchange(isFirst, false)) throw std::runtime_error("first");
+    return inner ? inner(value) : platform::dateFromReferenceSeconds(value.number());
+  };
+  return decoder;
+}
+
+template <class T>
+void check(const platform::JSONDecoder& decoder, const platform::JSONEncoder& encoder,
+           std::string_view json) {
+  const auto value = decoded<T>(decoder, json, true);
+  fuzz::require(decoded<T>(decoder, json, false) == value);
+  fuzz::require(decoded<T>(carefully(decoder), json, true) == value);
+  if (!value) return;
+  const Data written = encoder.encode(*value);
+  // Dates are written to the millisecond: what is read back may differ, but only once.
+  const T again = decoder.decode<T>(written);
+  fuzz::require(encoder.encode(again) == written);
+  if (!encoder.dateEncodingStrategy) fuzz::require(again == *value);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const auto json = fuzz::asText(data, size);
+  check<Everything>(platform::JSONDecoder(), platform::JSONEncoder(), json);
+  check<std::vector<double>>(platform::JSONDecoder(), platform::JSONEncoder(), json);
+  check<SessionSnapshot>(JSONDecoder::relay(), JSONEncoder::relay(), json);
+  check<AgentSession>(JSONDecoder::relay(), JSONEncoder::relay(), json);
+  return 0;
+}
