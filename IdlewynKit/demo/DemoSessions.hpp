@@ -11,6 +11,8 @@
 ///     auto sessions = DemoSessions::sessions(AgentProvider::claude, DateClock::now());
 namespace idlewyn {
 
+using platform::DateClock;
+
 struct DemoSessions {
   DemoSessions() = delete;
 

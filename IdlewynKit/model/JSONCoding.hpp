@@ -11,8 +11,11 @@
 ///     Data again = JSONEncoder::relay().encode(snapshot);
 namespace idlewyn {
 
+using platform::CodingKey;
+using platform::Data;
 using platform::DecodingError;
 using platform::EncodingError;
+using platform::pathText;
 
 class JSONDecoder : public platform::JSONDecoder {
  public:

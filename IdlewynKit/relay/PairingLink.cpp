@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <IdlewynKit/relay/PairingLink.hpp>
 
-#include <algorithm>
 #include <string_view>
-#include <vector>
 
 #include <IdlewynKit/platform/text/Unicode.hpp>
 #include <IdlewynKit/security/CertificatePin.hpp>
@@ -15,11 +13,9 @@ namespace {
 constexpr std::size_t fingerprintLength = 64;
 
 // The value of the first item of that name; an item without "=" has none.
-std::optional<std::string> value(const std::vector<platform::URLQueryItem>& items,
-                                 std::string_view name) {
-  const auto item = std::find_if(items.begin(), items.end(),
-                                 [&](const auto& candidate) { return candidate.name == name; });
-  return item == items.end() ? std::nullopt : item->value;
+std::optional<std::string> value(const URL& url, std::string_view name) {
+  auto item = url.firstQueryItem(name);
+  return item ? std::move(item->value) : std::nullopt;
 }
 
 // Characters, not bytes: a full-width digit is one.
@@ -43,18 +39,15 @@ std::optional<URL> relayAddress(const std::optional<std::string>& text) {
 std::optional<PairingLink> PairingLink::parse(const URL& url) {
   if (url.lowercasedScheme() != "idlewyn") return std::nullopt;
   if (!url.host() || platform::lowercased(*url.host()) != "pair") return std::nullopt;
-  const auto items = url.queryItems();
-  if (!items) return std::nullopt;
-
-  auto address = relayAddress(value(*items, "url"));
+  auto address = relayAddress(value(url, "url"));
   if (!address) return std::nullopt;
-  const std::string code = value(*items, "code").value_or("");
+  const std::string code = value(url, "code").value_or("");
   const std::string_view trimmedCode = platform::trimmingSpaces(code);
   if (trimmedCode.empty()) return std::nullopt;
 
   std::optional<std::string> pin;
   if (address->lowercasedScheme() == "https") {
-    pin = CertificatePin::normalized(value(*items, "pin").value_or(""));
+    pin = CertificatePin::normalized(value(url, "pin").value_or(""));
     if (characterCount(*pin) != fingerprintLength) return std::nullopt;
   }
   return PairingLink(std::move(*address), std::string(trimmedCode), std::move(pin));

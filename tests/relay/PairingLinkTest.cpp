@@ -50,6 +50,8 @@ TEST(PairingLink, CompleteLinksInTheirManyForms) {
        "http://r", "1", std::nullopt},
       {"names are decoded", "idlewyn://pair?%75rl=http://r&c%6Fde=1", "http://r", "1",
        std::nullopt},
+      {"others may be no text", "idlewyn://pair?url=http://r&code=1&pin=%FF&%FF=%FF", "http://r",
+       "1", std::nullopt},
       {"http drops any pin", "idlewyn://pair?url=http://r&code=1&pin=zz", "http://r", "1",
        std::nullopt},
       {"pairs with colons in capitals", "idlewyn://pair?url=https://r&code=1&pin=" + pairs("AB:"),

@@ -92,6 +92,31 @@ std::string decoded(std::string_view part) {
   return text;
 }
 
+/// Calls `visit` with each item of a query, as written, for as long as it gives true.
+template <class Visit>
+void forEachItem(std::string_view query, const Visit& visit) {
+  for (bool more = !query.empty(); more;) {
+    const std::size_t end = std::min(query.find('&'), query.size());
+    if (!visit(query.substr(0, end))) return;
+    more = end < query.size();
+    if (more) query.remove_prefix(end + 1);
+  }
+}
+
+std::string decodedName(std::string_view item) {
+  const std::string_view written = item.substr(0, item.find('='));
+  std::string name = decoded(written);
+  return isValidUTF8(name) ? name : std::string(written);
+}
+
+std::optional<std::string> decodedValue(std::string_view item) {
+  const std::size_t sign = item.find('=');
+  if (sign == std::string_view::npos) return std::nullopt;
+  std::string value = decoded(item.substr(sign + 1));
+  if (!isValidUTF8(value)) return std::nullopt;
+  return value;
+}
+
 bool isScheme(std::string_view text) {
   if (text.empty() || !isLetter(text[0])) return false;
   for (const char c : text) {
@@ -231,7 +256,7 @@ bool URL::splitAuthority(std::size_t begin, std::size_t end) {
 }
 
 std::optional<std::string_view> URL::part(Range range) const noexcept {
-  if (range.begin == Range::absent) return std::nullopt;
+  if (range.begin == Range::absent || range.end > text_.size()) return std::nullopt;  // moved from
   return std::string_view(text_).substr(range.begin, range.end - range.begin);
 }
 
@@ -254,20 +279,20 @@ std::string URL::lowercasedScheme() const {
 std::optional<std::vector<URLQueryItem>> URL::queryItems() const {
   if (!query()) return std::nullopt;
   std::vector<URLQueryItem> items;
-  std::string_view rest = *query();
-  for (bool more = !rest.empty(); more;) {
-    const std::size_t end = findAny(rest, "&", 0);
-    const std::string_view item = rest.substr(0, end);
-    const std::size_t sign = findAny(item, "=", 0);
-    std::string name = decoded(item.substr(0, sign));
-    std::optional<std::string> value;
-    if (sign < item.size()) value = decoded(item.substr(sign + 1));
-    if (!isValidUTF8(name) || !isValidUTF8(value.value_or(""))) return std::nullopt;
-    items.emplace_back(std::move(name), std::move(value));
-    more = end < rest.size();
-    if (more) rest.remove_prefix(end + 1);
-  }
+  forEachItem(*query(), [&](std::string_view item) {
+    items.emplace_back(decodedName(item), decodedValue(item));
+    return true;
+  });
   return items;
+}
+
+std::optional<URLQueryItem> URL::firstQueryItem(std::string_view name) const {
+  std::optional<URLQueryItem> found;
+  forEachItem(query().value_or(""), [&](std::string_view item) {
+    if (decodedName(item) == name) found.emplace(std::string(name), decodedValue(item));
+    return !found;
+  });
+  return found;
 }
 
 URL URL::appendingPath(std::string_view added) const {
@@ -276,8 +301,8 @@ URL URL::appendingPath(std::string_view added) const {
   if (!extended.ends_with('/') && !added.starts_with('/')) extended += '/';
   appendEncoded(added, inPath, extended);
   // Without an authority, two slashes at the start of the path would begin one.
-  while (!host() && extended.starts_with("//"))
-    extended.erase(0, 1);
+  const std::size_t slashes = std::min(extended.find_first_not_of('/'), extended.size());
+  if (!host() && slashes > 1) extended.erase(0, slashes - 1);
   std::string joined = text_;
   joined.replace(path_.begin, path_.end - path_.begin, extended);
   URL result(std::move(joined));

@@ -60,11 +60,15 @@ class URL {
   IDLEWYNKIT_EXPORT std::string lowercasedScheme() const;
 
   /// The query split at "&", then each item at its first "=", then names and values
-  /// percent-decoded; "+" stays "+". Absent when there is no query, or when a decoded name or
-  /// value is not UTF-8. An empty query has no items.
+  /// percent-decoded; "+" stays "+". A name that is not UTF-8 once decoded stays as it is
+  /// written, an item whose value is not has none. Absent when there is no query; an empty
+  /// query has no items.
   IDLEWYNKIT_EXPORT std::optional<std::vector<URLQueryItem>> queryItems() const;
 
-  /// The URL with `path` behind its own path and exactly one "/" between them. Characters that
+  /// The first of those items with exactly that name, found without making the others.
+  IDLEWYNKIT_EXPORT std::optional<URLQueryItem> firstQueryItem(std::string_view name) const;
+
+  /// The URL with `path` behind its own path and one "/" between them. Characters that
   /// a path may not hold are percent-encoded byte by byte, "?", "#" and "%" included; "/" and
   /// dot segments stay as they are. Query and fragment stay behind the path.
   IDLEWYNKIT_EXPORT URL appendingPath(std::string_view path) const;

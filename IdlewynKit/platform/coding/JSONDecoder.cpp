@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <algorithm>
 #include <memory>
 #include <optional>
 
@@ -12,6 +13,8 @@ namespace idlewyn::platform {
 namespace {
 
 namespace dom = simdjson::dom;
+
+constexpr std::size_t mostLevels = 1'024;
 
 /// A parser keeps its memory from call to call, which makes it several times faster; a larger
 /// one is given back after the call.
@@ -50,6 +53,42 @@ std::string describe(simdjson::error_code error) {
   }
 }
 
+/// What is refused before the parser sees it.
+simdjson::error_code refusal(std::string_view text) {
+  if (text.empty()) return simdjson::EMPTY;
+  return text.starts_with("\xEF\xBB\xBF") ? simdjson::TAPE_ERROR : simdjson::SUCCESS;
+}
+
+/// How many levels of lists and objects a text has, texts within it aside.
+std::size_t levelsOf(std::string_view text) {
+  std::size_t level = 0, deepest = 0;
+  bool isQuoted = false;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const char c = text[at];
+    if (isQuoted) {
+      at += c == '\\';
+      isQuoted = c != '"';
+    } else if (c == '"') {
+      isQuoted = true;
+    } else if (c == '[' || c == '{') {
+      deepest = std::max(deepest, ++level);
+    } else if (c == ']' || c == '}') {
+      --level;
+    }
+  }
+  return deepest;
+}
+
+/// Parses, with a parser of its own, a text that the first attempt refused for a wide number or
+/// for its depth: the parser counts an innermost level only when there is something in it.
+simdjson::error_code parseThoroughly(dom::parser& parser, std::string_view text,
+                                     dom::element& root) {
+  const std::string narrowed = narrowingNumbers(text);
+  if (levelsOf(narrowed) > mostLevels) return simdjson::DEPTH_ERROR;
+  if (const auto error = parser.allocate(narrowed.size(), mostLevels + 1)) return error;
+  return parser.parse(narrowed).get(root);
+}
+
 bool readsFast(const ValueReader& reader, const Shape& shape, dom::element root, void* value) {
   try {
     return reader.readFast(shape, root, value);
@@ -66,9 +105,13 @@ void JSONDecoder::read(std::string_view text, std::size_t spare, const Shape& sh
   ParserLease parser;
   const bool mustCopy = spare < simdjson::SIMDJSON_PADDING;
   dom::element root;
-  auto error = (*parser).parse(text.data(), text.size(), mustCopy).get(root);
-  const bool isNarrowed = error == simdjson::NUMBER_ERROR;
-  if (isNarrowed) error = (*parser).parse(narrowingNumbers(text)).get(root);
+  auto error = refusal(text);
+  if (error == simdjson::SUCCESS) {
+    error = (*parser).parse(text.data(), text.size(), mustCopy).get(root);
+  }
+  dom::parser thorough;
+  const bool isNarrowed = error == simdjson::NUMBER_ERROR || error == simdjson::DEPTH_ERROR;
+  if (isNarrowed) error = parseThoroughly(thorough, text, root);
   if (error == simdjson::MEMALLOC) throw std::bad_alloc();
   if (error != simdjson::SUCCESS) {
     throw DecodingError(DecodingError::Kind::dataCorrupted, {}, describe(error));

@@ -39,6 +39,7 @@ class SingleValue {
   Kind kind_ = Kind::other;
   std::string_view text_;  ///< What it is called, when it is neither text nor number.
   double number_ = 0;
+  bool isTooLarge_ = false;
   const PathStep* path_ = nullptr;
 };
 

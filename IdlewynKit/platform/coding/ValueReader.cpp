@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 
@@ -12,6 +13,9 @@ namespace {
 namespace dom = simdjson::dom;
 using Kind = DecodingError::Kind;
 using Type = dom::element_type;
+
+/// Elements that room is made for at once: a hostile list is long and its elements are none.
+constexpr std::size_t largestReservation = 4'096;
 
 template <class T>
 T& as(void* value) noexcept {
@@ -71,6 +75,8 @@ DecodingError mismatch(std::string_view expected, std::string_view found, const 
           std::move(text)};
 }
 
+constexpr const char* tooLarge = "The number is too large.";
+
 DecodingError corrupted(std::string description, const PathStep* path) {
   return {Kind::dataCorrupted, codingPath(path), std::move(description)};
 }
@@ -84,11 +90,12 @@ T expect(std::string_view expected, dom::element element, const PathStep* path) 
   return value;
 }
 
-std::int64_t expectInteger(dom::element element, const PathStep* path) {
+std::int64_t expectInteger(dom::element element, bool isNarrowed, const PathStep* path) {
   std::int64_t value = 0;
   if (readInteger(element, value)) return value;
   char digits[32];
   const auto wide = expect<double>("a number", element, path);
+  if (isNarrowed && wide == beyondDouble) throw corrupted(tooLarge, path);
   const auto end = std::to_chars(digits, digits + sizeof digits, wide).ptr;
   throw corrupted("The number " + std::string(digits, end) + " is no 64-bit integer.", path);
 }
@@ -101,7 +108,8 @@ std::string_view SingleValue::text() const {
 }
 
 double SingleValue::number() const {
-  if (kind_ == Kind::number) return number_;
+  if (kind_ == Kind::number && !isTooLarge_) return number_;
+  if (kind_ == Kind::number) throw corrupted(tooLarge, path_);
   throw mismatch("a number", kind_ == Kind::text ? "a text" : text_, path_);
 }
 
@@ -119,18 +127,19 @@ double ValueReader::number(dom::element element, const PathStep* path) const {
   double value = 0;
   if (readNumber(element, value)) return value;
   expect<double>("a number", element, path);
-  throw corrupted("The number is too large.", path);
+  throw corrupted(tooLarge, path);
 }
 
 Date ValueReader::date(dom::element element, const PathStep* path) const {
   if (!dates_) return dateFromReferenceSeconds(number(element, path));
+  if (element.is_null()) throw mismatch("a date", nameOf(Type::NULL_VALUE), path);
   SingleValue value;
   value.path_ = path;
   if (element.get(value.text_) == simdjson::SUCCESS) {
     value.kind_ = SingleValue::Kind::text;
   } else if (element.is_double()) {
     value.kind_ = SingleValue::Kind::number;
-    value.number_ = number(element, path);
+    value.isTooLarge_ = !readNumber(element, value.number_);
   } else {
     value.text_ = nameOf(element.type());
   }
@@ -219,7 +228,7 @@ bool ValueReader::readRecordFast(const Shape& shape, dom::element element, void*
 bool ValueReader::readListFast(const Shape& shape, dom::element element, void* value) const {
   dom::array array;
   if (element.get(array) != simdjson::SUCCESS) return false;
-  shape.reserve(value, array.size());
+  shape.reserve(value, std::min(array.size(), largestReservation));
   for (const dom::element item : array) {
     if (!readFast(*shape.element, item, shape.append(value))) return false;
   }
@@ -232,7 +241,9 @@ void ValueReader::readCarefully(const Shape& shape, dom::element element, void* 
     case Shape::Kind::text:
       as<std::string>(value).assign(expect<std::string_view>("a text", element, path));
       break;
-    case Shape::Kind::integer: as<std::int64_t>(value) = expectInteger(element, path); break;
+    case Shape::Kind::integer:
+      as<std::int64_t>(value) = expectInteger(element, isNarrowed_, path);
+      break;
     case Shape::Kind::number: as<double>(value) = number(element, path); break;
     case Shape::Kind::boolean: as<bool>(value) = expect<bool>("a boolean", element, path); break;
     case Shape::Kind::date: as<Date>(value) = date(element, path); break;
@@ -279,7 +290,7 @@ void ValueReader::readList(const Shape& shape, dom::element element, void* value
                            const PathStep* path) const {
   const auto array = expect<dom::array>("a list", element, path);
   PathStep step{.parent = path, .isIndex = true};
-  shape.reserve(value, array.size());
+  shape.reserve(value, std::min(array.size(), largestReservation));
   for (const dom::element item : array) {
     readCarefully(*shape.element, item, shape.append(value), &step);
     ++step.index;

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -8,6 +9,9 @@
 
 namespace idlewyn::platform {
 namespace {
+
+/// The most that is set aside on a guess.
+constexpr std::size_t largestGuess = std::size_t{1} << 20;
 
 template <class T>
 const T& as(const void* value) noexcept {
@@ -202,8 +206,11 @@ void ValueWriter::writeList(const Shape& shape, const void* list, const PathStep
   json_.put('[');
   for (; step.index < count; ++step.index) {
     if (step.index > 0) json_.put(',');
-    // The first elements tell about how much room all of them take.
-    if (step.index == 16) json_.reserve(before + (json_.size() - before) / 15 * (count + 8));
+    // The first elements tell about how much room all of them take, if they are like the rest.
+    if (step.index == 16) {
+      const std::size_t estimate = before + (json_.size() - before) / 15 * (count + 8);
+      json_.reserve(std::min(estimate, json_.size() + largestGuess));
+    }
     write(*shape.element, contents.data() + step.index * shape.stride, &step);
   }
   json_.put(']');

@@ -114,6 +114,13 @@ TEST(URL, refusesWhatTheSyntaxDoesNotAllow) {
     EXPECT_FALSE(URL::parse(text)) << text << ": " << reason;
 }
 
+TEST(URL, thatWasMovedFromStillHasParts) {
+  URL from = url("http://h/path?q#f");
+  const URL to = std::move(from);
+  EXPECT_EQ(to.path(), "/path");
+  EXPECT_TRUE(from.path().empty() && from.query().value_or("").empty());  // NOLINT: on purpose
+}
+
 TEST(URL, lowersTheSchemeOnly) {
   EXPECT_EQ(url("HtTpS://H").lowercasedScheme(), "https");
   EXPECT_EQ(url("/a").lowercasedScheme(), "");
@@ -135,8 +142,8 @@ TEST(URL, readsQueryItemsDecoded) {
       {"x:a?a&&b", Items{{"a", std::nullopt}, {"", std::nullopt}, {"b", std::nullopt}}},
       {"x:a?a&", Items{{"a", std::nullopt}, {"", std::nullopt}}},
       {"x:a?%6B%3d=a%26b+c%C3%a9", Items{{"k=", "a&b+c\u00E9"}}},
-      {"x:a?k=%FF", std::nullopt},
-      {"x:a?%C3=v", std::nullopt},
+      {"x:a?k=%FF&l=1", Items{{"k", std::nullopt}, {"l", "1"}}},
+      {"x:a?%C3=v", Items{{"%C3", "v"}}},
       {"x:a?k=1#k=2", Items{{"k", "1"}}},
   };
   for (const Case& c : cases)

@@ -118,6 +118,8 @@ TEST(JSONDecoder, namesKindAndPlaceOfTheFirstFault) {
       {with("true", "1"), mismatch, "isOn", "Expected a boolean but found a number."},
       {with("\"2001-01-01T00:00:09Z\"", "9"), mismatch, "at",
        "Expected a text but found a number."},
+      {with("\"2001-01-01T00:00:09Z\"", "1e999"), mismatch, "at",
+       "Expected a text but found a number."},
       {with("\"2001-01-01T00:00:09Z\"", "null"), Kind::valueNotFound, "at", ""},
       {with("2001-01-01T00:00:09Z", "today"), corrupted, "at", "Bad date: today"},
       {with("https://h/p", "h h"), corrupted, "link", "Invalid URL string."},
@@ -202,7 +204,7 @@ TEST(JSONDecoder, givesADateStrategyItsValueAndItsPlace) {
   };
   EXPECT_EQ(error("[1,-1]"), "[1]! (at [1])");
   EXPECT_EQ(error("[1,\"x\"]"), "Expected a number but found a text. (at [1])");
-  EXPECT_EQ(error("[null]"), "Expected a number but found null. (at [0])");
+  EXPECT_EQ(error("[null]"), "Expected a date but found null. (at [0])");
 }
 
 TEST(JSONDecoder, letsADateStrategyDecodeAndThrowWhatItWants) {

@@ -127,6 +127,13 @@ TEST(JSONEncoder, writesDatesByItsStrategyAsText) {
       R"(["\"1","\"3"])");
 }
 
+TEST(JSONEncoder, setsLittleAsideForAListThatBeginsUnlikeTheRest) {
+  std::vector<std::string> texts(16, std::string(100'000, 'x'));
+  texts.resize(50'000, "y");
+  const Data json = JSONEncoder().encode(texts);
+  EXPECT_LT(json.storage.capacity(), json.size() + (4u << 20));
+}
+
 TEST(JSONEncoder, refusesWhatJSONCannotHoldAndSaysWhere) {
   auto value = JSONDecoder().decode<Everything>(complete);
   const auto fault = [](const auto& v) -> std::string {
