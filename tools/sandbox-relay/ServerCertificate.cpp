@@ -20,9 +20,8 @@ namespace {
 using namespace internal;
 
 KeyHandle makeKey(KeyType type) {
-  KeyHandle key(type == KeyType::rsa
-                    ? EVP_PKEY_Q_keygen(nullptr, nullptr, "RSA", std::size_t{2048})
-                    : EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"));
+  KeyHandle key(type == KeyType::rsa ? EVP_PKEY_Q_keygen(nullptr, nullptr, "RSA", std::size_t{2048})
+                                     : EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"));
   check(key != nullptr, "can't make a key");
   return key;
 }

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+#include "tools/idlewyn/Table.hpp"
+
+#include <cmath>
+
+#include <gtest/gtest.h>
+
+#include "tools/idlewyn/Fingerprint.hpp"
+#include "tools/idlewyn/SessionReport.hpp"
+
+namespace idlewyn::command {
+namespace {
+
+Style terminal(std::optional<std::size_t> width, bool isColoured) {
+  Style style;
+  style.width = width;
+  style.isColoured = isColoured;
+  return style;
+}
+
+TEST(Table, AlignsByWhatIsSeen) {
+  Table table({"A", "B", "C"});
+  table.add({Cell("日本"), Cell("x"), Cell("one")});
+  table.add({Cell("e\xcc\x81"), Cell("yy"), Cell("")});
+  EXPECT_EQ(table.text(terminal(std::nullopt, false)),
+            "A     B   C\n"
+            "日本  x   one\n"
+            "e\xcc\x81     yy");
+}
+
+TEST(Table, ColoursDoNotShiftColumns) {
+  Table table({"A", "B"});
+  table.add({Cell("x", Tone::bad), Cell("end")});
+  EXPECT_EQ(table.text(terminal(std::nullopt, true)),
+            "\x1b[2mA\x1b[0m  \x1b[2mB\x1b[0m\n\x1b[31mx\x1b[0m  end");
+}
+
+TEST(Table, EscapesEveryCell) {
+  Table table({"A", "B"});
+  table.add({Cell("\x1b[31mred"), Cell("a\nb")});
+  EXPECT_EQ(table.text(terminal(std::nullopt, false)), "A              B\n\\u{1B}[31mred  a\\nb");
+}
+
+TEST(Table, CutsOnlyTheLastColumnAndOnlyOnATerminal) {
+  Table table({"A", "B"});
+  table.add({Cell("longer than all"), Cell("abcdefghijkl")});
+  EXPECT_NE(table.text(terminal(27, false)).find("longer than all  abcdefghi…"), std::string::npos);
+  EXPECT_NE(table.text(terminal(5, false)).find("longer than all  abcdefg…"), std::string::npos);
+  EXPECT_NE(table.text(terminal(std::nullopt, false)).find("abcdefghijkl"), std::string::npos);
+  EXPECT_EQ(cutToWidth("日本語", 5), "日本…");
+  EXPECT_EQ(cutToWidth("日本語", 4), "日…");
+  EXPECT_EQ(cutToWidth("日本語", 6), "日本語");
+}
+
+TEST(Output, IsColouredOnTerminalsThatWantIt) {
+  EXPECT_TRUE(usesColour(true, nullptr, "xterm-256color"));
+  EXPECT_TRUE(usesColour(true, "", "xterm")) << "an empty NO_COLOR is not set";
+  EXPECT_FALSE(usesColour(true, "1", "xterm"));
+  EXPECT_FALSE(usesColour(true, nullptr, "dumb"));
+  EXPECT_FALSE(usesColour(true, nullptr, nullptr));
+  EXPECT_FALSE(usesColour(false, nullptr, "xterm"));
+}
+
+TEST(SessionReport, WritesTimesThatPeopleRead) {
+  EXPECT_EQ(elapsedText(42.9), "0:42");
+  EXPECT_EQ(elapsedText(725), "12:05");
+  EXPECT_EQ(elapsedText(3723), "1:02:03");
+  EXPECT_EQ(elapsedText(-5), "0:00") << "clocks differ";
+  EXPECT_EQ(elapsedText(std::nan("")), "0:00");
+  EXPECT_EQ(elapsedText(1e300), elapsedText(1e12)) << "a relay's nonsense";
+}
+
+TEST(Fingerprint, IsShownInGroups) {
+  const std::string digits(64, 'a');
+  const std::string half = "aaaa aaaa aaaa aaaa aaaa aaaa aaaa aaaa";
+  EXPECT_EQ(fingerprintLines(digits), (std::vector<std::string>{half, half}));
+  EXPECT_EQ(fingerprintLines("abcdef"), (std::vector<std::string>{"abcd ef"}));
+}
+
+}  // namespace
+}  // namespace idlewyn::command

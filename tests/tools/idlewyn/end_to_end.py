@@ -1,0 +1,332 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""end_to_end.py IDLEWYN SANDBOX_RELAY: the command against relays, all as processes."""
+import json
+import os
+import stat
+import sys
+import time
+import unittest
+
+sys.dont_write_bytecode = True
+import sandbox
+from sandbox import CommandTest, Relay, session
+
+MISMATCH = ("The relay’s security certificate isn’t the one Vantor paired with. "
+            "If you reset the relay, pair again.")
+EXPIRED = "That permission prompt was already answered or has expired."
+
+
+class Demo(CommandTest):
+    def test_tour_shows_the_main_job_and_leaves_nothing(self):
+        begin = time.monotonic()
+        text = self.run_command("demo")
+        self.assertLess(time.monotonic() - begin, 30)
+        for part in (MISMATCH, EXPIRED, "Needs input", "Working → Needs input", "Lead: ",
+                     "Summary: ", "Codex: The server could not be reached."):
+            self.assertIn(part, text)
+        self.assertEqual(list((self.home / "tmp").iterdir()), [])
+        self.assertFalse((self.home / "data").exists(), "nothing of the user's is touched")
+
+    def test_tour_fails_without_a_relay_that_works(self):
+        for program, reason in (("/nowhere", "can't be started"), ("/bin/false", "ended at once"),
+                                ("/bin/echo", "introduce")):
+            self.environment["IDLEWYN_SANDBOX_RELAY"] = program
+            self.assertIn(reason, self.run_command("demo", status=1))
+        self.assertEqual(list((self.home / "tmp").iterdir()), [])
+
+    def test_tour_that_is_interrupted_takes_its_relays_along(self):
+        slow = self.home / "slow-relay"
+        slow.write_text(f'#!/bin/sh\necho $$ >>{self.home}/pids\n'
+                        f'exec {sandbox.SANDBOX} --fault "*=delay=20" "$@"\n')
+        slow.chmod(0o755)
+        self.environment["IDLEWYN_SANDBOX_RELAY"] = str(slow)
+        for ending in (self.interrupt, self.kill):
+            tour = self.start("demo")
+            while "2  " not in tour.stdout.readline():
+                pass
+            ending(tour)
+            relays = (self.home / "pids").read_text().split()
+            deadline = time.monotonic() + 10
+            while any(os.path.exists(f"/proc/{pid}") for pid in relays):
+                self.assertLess(time.monotonic(), deadline, "relays are left")
+                time.sleep(0.01)
+            if ending == self.interrupt:
+                self.assertEqual(list((self.home / "tmp").iterdir()), [])
+
+    def test_offline_tour_opens_no_socket(self):
+        text = self.run_command("demo", "--offline", preexec_fn=sandbox.die_on_socket)
+        self.assertIn("Summary: ", text)
+        self.assertIn("Claude", text)
+        self.assertIn("Codex", text)
+        with Relay() as relay:  # the ban is fatal to a command that does open one
+            self.pair(relay, "claude")
+            self.finish(self.start("sessions", preexec_fn=sandbox.die_on_socket), -31)
+
+
+class Pairing(CommandTest):
+    def test_by_link_enforces_the_pin(self):
+        with Relay() as relay:
+            self.note_secrets(relay)
+            paired = self.run_json("pair", relay.pairingLink, "--agent", "claude")
+            self.assertEqual(list(paired), ["agent", "address", "account", "connectedAt",
+                                            "fingerprint", "replaced", "trustedOnFirstUse"])
+            self.assertEqual(paired["fingerprint"], relay.fingerprint)
+            self.assertFalse(paired["trustedOnFirstUse"])
+            self.assertEqual(stat.S_IMODE(self.file.stat().st_mode), 0o600)
+            self.assertEqual(stat.S_IMODE(self.file.parent.stat().st_mode), 0o700)
+
+            relay.control("certificate")
+            self.assertIn(MISMATCH, self.run_command("sessions", status=10))
+            wrong = relay.pairingLink  # with the old pin
+            self.assertIn(MISMATCH, self.run_command("pair", "-", "--agent", "codex", status=10,
+                                                     input=wrong))
+            self.assertEqual(len(json.loads(self.file.read_text())), 1)
+
+    def test_by_address_trusts_on_first_use_and_replaces(self):
+        with Relay() as relay:
+            self.note_secrets(relay)
+            text = self.run_command("pair", "--address", relay.address, "--code", "-",
+                                    "--agent", "codex", input=relay.pairingCode + "\n")
+            self.assertIn("Trusted on first use", text)
+            self.assertIn(relay.fingerprint, text.replace(" ", "").replace("\n", ""))
+            self.assertIn(relay.address, text)
+            self.assertTrue(self.pair(relay, "codex")["replaced"])
+            self.assertFalse(self.pair(relay, "claude")["replaced"])
+            self.assertEqual(len(json.loads(self.file.read_text())), 2)
+
+    def test_refused_codes_store_nothing(self):
+        with Relay() as relay:
+            self.secrets.add("WRONGCODE")
+            attempt = ("pair", "--address", relay.address, "--code", "WRONGCODE",
+                       "--agent", "claude")
+            for _ in range(5):
+                self.run_command(*attempt, status=4)
+            self.assertEqual(self.run_json(*attempt, status=12)["error"]["kind"],
+                             "tooManyAttempts")
+            self.assertFalse(self.file.exists())
+
+    def test_address_is_shown_without_its_user(self):
+        with Relay("--http") as relay:
+            self.secrets.update({"robin:hush"})
+            self.note_secrets(relay)
+            address = relay.address.replace("//", "//robin:hush@")
+            out, err = self.finish(self.start("pair", "--address", address, "--code",
+                                              relay.pairingCode, "--agent", "claude"), 0)
+            self.assertIn(relay.address, out)
+            self.assertIn("over http", err)
+            self.assertEqual(self.run_json("unpair")["address"], relay.address)
+
+    def test_damaged_list_stops_before_the_code_is_spent(self):
+        self.file.parent.mkdir(parents=True)
+        self.file.write_text("[{")
+        with Relay() as relay:
+            self.note_secrets(relay)
+            error = self.run_json("pair", relay.pairingLink, "--agent", "claude", status=1)
+            self.assertEqual(error["error"]["kind"], "storage")
+            self.assertEqual(self.file.read_text(), "[{")
+            self.assertEqual(relay.control("requests", method="GET")["requests"], [])
+            self.file.unlink()
+            self.run_command("pair", relay.pairingLink, "--agent", "claude")
+
+    def test_wrong_arguments_are_not_repeated(self):
+        self.secrets.update({"SESAME", "idlewyn://pair"})
+        link = "idlewyn://pair?url=https%3A%2F%2Fr.example&code=SESAME"  # lacks the pin
+        for arguments in (("pair", link, "--agent", "claude"), ("pair", link, link),
+                          ("pair", link), ("pair", "--agent", link), ("pair", "--code", "SESAME"),
+                          ("pair", link, "--address", "https://r.example", "--code", "SESAME"),
+                          ("pair", "--address", "SESAME", "--code", "x", "--agent", "claude"),
+                          ("pair", "--address", "ftp://r", "--code", "x", "--agent", "claude"),
+                          ("SESAME",), ("sessions", "--SESAME"), ("approvals", "SESAME"),
+                          ("watch", "--count", "SESAME"), ("pair", "--agent", "claude"), ()):
+            self.assertEqual(self.run_json(*arguments, status=2)["error"]["kind"], "usage")
+            self.assertIn("idlewyn: ", self.run_command(*arguments, status=2))
+
+
+class Sessions(CommandTest):
+    def test_are_one_snapshot_in_display_order(self):
+        with Relay() as relay:
+            self.pair(relay, "claude")
+            self.pair(relay, "codex")
+            relay.advance(30)
+            shown = self.run_json("sessions")
+            self.assertEqual(list(shown), ["summary", "updatedAt", "sessions", "errors"])
+            self.assertEqual(shown["summary"], "2 need you · 1 working · 1 finished")
+            self.assertEqual([s["status"] for s in shown["sessions"]],
+                             ["waitingForInput"] * 2 + ["working", "finished", "idle"])
+            only = self.run_json("sessions", "--agent", "codex")["sessions"]
+            self.assertEqual({s["provider"] for s in only}, {"codex"})
+            text = self.run_command("sessions")
+            self.assertIn("always adds the rule Bash(make -C build check-parser)", text)
+            self.assertIn("answer: allow or deny\n", text)
+            self.assertNotIn("\x1b", text, "no colours in a pipe")
+
+    def test_statuses_tell_what_failed(self):
+        with Relay() as one, Relay() as other:
+            self.pair(one, "claude")
+            self.pair(other, "codex")
+            for fault, status, kind in (("status=503", 14, "server"),
+                                        ("status=401", 4, "unauthorized"),
+                                        ("not-json", 13, "invalidResponse"),
+                                        ("close", 20, "network")):
+                other.fault("v1/sessions", fault)
+                shown = self.run_json("sessions", status=3)
+                self.assertEqual([(e["agent"], e["kind"]) for e in shown["errors"]],
+                                 [("codex", kind)])
+                self.assertEqual({s["provider"] for s in shown["sessions"]}, {"claude"})
+                self.run_command("sessions", "--agent", "codex", status=status)
+                other.control("faults", method="DELETE")
+            one.stop()
+            other.stop()
+            self.run_command("sessions", status=20)
+            self.run_command("allow", "p", status=20)
+
+    def test_hostile_texts_are_whole_and_harmless(self):
+        detail = "ls\x1b[2J\u202e" + "x" * 5000 + "\n; rm -rf /"
+        with Relay() as relay:
+            self.pair(relay, "claude")
+            relay.show(session("claude", {"id": "p\u200b1", "detail": detail,
+                                          "alwaysRule": "Bash(\u2066)"}, title="a\nb"))
+            text = self.run_command("sessions")
+            shown = "Bash: ls\\u{1B}[2J\\u{202E}" + "x" * 5000 + "\\n; rm -rf /\n"
+            self.assertIn(shown, text)
+            self.assertIn("rule Bash(\\u{2066})", text)
+            for hidden in "\x1b\u202e\u200b\u2066":
+                self.assertNotIn(hidden, text)
+            self.assertEqual(self.run_json("sessions")["sessions"][0]["permission"]["detail"],
+                             detail)
+            self.assertIn(shown, self.run_command("allow", "p\\u{200B}1"))
+
+    def test_without_a_pairing_say_so(self):
+        self.assertEqual(self.run_json("sessions", status=1)["error"]["kind"], "notPaired")
+        self.assertIn("No agent is paired", self.run_command("watch", status=1))
+
+
+class Answering(CommandTest):
+    def test_shows_what_it_answers_and_answers_once(self):
+        with Relay() as relay:
+            self.pair(relay, "claude")
+            self.pair(relay, "codex")
+            relay.advance(30)
+            self.assertIn("carries no rule",
+                          self.run_command("always", "import-utf8-1", status=1))
+            text = self.run_command("always", "tidy-up-1")
+            self.assertIn("Bash: make -C build check-parser", text)
+            self.assertIn("rule Bash(make -C build check-parser)", text)
+            self.assertLess(text.index("check-parser"), text.index("Answered: always"))
+            answered = self.run_json("deny", "import-utf8-1")
+            self.assertEqual(list(answered), ["decision", "prompt"])
+            self.assertEqual(answered["prompt"]["detail"], "pip install --user charset-samples")
+            self.run_command("deny", "import-utf8-1", status=11)
+            sent = [(r["target"], r.get("body"))
+                    for r in relay.control("requests", method="GET")["requests"]
+                    if "permissions" in r["target"]]
+            self.assertEqual(sent, [("/v1/permissions/tidy-up-1", '{"decision":"always"}'),
+                                    ("/v1/permissions/import-utf8-1", '{"decision":"deny"}')])
+
+    def test_expired_between_showing_and_answering(self):
+        with Relay() as relay:
+            self.pair(relay, "claude")
+            relay.advance(30)
+            relay.fault("v1/permissions/*", "status=404")
+            self.assertIn(EXPIRED, self.run_command("allow", "tidy-up-1", status=11))
+
+    def test_ambiguous_ids_are_refused_with_the_candidates(self):
+        with Relay() as relay:
+            self.pair(relay, "claude")
+            self.pair(relay, "codex")
+            relay.show(session("claude", {"id": "p-1", "detail": "one"}),
+                       session("codex", {"id": "p-1", "detail": "two"}))
+            refusal = self.run_json("allow", "p-1", status=1)["error"]
+            self.assertEqual(refusal["kind"], "ambiguousPrompt")
+            self.assertEqual([c["detail"] for c in refusal["candidates"]], ["one", "two"])
+            text = self.run_command("deny", "p-1", status=1)
+            self.assertIn("Bash: one", text)
+            self.assertIn("Bash: two", text)
+            self.run_command("allow", "p", status=1)
+            asked = [r["target"] for r in relay.control("requests", method="GET")["requests"]]
+            self.assertNotIn("/v1/permissions/p-1", asked, "nothing was answered")
+            self.assertIn("two", self.run_command("allow", "p-1", "--agent", "codex"))
+
+
+class Settings(CommandTest):
+    def test_approvals_show_what_the_relay_says(self):
+        with Relay() as relay:
+            self.pair(relay, "claude")
+            self.pair(relay, "codex")
+            off = {"approvals": [{"agent": "claude", "remoteApprovals": False},
+                                 {"agent": "codex", "remoteApprovals": False}], "errors": []}
+            self.assertEqual(self.run_json("approvals"), off)
+            self.run_command("approvals", "on", status=2)
+            self.assertIn("Codex: remote approvals are on",
+                          self.run_command("approvals", "on", "--agent", "codex"))
+            self.assertIn("are on", self.run_command("approvals", "--agent", "codex"))
+            self.run_command("approvals", "off", "--agent", "codex")
+            relay.fault("v1/settings", "status=500")
+            self.assertEqual(self.run_json("approvals", status=14)["approvals"], [])
+
+    def test_unpair_needs_the_relay_or_a_word(self):
+        with Relay() as relay:
+            self.pair(relay, "claude")
+            self.pair(relay, "codex")
+            self.run_command("unpair", status=2)
+            relay.fault("v1/unpair", "status=500")
+            self.assertIn("--forget", self.run_command("unpair", "--agent", "codex", status=14))
+            self.assertEqual(len(json.loads(self.file.read_text())), 2)
+            self.run_command("unpair", "--agent", "codex", "--forget")
+            relay.control("faults", method="DELETE")
+            stale = self.file.read_text()
+            self.run_command("unpair")
+            self.assertEqual(json.loads(self.file.read_text()), [])
+            self.file.write_text(stale)
+            self.run_command("sessions", status=4)
+            self.run_command("unpair")  # the relay has forgotten it already
+            self.assertEqual(json.loads(self.file.read_text()), [])
+
+
+class Watching(CommandTest):
+    def test_tells_transitions_and_keeps_sessions_of_failing_agents(self):
+        with Relay() as relay, Relay() as other:
+            self.pair(relay, "claude")
+            self.pair(other, "codex")
+            watch = self.start("watch", "--json", "--interval", "0.05")
+            first = json.loads(watch.stdout.readline())
+            self.assertEqual(first["transitions"], [])
+            relay.advance(30)
+            other.stop()
+            transitions, last = [], {"errors": []}
+            deadline = time.monotonic() + 10
+            while time.monotonic() < deadline and not (transitions and last["errors"]):
+                last = json.loads(watch.stdout.readline())
+                transitions += last["transitions"]
+            self.assertEqual({(t["session"]["id"], t["from"]) for t in transitions},
+                             {("tidy-up", "working"), ("release-notes", "working")})
+            self.assertEqual([e["agent"] for e in last["errors"]], ["codex"])
+            self.assertEqual([s["id"] for s in last["sessions"] if s["provider"] == "codex"],
+                             [s["id"] for s in first["sessions"] if s["provider"] == "codex"])
+            self.interrupt(watch)
+
+    def test_counts_its_rounds(self):
+        with Relay() as relay:
+            self.pair(relay, "claude")
+            text = self.run_command("watch", "--count", "2", "--interval", "0.01")
+            self.assertEqual(text.count("── "), 2)
+            self.assertEqual(text.count("larkspur"), 2)
+
+    def test_signals_cancel_what_is_in_flight(self):
+        with Relay() as relay:
+            self.pair(relay, "claude")
+            relay.fault("v1/sessions", "stall")
+            for command in (("watch",), ("sessions",), ("allow", "p")):
+                relay.control("requests", method="DELETE")
+                process = self.start(*command)
+                while not relay.control("requests", method="GET")["requests"]:
+                    time.sleep(0.01)
+                begin = time.monotonic()
+                self.interrupt(process)
+                self.assertLess(time.monotonic() - begin, 5, "the request's ten seconds")
+
+
+if __name__ == "__main__":
+    sandbox.IDLEWYN, sandbox.SANDBOX = sys.argv[1:3]
+    unittest.main(argv=sys.argv[:1] + sys.argv[3:])

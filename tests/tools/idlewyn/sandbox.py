@@ -1,0 +1,144 @@
+# SPDX-License-Identifier: MIT
+"""Runs the command and sandbox relays as processes, and watches for secrets."""
+import ctypes
+import json
+import os
+import pathlib
+import re
+import shutil
+import signal
+import ssl
+import subprocess
+import tempfile
+import unittest
+import urllib.request
+
+IDLEWYN = SANDBOX = ""  # set by the script that is run
+
+
+class Relay:
+    """A sandbox relay whose clock stands still; ends with the `with` block."""
+
+    def __init__(self, *arguments):
+        self.process = subprocess.Popen(
+            [SANDBOX, "--manual-clock", "--until-stdin-closes", *arguments],
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        self.__dict__.update(json.loads(self.process.stdout.readline()))
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.stop()
+
+    def stop(self):
+        self.process.stdin.close()
+        self.process.wait(10)
+        self.process.stdout.close()
+
+    def control(self, path, body=None, method="POST"):
+        request = urllib.request.Request(f"{self.address}/sandbox/{path}", method=method,
+                                         data=json.dumps(body).encode() if body else b"")
+        context = ssl._create_unverified_context()
+        with urllib.request.urlopen(request, context=context, timeout=10) as answer:
+            return json.load(answer)
+
+    def advance(self, seconds):
+        self.control("clock", {"advance": seconds})
+
+    def fault(self, endpoint, fault):
+        self.control("faults", {"endpoint": endpoint, "fault": fault})
+
+    def show(self, *sessions):
+        self.control("sessions", {"sessions": sessions})
+
+    def renew(self):
+        self.__dict__.update(self.control("code"))
+
+
+def session(provider, prompt=None, **fields):
+    date = "2026-03-05T14:07:09.250Z"
+    record = {"id": "s-" + provider, "provider": provider, "title": "Title",
+              "status": "waitingForInput" if prompt else "working",
+              "startedAt": date, "updatedAt": date, **fields}
+    if prompt:
+        record["permission"] = {"toolName": "Bash", "createdAt": date, **prompt}
+    return record
+
+
+class _Instruction(ctypes.Structure):
+    _fields_ = [("code", ctypes.c_uint16), ("jt", ctypes.c_uint8), ("jf", ctypes.c_uint8),
+                ("k", ctypes.c_uint32)]
+
+
+class _Program(ctypes.Structure):
+    _fields_ = [("count", ctypes.c_uint16), ("instructions", ctypes.POINTER(_Instruction))]
+
+
+def die_on_socket():
+    """From now on this process is killed (SIGSYS) when it asks for a socket (seccomp(2))."""
+    number = {"x86_64": 41, "aarch64": 198}[os.uname().machine]
+    rules = (_Instruction * 4)((0x20, 0, 0, 0), (0x15, 0, 1, number), (0x06, 0, 0, 0x80000000),
+                               (0x06, 0, 0, 0x7FFF0000))
+    libc = ctypes.CDLL(None, use_errno=True)
+    program = _Program(4, rules)
+    if libc.prctl(38, 1, 0, 0, 0) != 0 or libc.prctl(22, 2, ctypes.byref(program), 0, 0) != 0:
+        os._exit(99)
+
+
+class CommandTest(unittest.TestCase):
+    """Each case has a home of its own. What the command wrote is searched for secrets."""
+
+    def setUp(self):
+        self.home = pathlib.Path(tempfile.mkdtemp(prefix="idlewyn-test-"))
+        self.addCleanup(shutil.rmtree, self.home)
+        self.file = self.home / "data/idlewyn/connections.json"
+        (self.home / "tmp").mkdir()
+        self.environment = {**os.environ, "HOME": str(self.home), "TERM": "xterm",
+                            "XDG_DATA_HOME": str(self.home / "data"),
+                            "TMPDIR": str(self.home / "tmp"), "IDLEWYN_SANDBOX_RELAY": SANDBOX}
+        self.written = ""
+        self.secrets = set()
+
+    def tearDown(self):
+        self.note_tokens()
+        for secret in self.secrets:
+            self.assertNotIn(secret, self.written, "a secret was written")
+
+    def note_tokens(self):
+        text = self.file.read_text() if self.file.exists() else ""
+        self.secrets.update(re.findall('"accessToken":"([^"]+)"', text))
+
+    def note_secrets(self, relay):
+        self.secrets.update({relay.pairingCode, relay.pairingLink})
+
+    def start(self, *arguments, **options):
+        return subprocess.Popen([IDLEWYN, *arguments], env=self.environment, text=True,
+                                stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                stderr=subprocess.PIPE, **options)
+
+    def finish(self, process, status, input=None):
+        out, err = process.communicate(input, timeout=30)
+        self.written += out + err
+        self.note_tokens()
+        self.assertEqual(process.returncode, status, out + err)
+        return out, err
+
+    def run_command(self, *arguments, status=0, input="", **options):
+        return "".join(self.finish(self.start(*arguments, **options), status, input))
+
+    def run_json(self, *arguments, status=0, **options):
+        return json.loads(self.run_command(*arguments, "--json", status=status, **options))
+
+    def pair(self, relay, agent):
+        relay.renew()
+        self.note_secrets(relay)
+        return self.run_json("pair", "-", "--agent", agent, input=relay.pairingLink + "\n")
+
+    def interrupt(self, process):
+        process.send_signal(signal.SIGINT)
+        return self.finish(process, 130)
+
+    def kill(self, process):
+        process.kill()
+        return self.finish(process, -signal.SIGKILL)

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+#include "ConnectionList.hpp"
+
+#include "Failure.hpp"
+
+namespace idlewyn::command {
+
+void ConnectionList::update(const std::function<void(std::vector<Connection>&)>& change) {
+  const auto hold = exclude();
+  auto connections = load();
+  change(connections);
+  save(connections);
+}
+
+std::vector<Connection> ConnectionList::paired(std::optional<AgentProvider> agent) const {
+  auto connections = load();
+  if (agent) {
+    std::erase_if(connections, [&](const Connection& c) { return c.provider != *agent; });
+  }
+  if (!connections.empty()) return connections;
+  const std::string who = agent ? std::string(displayName(*agent)) + " is not paired."
+                                : std::string("No agent is paired.");
+  throw Failure(ExitCode::failure, "notPaired", who + " See idlewyn pair --help.");
+}
+
+Connection ConnectionList::onlyOne(std::optional<AgentProvider> agent) const {
+  auto connections = paired(agent);
+  if (connections.size() == 1) return std::move(connections.front());
+  throw usageFailure("Several agents are paired; name one with --agent.");
+}
+
+}  // namespace idlewyn::command

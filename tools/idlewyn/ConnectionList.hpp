@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include <IdlewynKit/relay/Connection.hpp>
+
+namespace idlewyn::command {
+
+/// The paired agents, wherever they are kept: at most one connection an agent.
+class ConnectionList {
+ public:
+  virtual ~ConnectionList() = default;
+
+  /// An empty list when nothing was ever saved. Throws a Failure when there is something that
+  /// can't be read.
+  virtual std::vector<Connection> load() const = 0;
+  /// Replaces the whole list or, when it throws, nothing.
+  virtual void save(const std::vector<Connection>& connections) = 0;
+
+  /// Loads, changes and saves, with other processes kept out. A list that can't be read stops
+  /// this before anything is changed.
+  void update(const std::function<void(std::vector<Connection>&)>& change);
+
+  /// The connections of that agent, or all. Throws a Failure when there is none.
+  std::vector<Connection> paired(std::optional<AgentProvider> agent) const;
+  /// The connection of that agent, or the only one. Throws a Failure when several fit.
+  Connection onlyOne(std::optional<AgentProvider> agent) const;
+
+ protected:
+  /// Keeps other processes from updating for as long as the result lives.
+  virtual std::shared_ptr<void> exclude() = 0;
+};
+
+}  // namespace idlewyn::command

@@ -1,0 +1,242 @@
+// SPDX-License-Identifier: MIT
+#include "DemoTour.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include <sys/stat.h>
+
+#include <IdlewynKit/relay/PairingLink.hpp>
+#include <IdlewynKit/relay/RelayError.hpp>
+
+#include "Escape.hpp"
+#include "Fingerprint.hpp"
+#include "PromptChoice.hpp"
+#include "SessionReport.hpp"
+
+namespace idlewyn::command {
+namespace {
+
+std::string quoted(const std::exception_ptr& error) { return "“" + describe(error).message + "”"; }
+
+bool isRelayError(const std::exception_ptr& error, const RelayError& expected) {
+  try {
+    if (error) std::rethrow_exception(error);
+  } catch (const RelayError& relayError) {
+    return relayError == expected;
+  } catch (const std::exception&) {
+  }
+  return false;
+}
+
+std::exception_ptr errorOf(const SnapshotResult& result, AgentProvider provider) {
+  const auto found = result.errors.find(provider);
+  return found == result.errors.end() ? nullptr : found->second;
+}
+
+bool isOwnersAlone(const std::filesystem::path& file) {
+  struct stat status {};
+  return stat(file.c_str(), &status) == 0 && (status.st_mode & 0777) == 0600;
+}
+
+}  // namespace
+
+void showSessions(Tour& tour, const SessionSnapshot& snapshot, Date now) {
+  const auto sorted = snapshot.sorted();
+  tour.expect(
+      std::ranges::is_sorted(sorted, {}, [](const AgentSession& s) { return sortRank(s.status); }),
+      "the sessions come in display order");
+  tour.show(sessionTable(snapshot, now, tour.style()));
+  const SnapshotLead lead(snapshot);
+  tour.show("Lead:    " + std::to_string(lead.count) + " " + lead.label);
+  tour.show("Summary: " + lead.summary());
+  tour.expect(lead.summary().starts_with(std::to_string(lead.count) + " " + lead.label),
+              "the summary begins with the lead");
+}
+
+DemoTour::DemoTour(Tour& tour, Relays& relays, ConnectionFile& connections)
+    : tour_(tour),
+      relays_(relays),
+      connections_(connections),
+      claude_(SandboxProcess::findProgram(), relays),
+      codex_(SandboxProcess::findProgram(), relays) {}
+
+void DemoTour::run() {
+  showRelays();
+  pairByLink();
+  pairByAddress();
+  takeSnapshot();
+  detectTransitions();
+  answerPrompt();
+  refuseCertificate();
+  pairAnew();
+  losePeer();
+}
+
+void DemoTour::showRelays() {
+  tour_.step("Two sandbox relays, with certificates that no authority vouches for");
+  tour_.show("for Claude Code at " + claude_.pairing().address.text());
+  tour_.show("for Codex at       " + codex_.pairing().address.text());
+  tour_.expect(claude_.pairing().fingerprint != codex_.pairing().fingerprint,
+               "each has a certificate of its own");
+}
+
+Connection DemoTour::pairClaude() {
+  const auto url = URL::parse(claude_.pairing().pairingLink);
+  const auto link = url ? PairingLink::parse(*url) : std::nullopt;
+  tour_.expect(link && link->certificatePin, "the relay gives a pairing link with a pin");
+  Connection connection =
+      relays_.pair(AgentProvider::claude, link->serverURL, link->code, link->certificatePin);
+  tour_.expect(connection.certificatePin == claude_.pairing().fingerprint,
+               "the link's pin is the relay's fingerprint");
+  keep(connection);
+  return connection;
+}
+
+void DemoTour::keep(const Connection& connection) {
+  connections_.update([&](std::vector<Connection>& list) {
+    std::erase_if(list, [&](const Connection& c) { return c.provider == connection.provider; });
+    list.push_back(connection);
+  });
+}
+
+void DemoTour::pairByLink() {
+  tour_.step("Claude Code is paired by link: address, code and pin in one");
+  const Connection connection = pairClaude();
+  tour_.show("as " + escaped(connection.accountName) + "; only this certificate is accepted:");
+  for (const std::string& line : fingerprintLines(*connection.certificatePin)) {
+    tour_.show("  " + line);
+  }
+}
+
+void DemoTour::pairByAddress() {
+  tour_.step("Codex is paired by address and code: trust on first use");
+  const SandboxPairing& relay = codex_.pairing();
+  const Connection connection =
+      relays_.pair(AgentProvider::codex, relay.address, relay.pairingCode, std::nullopt);
+  tour_.expect(connection.certificatePin == relay.fingerprint,
+               "the certificate that was seen became the pin");
+  keep(connection);
+  tour_.show("as " + escaped(connection.accountName) + "; the certificate seen became the pin:");
+  for (const std::string& line : fingerprintLines(*connection.certificatePin)) {
+    tour_.show("  " + line);
+  }
+  tour_.expect(isOwnersAlone(connections_.file()),
+               "the connections are kept for their owner alone");
+  tour_.show("Both connections are kept in a file of mode 0600, of this tour alone.");
+}
+
+SnapshotResult DemoTour::fetch() { return relays_.snapshot(connections_.load(), last_); }
+
+void DemoTour::takeSnapshot() {
+  tour_.step("Both agents' sessions in one snapshot, in display order");
+  now_ = claude_.advance(0);
+  SnapshotResult result = fetch();
+  tour_.expect(result.errors.empty(), "both relays answer");
+  for (const AgentProvider provider : allCases<AgentProvider>()) {
+    tour_.expect(!result.snapshot.sessionsFor(provider).empty(),
+                 std::string(displayName(provider)) + " has sessions");
+  }
+  showSessions(tour_, result.snapshot, now_);
+  last_ = std::move(result.snapshot);
+}
+
+void DemoTour::detectTransitions() {
+  tour_.step("Thirty seconds pass on the relays' clocks: what has come to need you");
+  codex_.advance(30);
+  now_ = claude_.advance(30);
+  SnapshotResult result = fetch();
+  const auto transitions = SessionTransition::detect(last_, result.snapshot);
+  for (const SessionTransition& transition : transitions) {
+    tour_.show(transitionLine(transition, tour_.style()));
+  }
+  for (const AgentProvider provider : allCases<AgentProvider>()) {
+    const bool asks = std::ranges::any_of(transitions, [&](const SessionTransition& t) {
+      return t.session.provider == provider && t.from == SessionStatus::working &&
+             t.session.status == SessionStatus::waitingForInput;
+    });
+    tour_.expect(asks, std::string(displayName(provider)) + " stopped working to ask");
+  }
+  tour_.show("");
+  showSessions(tour_, result.snapshot, now_);
+  tour_.show("");
+  tour_.show(promptReport(result.snapshot, tour_.style()));
+  last_ = std::move(result.snapshot);
+}
+
+void DemoTour::answerPrompt() {
+  tour_.step("A prompt is answered, and then answered once more");
+  const auto prompts = openPrompts(last_.sessionsFor(AgentProvider::claude));
+  tour_.expect(!prompts.empty(), "Claude Code asks");
+  const PromptRecord& prompt = prompts.front();
+  const Connection connection = connections_.onlyOne(prompt.agent);
+  relays_.decide(PermissionDecision::allow, prompt.id, connection);
+  tour_.show("allow " + escaped(prompt.id) + ": accepted");
+  answerAgain(prompt, connection);
+
+  SnapshotResult result = fetch();
+  const auto open = openPrompts(result.snapshot.sessions);
+  tour_.expect(std::ranges::find(open, prompt.id, &PromptRecord::id) == open.end(),
+               "the prompt is gone");
+  const auto session =
+      std::ranges::find(result.snapshot.sessions, prompt.sessionID, &AgentSession::id);
+  tour_.expect(session != result.snapshot.sessions.end() && isWorking(session->status),
+               "the session works again");
+  tour_.show(escaped(prompt.sessionTitle) + ": working again");
+  last_ = std::move(result.snapshot);
+}
+
+void DemoTour::answerAgain(const PromptRecord& prompt, const Connection& connection) {
+  std::exception_ptr error;
+  try {
+    relays_.decide(PermissionDecision::allow, prompt.id, connection);
+  } catch (const RelayError&) {
+    error = std::current_exception();
+  }
+  tour_.expect(isRelayError(error, RelayError::promptExpired()), "the second answer came too late");
+  tour_.show("allow " + escaped(prompt.id) + ": " + quoted(error));
+}
+
+void DemoTour::showSnapshot(const SnapshotResult& result) {
+  tour_.show(sessionTable(result.snapshot, now_, tour_.style()));
+  tour_.show(errorReport(result.errors, tour_.style()));
+}
+
+void DemoTour::refuseCertificate() {
+  tour_.step("Claude Code's relay comes with another certificate, and is refused");
+  claude_.replaceCertificate();
+  const SnapshotResult result = fetch();
+  const auto error = errorOf(result, AgentProvider::claude);
+  tour_.expect(isRelayError(error, RelayError::certificateMismatch()),
+               "the wrong certificate was refused");
+  tour_.expect(!errorOf(result, AgentProvider::codex), "the other agent is not affected");
+  tour_.expect(result.snapshot.sessionsFor(AgentProvider::claude) ==
+                   last_.sessionsFor(AgentProvider::claude),
+               "its last known sessions are kept");
+  showSnapshot(result);
+}
+
+void DemoTour::pairAnew() {
+  tour_.step("It is paired again, by a new link with the new pin");
+  claude_.renewPairing();
+  pairClaude();
+  SnapshotResult result = fetch();
+  tour_.expect(result.errors.empty(), "both relays answer again");
+  tour_.show("Summary: " + SnapshotLead(result.snapshot).summary());
+  last_ = std::move(result.snapshot);
+}
+
+void DemoTour::losePeer() {
+  tour_.step("Codex's relay is stopped: its sessions are kept, its error is shown");
+  codex_.stop();
+  const SnapshotResult result = fetch();
+  const auto error = errorOf(result, AgentProvider::codex);
+  tour_.expect(error && describe(error).code == ExitCode::network, "the relay can't be reached");
+  tour_.expect(!errorOf(result, AgentProvider::claude), "the other agent is not affected");
+  tour_.expect(
+      result.snapshot.sessionsFor(AgentProvider::codex) == last_.sessionsFor(AgentProvider::codex),
+      "its last known sessions are kept");
+  showSnapshot(result);
+}
+
+}  // namespace idlewyn::command

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <exception>
+#include <map>
+
+#include <IdlewynKit/model/SessionSnapshot.hpp>
+
+#include "ConnectionFile.hpp"
+#include "PromptRecord.hpp"
+#include "Relays.hpp"
+#include "SandboxProcess.hpp"
+#include "Tour.hpp"
+
+namespace idlewyn::command {
+
+/// The main job from pairing to answering, and what happens when things go wrong, on two
+/// sandbox relays: one for each agent.
+class DemoTour {
+ public:
+  DemoTour(Tour& tour, Relays& relays, ConnectionFile& connections);
+
+  void run();
+
+ private:
+  void showRelays();
+  void pairByLink();
+  void pairByAddress();
+  void takeSnapshot();
+  void detectTransitions();
+  void answerPrompt();
+  void answerAgain(const PromptRecord& prompt, const Connection& connection);
+  void refuseCertificate();
+  void pairAnew();
+  void losePeer();
+
+  Connection pairClaude();
+  void keep(const Connection& connection);
+  void showSnapshot(const SnapshotResult& result);
+  /// Of the kept connections, with the last snapshot to fall back on.
+  SnapshotResult fetch();
+
+  Tour& tour_;
+  Relays& relays_;
+  ConnectionFile& connections_;
+  SandboxProcess claude_;
+  SandboxProcess codex_;
+  Date now_;
+  SessionSnapshot last_;
+};
+
+/// The table, the lead and the summary line; expects the table's order to be the display order.
+void showSessions(Tour& tour, const SessionSnapshot& snapshot, Date now);
+
+}  // namespace idlewyn::command

@@ -1,0 +1,179 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <exception>
+#include <map>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include <IdlewynKit/model/SessionTransition.hpp>
+#include <IdlewynKit/relay/Connection.hpp>
+
+#include "Failure.hpp"
+
+/// What `--json` writes: one object a line, keys in this order, optional ones left out when
+/// empty, dates as ISO 8601 in UTC with milliseconds. Nothing here can hold a secret.
+namespace idlewyn::command {
+
+using platform::DecodingKey;
+using platform::field;
+
+/// Why one agent's fetch failed.
+struct AgentErrorRecord {
+  AgentErrorRecord(AgentProvider agent, const Failure& failure)
+      : agent(agent), kind(failure.kind), message(failure.message) {}
+  explicit AgentErrorRecord(DecodingKey) {}
+
+  static constexpr auto fields() {
+    using R = AgentErrorRecord;
+    return std::tuple{field("agent", &R::agent), field("kind", &R::kind),
+                      field("message", &R::message)};
+  }
+
+  AgentProvider agent{};
+  std::string kind;
+  std::string message;
+};
+
+std::vector<AgentErrorRecord> errorRecords(
+    const std::map<AgentProvider, std::exception_ptr>& errors);
+
+struct TransitionRecord {
+  explicit TransitionRecord(const SessionTransition& transition)
+      : session(transition.session), from(transition.from) {}
+  explicit TransitionRecord(DecodingKey key) : session(key) {}
+
+  static constexpr auto fields() {
+    return std::tuple{field("session", &TransitionRecord::session),
+                      field("from", &TransitionRecord::from)};
+  }
+
+  AgentSession session;
+  std::optional<SessionStatus> from;
+};
+
+/// `sessions`, and each round of `watch`, which adds the transitions.
+struct SessionsRecord {
+  SessionsRecord(const SessionSnapshot& snapshot, std::vector<AgentErrorRecord> errors,
+                 std::optional<std::vector<TransitionRecord>> transitions)
+      : summary(SnapshotLead(snapshot).summary()),
+        updatedAt(snapshot.updatedAt),
+        sessions(snapshot.sorted()),
+        errors(std::move(errors)),
+        transitions(std::move(transitions)) {}
+  explicit SessionsRecord(DecodingKey) {}
+
+  static constexpr auto fields() {
+    using R = SessionsRecord;
+    return std::tuple{field("summary", &R::summary), field("updatedAt", &R::updatedAt),
+                      field("sessions", &R::sessions), field("errors", &R::errors),
+                      field("transitions", &R::transitions)};
+  }
+
+  std::string summary;
+  Date updatedAt;
+  /// In display order.
+  std::vector<AgentSession> sessions;
+  std::vector<AgentErrorRecord> errors;
+  std::optional<std::vector<TransitionRecord>> transitions;
+};
+
+/// `pair` and `unpair`: a connection without its token and without user names in its address.
+struct ConnectionRecord {
+  ConnectionRecord(const Connection& connection, bool replaced, bool trustedOnFirstUse);
+  explicit ConnectionRecord(DecodingKey) {}
+
+  static constexpr auto fields() {
+    using R = ConnectionRecord;
+    return std::tuple{field("agent", &R::agent),
+                      field("address", &R::address),
+                      field("account", &R::account),
+                      field("connectedAt", &R::connectedAt),
+                      field("fingerprint", &R::fingerprint),
+                      field("replaced", &R::replaced),
+                      field("trustedOnFirstUse", &R::trustedOnFirstUse)};
+  }
+
+  AgentProvider agent{};
+  std::optional<std::string> address;
+  std::string account;
+  Date connectedAt;
+  std::optional<std::string> fingerprint;
+  bool replaced = false;
+  bool trustedOnFirstUse = false;
+};
+
+/// `allow`, `deny` and `always`.
+struct AnswerRecord {
+  AnswerRecord(PermissionDecision decision, PromptRecord prompt)
+      : decision(decision), prompt(std::move(prompt)) {}
+  explicit AnswerRecord(DecodingKey key) : prompt(key) {}
+
+  static constexpr auto fields() {
+    return std::tuple{field("decision", &AnswerRecord::decision),
+                      field("prompt", &AnswerRecord::prompt)};
+  }
+
+  PermissionDecision decision{};
+  PromptRecord prompt;
+};
+
+/// One agent's remote approvals.
+struct ApprovalsRecord {
+  ApprovalsRecord(AgentProvider agent, bool remoteApprovals)
+      : agent(agent), remoteApprovals(remoteApprovals) {}
+  explicit ApprovalsRecord(DecodingKey) {}
+
+  static constexpr auto fields() {
+    return std::tuple{field("agent", &ApprovalsRecord::agent),
+                      field("remoteApprovals", &ApprovalsRecord::remoteApprovals)};
+  }
+
+  AgentProvider agent{};
+  bool remoteApprovals = false;
+};
+
+/// `approvals`.
+struct ApprovalsListRecord {
+  ApprovalsListRecord() = default;
+  explicit ApprovalsListRecord(DecodingKey) {}
+
+  static constexpr auto fields() {
+    return std::tuple{field("approvals", &ApprovalsListRecord::approvals),
+                      field("errors", &ApprovalsListRecord::errors)};
+  }
+
+  std::vector<ApprovalsRecord> approvals;
+  std::vector<AgentErrorRecord> errors;
+};
+
+/// `{"error":{...}}`, in place of a result.
+struct ErrorRecord {
+  struct Details {
+    explicit Details(const Failure& failure) : kind(failure.kind), message(failure.message) {
+      if (!failure.candidates.empty()) candidates = failure.candidates;
+    }
+    explicit Details(DecodingKey) {}
+
+    static constexpr auto fields() {
+      return std::tuple{field("kind", &Details::kind), field("message", &Details::message),
+                        field("candidates", &Details::candidates)};
+    }
+
+    std::string kind;
+    std::string message;
+    std::optional<std::vector<PromptRecord>> candidates;
+  };
+
+  explicit ErrorRecord(const Failure& failure) : error(failure) {}
+  explicit ErrorRecord(DecodingKey key) : error(key) {}
+
+  static constexpr auto fields() { return std::tuple{field("error", &ErrorRecord::error)}; }
+
+  Details error;
+};
+
+}  // namespace idlewyn::command

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <exception>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <IdlewynKit/model/SessionTransition.hpp>
+
+#include "Output.hpp"
+
+/// Snapshots as people read them. Every text is escaped and, but for the line break at its end,
+/// complete.
+namespace idlewyn::command {
+
+/// One line a session in display order, in which prompts are only named; "No sessions" for none.
+std::string sessionTable(const SessionSnapshot& snapshot, Date now, const Style& style);
+
+/// The open prompts with all that is asked, and the answers that each takes. Empty for none.
+std::string promptReport(const SessionSnapshot& snapshot, const Style& style);
+
+/// One line an agent that failed.
+std::string errorReport(const std::map<AgentProvider, std::exception_ptr>& errors,
+                        const Style& style);
+
+std::string transitionLine(const SessionTransition& transition, const Style& style);
+
+/// Table, prompts, errors and the summary, with empty lines between.
+void reportSnapshot(Output& output, const SessionSnapshot& snapshot,
+                    const std::map<AgentProvider, std::exception_ptr>& errors, Date now);
+
+/// "0:42", "12:05", "1:02:03"; times to come count as 0.
+std::string elapsedText(double seconds);
+
+}  // namespace idlewyn::command

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+#include <IdlewynKit/relay/RelayError.hpp>
+
+#include "Commands.hpp"
+#include "Records.hpp"
+
+namespace idlewyn::command {
+namespace {
+
+// False when the relay had forgotten the token already.
+bool tellRelay(const Connection& connection, Surroundings& with) {
+  try {
+    with.relays.unpair(connection);
+    return true;
+  } catch (const RelayError& error) {
+    if (error != RelayError::unauthorized()) throw;
+    return false;
+  }
+}
+
+}  // namespace
+
+ExitCode runUnpair(const UnpairOptions& options, Surroundings& with) {
+  const Connection connection = with.connections.onlyOne(options.agent);
+  bool wasKnown = true;
+  try {
+    if (!options.forget) wasKnown = tellRelay(connection, with);
+  } catch (...) {
+    Failure failure = describe(std::current_exception());
+    if (failure.code != ExitCode::interrupted) {
+      failure.message += " The pairing is kept; --forget drops it without telling the relay.";
+    }
+    throw failure;
+  }
+  with.connections.update([&](std::vector<Connection>& connections) {
+    // Only the one that was unpaired: meanwhile another process may have paired anew.
+    std::erase(connections, connection);
+  });
+  if (with.output.isJSON) with.output.json(ConnectionRecord(connection, false, false));
+  with.output.line(std::string(displayName(connection.provider)) + " is no longer paired.");
+  if (!wasKnown) with.output.note("The relay did not know the token any more.");
+  if (options.forget) with.output.note("The relay was not told; its token still works.");
+  return ExitCode::ok;
+}
+
+}  // namespace idlewyn::command
