@@ -3,7 +3,7 @@
 
 /// The whole of IdlewynKit::Core: pair, fetch, answer, detect.
 ///
-///     LiveSessionService service(RelayClient(URLSession::shared()));
+///     LiveSessionService service{RelayClient(URLSession::shared())};
 ///     Connection connection = wait(service.pair(link.serverURL, ...));
 #include <IdlewynKit/Version.hpp>
 #include <IdlewynKit/demo/DemoSessions.hpp>

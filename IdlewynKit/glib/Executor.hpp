@@ -3,10 +3,10 @@
 
 #include <utility>
 
+#include <glib.h>
 #include <boost/asio/execution/blocking.hpp>
 #include <boost/asio/execution/context.hpp>
 #include <boost/asio/execution_context.hpp>
-#include <glib.h>
 
 /// Coroutines on a GLib main loop, for GTK and other GLib programs. Link glib-2.0 to use it.
 ///
@@ -17,8 +17,9 @@ namespace idlewyn::glib {
 
 /// An executor (Boost.Asio) over a main context. What is executed runs in turn with the loop's
 /// other sources at default priority, on the thread that iterates the context, never inside
-/// the call that hands it over. Work that the context never gets to run is destroyed with the
-/// context. Executors keep the context alive; waiting operations do not keep the loop running.
+/// the call that hands it over. Executors keep the context alive; waiting operations do not keep
+/// the loop running. Work that the context never gets to run is destroyed with the context, on
+/// the thread that lets go of it last: iterate it until nothing is pending before you do.
 class Executor {
  public:
   /// Null stands for the default main context.

@@ -11,7 +11,7 @@
 
 /// The session service over relays, with demo connections served from generated data.
 ///
-///     LiveSessionService service(RelayClient(URLSession::shared()));
+///     LiveSessionService service{RelayClient(URLSession::shared())};
 ///     auto [snapshot, errors] = co_await service.snapshot(connections, previous);
 ///     for (const auto& [provider, error] : errors)
 ///       show(displayName(provider), errorDescription(error));

@@ -21,7 +21,7 @@ TEST(SharedLibrary, ErrorsAreCaughtAcrossItsBorder) {
   EXPECT_THROW(JSONEncoder::relay().encode(std::string("\xFF")), EncodingError);
   EXPECT_THROW(wait(URLSession::shared()->data(URLRequest(*URL::parse("ftp://127.0.0.1/")))),
                URLError);
-  const LiveSessionService service(RelayClient(URLSession::shared()));
+  const LiveSessionService service{RelayClient(URLSession::shared())};
   const Connection nowhere(AgentProvider::claude, URL::parse("http://127.0.0.1:1"), "t", "a",
                            Date{}, std::nullopt);
   EXPECT_THROW(wait(service.sessions(nowhere)), URLError);

@@ -3,6 +3,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <openssl/ssl.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -82,9 +83,10 @@ RawServer::Connection::~Connection() {
 
 bool RawServer::Connection::handshake() {
   if (!server_.tls_) return true;
-  if (server_.tls_->neverHandshakes) {
+  if (number_ < server_.tls_->silentConnections) {
     char byte;
-    while (recv(socket_, &byte, 1, 0) > 0) continue;
+    while (recv(socket_, &byte, 1, 0) > 0)
+      continue;
     return false;
   }
   SSL* ssl = SSL_new(static_cast<SSL_CTX*>(server_.context_.get()));
@@ -120,10 +122,9 @@ std::string RawServer::Connection::readRequest() {
 
 bool RawServer::Connection::write(std::string_view bytes) {
   while (!bytes.empty()) {
-    const long count =
-        ssl_ != nullptr
-            ? SSL_write(static_cast<SSL*>(ssl_), bytes.data(), static_cast<int>(bytes.size()))
-            : send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    const long count = ssl_ != nullptr ? SSL_write(static_cast<SSL*>(ssl_), bytes.data(),
+                                                   static_cast<int>(bytes.size()))
+                                       : send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (count <= 0) return false;
     bytes.remove_prefix(static_cast<std::size_t>(count));
   }
@@ -132,7 +133,8 @@ bool RawServer::Connection::write(std::string_view bytes) {
 
 void RawServer::Connection::hang() {
   std::array<char, 4096> buffer;
-  while (read(buffer.data(), buffer.size()) > 0) continue;
+  while (read(buffer.data(), buffer.size()) > 0)
+    continue;
 }
 
 void RawServer::Connection::reset() {
@@ -159,7 +161,8 @@ RawServer::~RawServer() {
       if (connection.socket_ >= 0) shutdown(connection.socket_, SHUT_RDWR);
     }
   }
-  for (std::thread& thread : threads_) thread.join();
+  for (std::thread& thread : threads_)
+    thread.join();
   close(listener_);
 }
 
@@ -171,6 +174,8 @@ void RawServer::acceptAll() {
       return;
     }
     if (socket < 0) continue;
+    const int now = 1;
+    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &now, sizeof now);
     const std::lock_guard lock(mutex_);
     Connection& connection = connections_.emplace_back(*this, socket, connectionCount_);
     ++connectionCount_;
@@ -184,14 +189,17 @@ void RawServer::serve(Connection& connection) {
   sigaddset(&pipe, SIGPIPE);
   pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
   if (connection.handshake()) script_(connection);
-  if (connection.ssl_ != nullptr) SSL_shutdown(static_cast<SSL*>(connection.ssl_));
+  if (connection.ssl_ != nullptr && connection.socket_ >= 0) {
+    SSL_shutdown(static_cast<SSL*>(connection.ssl_));
+  }
   const std::lock_guard lock(mutex_);
   if (connection.socket_ < 0) return;
   // An orderly end, even where bytes of the peer were left unread.
   shutdown(connection.socket_, SHUT_WR);
   if (!isStopping_) {
     std::array<char, 4096> buffer;
-    while (recv(connection.socket_, buffer.data(), buffer.size(), MSG_DONTWAIT) > 0) continue;
+    while (recv(connection.socket_, buffer.data(), buffer.size(), MSG_DONTWAIT) > 0)
+      continue;
   }
   close(connection.socket_.exchange(-1));
 }
@@ -225,8 +233,15 @@ std::string RawServer::answer(std::string_view body, std::string_view status,
 
 RawServer::Script RawServer::answering(std::string text) {
   return [text = std::move(text)](Connection& connection) {
-    while (!connection.readRequest().empty()) connection.write(text);
+    while (!connection.readRequest().empty())
+      connection.write(text);
   };
+}
+
+int freePort() {
+  const auto [socket, port] = boundSocket();
+  close(socket);
+  return port;
 }
 
 int refusedPort() {

@@ -69,8 +69,8 @@ class RawServer {
     bool onlyVersion12 = false;
     /// Refuses clients without a certificate: an alert behind the handshake in TLS 1.3.
     bool demandsClientCertificate = false;
-    /// Accepts connections and leaves the handshake to wait.
-    bool neverHandshakes = false;
+    /// So many connections are accepted and then left without a handshake.
+    int silentConnections = 0;
   };
 
   explicit RawServer(Script script, std::optional<TLS> tls = std::nullopt);
@@ -113,5 +113,8 @@ class RawServer {
 
 /// A port of 127.0.0.1 on which nothing listens.
 int refusedPort();
+
+/// A port of 127.0.0.1 that another program may take.
+int freePort();
 
 }  // namespace idlewyn::testing

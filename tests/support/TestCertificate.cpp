@@ -35,6 +35,17 @@ void setSubject(X509* certificate, const std::string& host) {
                              0);
 }
 
+template <class Write>
+std::string written(Write write) {
+  BIO* memory = BIO_new(BIO_s_mem());
+  require(write(memory) == 1);
+  char* text = nullptr;
+  const long size = BIO_get_mem_data(memory, &text);
+  std::string result(text, static_cast<std::size_t>(size));
+  BIO_free(memory);
+  return result;
+}
+
 bool isAddress(const std::string& host) {
   return host.find_first_not_of("0123456789.") == std::string::npos;
 }
@@ -43,7 +54,8 @@ bool isAddress(const std::string& host) {
 
 TestCertificate::TestCertificate(const Shape& shape)
     : certificate_(X509_new(), [](void* p) { X509_free(static_cast<X509*>(p)); }),
-      key_(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"), [](void* p) { EVP_PKEY_free(static_cast<EVP_PKEY*>(p)); }) {
+      key_(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"),
+           [](void* p) { EVP_PKEY_free(static_cast<EVP_PKEY*>(p)); }) {
   auto* certificate = static_cast<X509*>(certificate_.get());
   auto* key = static_cast<EVP_PKEY*>(key_.get());
   require(certificate != nullptr && key != nullptr);
@@ -74,13 +86,15 @@ platform::Data TestCertificate::der() const {
 }
 
 std::string TestCertificate::pem() const {
-  BIO* memory = BIO_new(BIO_s_mem());
-  PEM_write_bio_X509(memory, static_cast<X509*>(certificate_.get()));
-  char* text = nullptr;
-  const long size = BIO_get_mem_data(memory, &text);
-  std::string result(text, static_cast<std::size_t>(size));
-  BIO_free(memory);
-  return result;
+  return written(
+      [this](BIO* out) { return PEM_write_bio_X509(out, static_cast<X509*>(certificate_.get())); });
+}
+
+std::string TestCertificate::keyPEM() const {
+  return written([this](BIO* out) {
+    auto* key = static_cast<EVP_PKEY*>(key_.get());
+    return PEM_write_bio_PrivateKey(out, key, nullptr, nullptr, 0, nullptr, nullptr);
+  });
 }
 
 }  // namespace idlewyn::testing

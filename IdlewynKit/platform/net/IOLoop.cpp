@@ -21,8 +21,7 @@ namespace {
 std::mutex creation;
 IOLoop* instance = nullptr;
 
-// A thread inherits the signal mask: none of the application's handlers ever runs on the loop's
-// thread, and a write to a closed connection raises no SIGPIPE that could end the process.
+// A thread inherits the signal mask: the application's signal handlers run on its own threads.
 class AllSignalsBlocked {
  public:
   AllSignalsBlocked() {

@@ -19,7 +19,8 @@ using IPv6Address = std::array<unsigned char, 16>;
 
 std::string lowercased(std::string_view text) {
   std::string result(text);
-  for (char& c : result) c = lowercasedASCII(c);
+  for (char& c : result)
+    c = lowercasedASCII(c);
   return result;
 }
 
@@ -48,11 +49,12 @@ std::optional<Refusal> refusal(const URLRequest& request) {
 std::string_view withoutFragment(std::string_view text) { return text.substr(0, text.find('#')); }
 
 std::shared_ptr<void> libcurlAddress(const URL& url) {
-  std::shared_ptr<void> address(curl_url(), [](void* p) { curl_url_cleanup(static_cast<CURLU*>(p)); });
+  std::shared_ptr<void> address(curl_url(),
+                                [](void* p) { curl_url_cleanup(static_cast<CURLU*>(p)); });
   if (!address) throw std::bad_alloc();
   const std::string text(withoutFragment(url.withoutUserInfo().text()));
-  const CURLUcode code =
-      curl_url_set(static_cast<CURLU*>(address.get()), CURLUPART_URL, text.c_str(), CURLU_PATH_AS_IS);
+  const CURLUcode code = curl_url_set(static_cast<CURLU*>(address.get()), CURLUPART_URL,
+                                      text.c_str(), CURLU_PATH_AS_IS);
   if (code == CURLUE_OUT_OF_MEMORY) throw std::bad_alloc();
   return code == CURLUE_OK ? address : nullptr;
 }
@@ -82,7 +84,8 @@ bool isSameHost(std::string_view ours, std::string_view theirs) {
 std::string canonicalPort(const URL& url, bool isSecure) {
   std::string_view port = url.port().value_or("");
   if (port.empty()) return isSecure ? "443" : "80";
-  while (port.size() > 1 && port.front() == '0') port.remove_prefix(1);
+  while (port.size() > 1 && port.front() == '0')
+    port.remove_prefix(1);
   return std::string(port);
 }
 

@@ -17,11 +17,11 @@ std::string_view trimmed(std::string_view text) {
 
 // The three digits behind the version.
 int statusOf(std::string_view line) {
-  int status = 0;
+  unsigned status = 0;
   const auto blank = std::min(line.find(' '), line.size());
   const std::string_view rest = trimmed(line.substr(blank));
   std::from_chars(rest.data(), rest.data() + std::min<std::size_t>(rest.size(), 3), status);
-  return status;
+  return static_cast<int>(status);
 }
 
 bool isInterim(int status) { return status / 100 == 1 && status != 101; }

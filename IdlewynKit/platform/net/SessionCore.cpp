@@ -48,7 +48,8 @@ void SessionCore::submit(std::shared_ptr<Transfer> transfer) {
       loop = loop_;
     }
   }
-  if (loop != nullptr && loop->post([self = shared_from_this(), transfer] { self->start(transfer); })) {
+  if (loop != nullptr &&
+      loop->post([self = shared_from_this(), transfer] { self->start(transfer); })) {
     return;
   }
   transfer->completion->deliver(transfer->finish(Ending::cancelledBySession, CURLE_OK));

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <string_view>
+#include <utility>
 
 #include <IdlewynKit/platform/net/internal/HTTPSyntax.hpp>
 #include <IdlewynKit/platform/net/internal/SessionCore.hpp>
@@ -18,8 +19,8 @@ static_assert(CURL_ERROR_SIZE <= 256);
 
 // Fields that belong to the connection or frame the message; libcurl writes its own.
 constexpr std::array<std::string_view, 10> ownFields{
-    "Connection",       "Content-Length", "Expect",  "Host",              "Keep-Alive",
-    "Proxy-Connection", "TE",             "Trailer", "Transfer-Encoding", "Upgrade"};
+    "Connection", "Content-Length",    "Expect", "Host", "Keep-Alive", "Proxy-Connection", "TE",
+    "Trailer",    "Transfer-Encoding", "Upgrade"};
 
 bool isOwnField(std::string_view name) {
   return std::any_of(ownFields.begin(), ownFields.end(),
@@ -103,9 +104,11 @@ Transfer::Transfer(std::shared_ptr<SessionCore> session, PreparedRequest prepare
       prepared_(std::move(prepared)),
       deadline_(deadlineAfter(prepared_.request.timeoutInterval)) {}
 
-Transfer::~Transfer() {
-  if (handle_ != nullptr) curl_easy_cleanup(static_cast<CURL*>(handle_));
-  curl_slist_free_all(static_cast<curl_slist*>(fields_));
+Transfer::~Transfer() { close(); }
+
+void Transfer::close() {
+  if (handle_ != nullptr) curl_easy_cleanup(static_cast<CURL*>(std::exchange(handle_, nullptr)));
+  curl_slist_free_all(static_cast<curl_slist*>(std::exchange(fields_, nullptr)));
 }
 
 bool Transfer::open() {
@@ -116,7 +119,6 @@ bool Transfer::open() {
   set(handle_, CURLOPT_CURLU, static_cast<CURLU*>(prepared_.address.get()));
   set(handle_, CURLOPT_REQUEST_TARGET, prepared_.target.c_str());
   set(handle_, CURLOPT_PROTOCOLS_STR, "http,https");
-  set(handle_, CURLOPT_PATH_AS_IS, 1L);
   set(handle_, CURLOPT_FOLLOWLOCATION, 0L);
   set(handle_, CURLOPT_PROXY, "");
   set(handle_, CURLOPT_ACCEPT_ENCODING, "");
@@ -205,6 +207,7 @@ URLSession::Outcome Transfer::finish(Ending ending, int curlCode) {
   facts.isHeadComplete = reader_.endedHeadStatus() != 0;
   facts.curlText = errorText_.data();
   const Verdict verdict = verdictOf(facts);
+  close();
   switch (verdict.kind) {
     case Verdict::Kind::answer: return reader_.finish();
     case Verdict::Kind::notHTTP: return HTTPResponse();

@@ -51,8 +51,8 @@ asio::awaitable<URLSession::Outcome> run([[maybe_unused]] std::shared_ptr<URLSes
   }
   auto prepared = prepare(std::move(request));
   if (auto* refused = std::get_if<URLError>(&prepared)) co_return std::move(*refused);
-  auto transfer = std::make_shared<Transfer>(std::move(core),
-                                             std::get<PreparedRequest>(std::move(prepared)));
+  auto transfer =
+      std::make_shared<Transfer>(std::move(core), std::get<PreparedRequest>(std::move(prepared)));
   auto operation = asio::async_initiate<const asio::deferred_t, void(URLSession::Outcome)>(
       Begin(), asio::deferred, std::move(transfer));
   co_return co_await std::move(operation);

@@ -55,7 +55,10 @@ class URLSession : public std::enable_shared_from_this<URLSession> {
   /// owners. Any status is an answer, 3xx included; what answers without HTTP gives a response
   /// with `isHTTP()` false. Throws URLError. Cancelling the awaiting coroutine by any type of
   /// cancellation that reaches it ends the transfer at once with `cancelled`, and a coroutine
-  /// that is cancelled already sends nothing; its cancellation state is left as it was.
+  /// that is cancelled already sends nothing; its cancellation state is left as it was. The
+  /// coroutine's executor may be gone before the end: the transfer is given up then. In a forked
+  /// child of a process that has used a session, and once the process exits, every exchange
+  /// ends as `cancelled`.
   IDLEWYNKIT_EXPORT boost::asio::awaitable<HTTPResponse> data(URLRequest request);
 
   /// The same without exceptions: the answer or the error as a value.

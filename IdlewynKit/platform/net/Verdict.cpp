@@ -74,8 +74,7 @@ Verdict verdictOfCurl(int code, std::string_view text) {
     case CURLE_FILESIZE_EXCEEDED: return *verdictOfEnding(Ending::bodyTooLarge);
     // A server that refuses us after its side of the handshake says so while we read.
     case CURLE_RECV_ERROR:
-      return text.find("alert") != std::string_view::npos ? secureConnectionFailed
-                                                          : connectionLost;
+      return text.find("alert") != std::string_view::npos ? secureConnectionFailed : connectionLost;
     case CURLE_OUT_OF_MEMORY:  // also a line that is longer than libcurl takes
     case CURLE_WEIRD_SERVER_REPLY:
     case CURLE_BAD_CONTENT_ENCODING:

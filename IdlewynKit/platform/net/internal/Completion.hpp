@@ -64,9 +64,9 @@ class HandlerCompletion final : public Completion {
   explicit HandlerCompletion(Handler handler)
       : waiting_(Waiting{
             // Tracked: the caller's loop does not run dry while the exchange is under way.
-            boost::asio::prefer(boost::asio::any_io_executor(
-                                    boost::asio::get_associated_executor(handler)),
-                                boost::asio::execution::outstanding_work.tracked),
+            boost::asio::prefer(
+                boost::asio::any_io_executor(boost::asio::get_associated_executor(handler)),
+                boost::asio::execution::outstanding_work.tracked),
             std::move(handler)}) {}
 
  private:
@@ -78,10 +78,9 @@ class HandlerCompletion final : public Completion {
   void post(URLSession::Outcome outcome) override {
     Waiting waiting = std::move(*waiting_);
     waiting_.reset();
-    boost::asio::post(waiting.executor, [handler = std::move(waiting.handler),
-                                         outcome = std::move(outcome)]() mutable {
-      handler(std::move(outcome));
-    });
+    boost::asio::post(waiting.executor,
+                      [handler = std::move(waiting.handler),
+                       outcome = std::move(outcome)]() mutable { handler(std::move(outcome)); });
   }
 
   void drop() override { waiting_.reset(); }

@@ -22,8 +22,8 @@ constexpr bool equalIgnoringCase(std::string_view a, std::string_view b) noexcep
 constexpr bool isToken(std::string_view text) noexcept {
   constexpr std::string_view marks = "!#$%&'*+-.^_`|~";
   for (const char c : text) {
-    const bool alphanumeric = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') ||
-                              (c >= 'A' && c <= 'Z');
+    const bool alphanumeric =
+        (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
     if (!alphanumeric && marks.find(c) == std::string_view::npos) return false;
   }
   return !text.empty();

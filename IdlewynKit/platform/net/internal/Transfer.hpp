@@ -37,8 +37,9 @@ class Transfer final : public IOLoop::Alarm, public std::enable_shared_from_this
   /// The handle; null while the transfer waits for its turn.
   void* handle() const noexcept { return handle_; }
 
-  /// The outcome, to be asked for once. `ending` none leaves the word to what was recorded
-  /// during the transfer and to libcurl's result.
+  /// Frees the handle and gives the outcome; to be called once, when no multi handle runs it.
+  /// `ending` none leaves the word to what was recorded during the transfer and to libcurl's
+  /// result.
   URLSession::Outcome finish(Ending ending, int curlCode);
 
   /// What a caller is told whose cancelling can't reach the loop; reads nothing of the loop's.
@@ -54,6 +55,7 @@ class Transfer final : public IOLoop::Alarm, public std::enable_shared_from_this
 
  private:
   struct Callbacks;
+  void close();
   bool addFields();
   void chooseMethod();
   void expectBody();

@@ -11,7 +11,7 @@ namespace idlewyn::platform {
 
 /// How the question whether to trust the server ended.
 enum class TrustResult {
-  notAsked,   // no handshake yet, or a kept connection
+  notAsked,  // no handshake yet, or a kept connection
   accepted,
   cancelled,  // by the delegate
   badDate,

@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+
+#include <IdlewynKit/platform/net/URLSession.hpp>
+#include <IdlewynKit/platform/tasks/Wait.hpp>
+
+#include "tests/support/RawServer.hpp"
+
+/// Short words for what the network tests say often.
+namespace idlewyn::testing {
+
+using namespace idlewyn::platform;
+
+inline URLRequest requestFor(std::string_view address) {
+  URLRequest request(*URL::parse(address));
+  request.timeoutInterval = std::chrono::seconds(20);
+  return request;
+}
+
+inline URLRequest post(std::string_view address, std::string body) {
+  URLRequest request = requestFor(address);
+  request.method = "POST";
+  request.body = Data::ofText(std::move(body));
+  return request;
+}
+
+inline URLSession::Outcome exchange(const std::shared_ptr<URLSession>& session,
+                                    URLRequest request) {
+  return wait(session->exchange(std::move(request)));
+}
+
+/// "200 hello", "not HTTP" or "-1004".
+inline std::string describe(const URLSession::Outcome& outcome) {
+  if (const auto* error = std::get_if<URLError>(&outcome)) {
+    return std::to_string(static_cast<int>(error->code));
+  }
+  const auto& response = std::get<HTTPResponse>(outcome);
+  if (!response.isHTTP()) return "not HTTP";
+  return std::to_string(response.statusCode) + " " + response.body.storage;
+}
+
+inline std::string fetch(const std::shared_ptr<URLSession>& session, std::string_view address) {
+  return describe(exchange(session, requestFor(address)));
+}
+
+/// A delegate that answers as told and counts.
+class ScriptedDelegate : public URLSessionDelegate {
+ public:
+  using Script = std::function<ChallengeAnswer(const ServerTrust&)>;
+  explicit ScriptedDelegate(Script script) : script_(std::move(script)) {}
+
+  ChallengeAnswer didReceive(AuthenticationMethod method,
+                             const std::optional<ServerTrust>& trust) override {
+    ++challenges;
+    lastMethod = method;
+    return script_(*trust);
+  }
+
+  std::atomic<int> challenges{0};
+  std::atomic<AuthenticationMethod> lastMethod{AuthenticationMethod::httpBasic};
+
+ private:
+  Script script_;
+};
+
+inline ChallengeAnswer accept(const ServerTrust& trust) {
+  return ChallengeAnswer(ChallengeDisposition::useCredential, URLCredential(trust));
+}
+
+inline ChallengeAnswer refuse(const ServerTrust&) {
+  return ChallengeAnswer(ChallengeDisposition::cancelAuthenticationChallenge, std::nullopt);
+}
+
+inline std::shared_ptr<URLSession> trustingSession() {
+  return URLSession::ephemeral(std::make_shared<ScriptedDelegate>(accept));
+}
+
+}  // namespace idlewyn::testing

@@ -1,0 +1,236 @@
+// SPDX-License-Identifier: MIT
+// Every way in which an exchange ends without an answer, and what the caller is told.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <thread>
+
+#include "tests/platform/net/NetSupport.hpp"
+
+namespace idlewyn::testing {
+namespace {
+
+using Connection = RawServer::Connection;
+using namespace std::chrono_literals;
+
+RawServer::Script afterRequest(std::string text) {
+  return [text](Connection& connection) {
+    connection.readRequest();
+    connection.write(text);
+  };
+}
+
+void writeForever(Connection& connection, std::string_view piece) {
+  while (connection.write(piece))
+    continue;
+}
+
+TEST(URLSession, TellsFailuresOfPlainConnectionsApart) {
+  struct Row {
+    const char* why;
+    RawServer::Script script;
+    const char* outcome;
+  };
+  const Row rows[] = {
+      {"closed without a word", afterRequest(""), "-1005"},
+      {"closed before the request was read", [](Connection&) {}, "-1005"},
+      {"reset in the midst",
+       [](Connection& connection) {
+         connection.readRequest();
+         connection.write("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabc");
+         connection.reset();
+       },
+       "-1005"},
+      {"body shorter than announced",
+       afterRequest("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabc"), "-1005"},
+      {"chunked body cut off",
+       afterRequest("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nab"), "-1005"},
+      {"head cut off", afterRequest("HTTP/1.1 200 OK\r\nContent-"), "-1005"},
+      {"a chunk size that is no number",
+       afterRequest("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\nab"), "-1005"},
+      {"garbage", afterRequest("SSH-2.0-OpenSSH_9.2\r\n"), "not HTTP"},
+      {"an answer of HTTP/0.9", afterRequest("<html>hello</html>"), "not HTTP"},
+      {"a version to come", afterRequest("HTTP/4.0 200 OK\r\n\r\n"), "not HTTP"},
+      {"content that is not packed as announced",
+       afterRequest(RawServer::answer("plain", "200 OK", "Content-Encoding: gzip\r\n")), "-1011"},
+      {"a head without end",
+       [](Connection& connection) {
+         connection.readRequest();
+         connection.write("HTTP/1.1 200 OK\r\n");
+         writeForever(connection, "X-Filler: " + std::string(1000, 'x') + "\r\n");
+       },
+       "-1011"},
+      {"a body without end",
+       [](Connection& connection) {
+         connection.readRequest();
+         connection.write("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n");
+         writeForever(connection, "80000\r\n" + std::string(0x80000, 'x') + "\r\n");
+       },
+       "-1103"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.why);
+    RawServer server(row.script);
+    EXPECT_EQ(fetch(URLSession::ephemeral(), server.url("/")), row.outcome);
+  }
+}
+
+TEST(URLSession, TellsFailuresBeforeAnyConnectionApart) {
+  const std::string refused = "127.0.0.1:" + std::to_string(refusedPort());
+  const std::pair<std::string, const char*> rows[] = {
+      {"http://" + refused + "/", "-1004"},
+      {"https://" + refused + "/", "-1004"},
+      {"http://no-such-host.invalid/", "-1003"},
+      {"ftp://127.0.0.1/", "-1002"},
+      {"idlewyn://pair?x=1", "-1002"},
+      {"/v1/sessions", "-1002"},
+      {"//127.0.0.1/v1", "-1002"},
+      {"http:///v1", "-1000"},
+      {"http:/v1", "-1000"},
+      {"https://:8443/v1", "-1000"},
+      {"http://127.0.0.1:99999/", "-1000"},
+      {"http://%31%32%37.0.0.1/", "-1000"},
+      {"http://0x7f.1/", "-1000"},
+  };
+  const auto session = URLSession::ephemeral();
+  for (const auto& [address, outcome] : rows)
+    EXPECT_EQ(fetch(session, address), outcome) << address;
+}
+
+TEST(URLSession, TellsFailuresOfSecureConnectionsApart) {
+  const RawServer::Script ok = RawServer::answering(RawServer::answer("ok"));
+  RawServer plain([](Connection& connection) {
+    connection.write(RawServer::answer("", "400 Bad Request"));
+    connection.hang();
+  });
+  RawServer::TLS old{TestCertificate()};
+  old.onlyVersion10 = true;
+  RawServer oldServer(ok, old);
+  RawServer::TLS demanding{TestCertificate()};
+  demanding.demandsClientCertificate = true;
+  RawServer demandingServer(ok, demanding);
+  RawServer secure(ok, RawServer::TLS(TestCertificate()));
+  const auto onPort = [](std::string_view scheme, const RawServer& server) {
+    return std::string(scheme) + "://127.0.0.1:" + std::to_string(server.port()) + "/";
+  };
+  EXPECT_EQ(fetch(trustingSession(), onPort("https", secure)), "200 ok");
+  EXPECT_EQ(fetch(trustingSession(), onPort("https", plain)), "-1200");
+  EXPECT_EQ(fetch(trustingSession(), onPort("https", oldServer)), "-1200");
+  EXPECT_EQ(fetch(trustingSession(), onPort("https", demandingServer)), "-1200");
+  // Spoken to in plain text, a TLS server breaks off or answers with an alert record.
+  const std::string spoken = fetch(trustingSession(), onPort("http", secure));
+  EXPECT_TRUE(spoken == "not HTTP" || spoken == "-1005") << spoken;
+}
+
+TEST(URLSession, ReplacesKeptConnectionsThatWereReset) {
+  std::atomic<int> gone = 0;
+  RawServer server(
+      [&](Connection& connection) {
+        connection.readRequest();
+        connection.write(RawServer::answer("ok"));
+        std::this_thread::sleep_for(20ms);
+        connection.reset();
+        ++gone;
+      },
+      RawServer::TLS(TestCertificate()));
+  const auto session = trustingSession();
+  for (int round = 1; round <= 3; ++round) {
+    EXPECT_EQ(describe(exchange(session, post(server.url("/"), "{}"))), "200 ok");
+    while (gone < round)
+      std::this_thread::sleep_for(1ms);
+  }
+}
+
+TEST(URLSession, EndsAtTheDeadlineWhereverTheExchangeStands) {
+  struct Row {
+    const char* why;
+    RawServer::Script script;
+    bool hangsInHandshake;
+  };
+  const auto drip = [](Connection& connection) {
+    connection.readRequest();
+    connection.write("HTTP/1.1 200 OK\r\nContent-Length: 100000\r\n\r\n");
+    while (connection.write("x"))
+      std::this_thread::sleep_for(20ms);
+  };
+  const auto silent = [](Connection& connection) { connection.hang(); };
+  const Row rows[] = {{"no answer", silent, false},
+                      {"a drip of bytes: total time, not idle time", drip, false},
+                      {"no handshake", silent, true}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.why);
+    std::optional<RawServer::TLS> tls;
+    if (row.hangsInHandshake) {
+      tls.emplace(TestCertificate());
+      tls->silentConnections = 1;
+    }
+    RawServer server(row.script, tls);
+    URLRequest request = requestFor(server.url("/"));
+    request.timeoutInterval = 200ms;
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(describe(exchange(trustingSession(), request)), "-1001");
+    const auto took = std::chrono::steady_clock::now() - begin;
+    EXPECT_GE(took, 200ms);
+    EXPECT_LT(took, 2s);
+  }
+}
+
+TEST(URLSession, TakesOddTimeoutsForTheNearestSensibleOne) {
+  RawServer server(RawServer::answering(RawServer::answer("ok")));
+  const std::pair<double, const char*> rows[] = {{0, "-1001"},
+                                                 {-5, "-1001"},
+                                                 {std::nan(""), "-1001"},
+                                                 {1e300, "200 ok"},
+                                                 {HUGE_VAL, "200 ok"}};
+  for (const auto& [seconds, outcome] : rows) {
+    URLRequest request = requestFor(server.url("/"));
+    request.timeoutInterval = std::chrono::duration<double>(seconds);
+    EXPECT_EQ(describe(exchange(URLSession::ephemeral(), request)), outcome) << seconds;
+  }
+}
+
+TEST(URLSession, DataThrowsWhatExchangeGives) {
+  const std::string address = "http://127.0.0.1:" + std::to_string(refusedPort()) + "/x";
+  const auto session = URLSession::ephemeral();
+  const auto outcome = exchange(session, requestFor(address));
+  try {
+    wait(session->data(requestFor(address)));
+    FAIL() << "nothing thrown";
+  } catch (const URLError& error) {
+    EXPECT_EQ(error, std::get<URLError>(outcome));
+    EXPECT_EQ(error.failingURL->text(), address);
+  }
+}
+
+TEST(URLSession, RefusesMalformedRequestsBeforeAnythingIsSent) {
+  RawServer server(RawServer::answering(RawServer::answer("ok")));
+  struct Row {
+    const char* why;
+    std::string method, name, value;
+  };
+  const Row rows[] = {
+      {"a line feed in a value starts a field", "GET", "X-A", "a\nX-B: b"},
+      {"so does a carriage return", "GET", "X-A", "a\rb"},
+      {"NUL cuts a value off", "GET", "X-A", std::string("a\0b", 3)},
+      {"other control characters", "GET", "X-A", "a\x7f"},
+      {"a name with a blank", "GET", "X A", "a"},
+      {"a name with a colon", "GET", "X-A:", "a"},
+      {"no name", "GET", "", "a"},
+      {"a method with a blank", "GET /x HTTP/1.1", "X-A", "a"},
+      {"a method with a line end", "GET\r\n", "X-A", "a"},
+      {"no method", "", "X-A", "a"},
+  };
+  for (const Row& row : rows) {
+    URLRequest request = requestFor(server.url("/"));
+    request.method = row.method;
+    request.headers.emplace_back(row.name, row.value);
+    EXPECT_EQ(describe(exchange(URLSession::ephemeral(), request)), "-1000") << row.why;
+  }
+  URLRequest head = post(server.url("/"), "x");
+  head.method = "HEAD";
+  EXPECT_EQ(describe(exchange(URLSession::ephemeral(), head)), "-1000");
+  EXPECT_EQ(server.connectionCount(), 0);
+}
+
+}  // namespace
+}  // namespace idlewyn::testing

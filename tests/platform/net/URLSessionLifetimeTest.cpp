@@ -1,0 +1,264 @@
+// SPDX-License-Identifier: MIT
+// Many exchanges at once, and everything that may be gone before an exchange ends.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <future>
+#include <thread>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/strand.hpp>
+#include <boost/asio/thread_pool.hpp>
+#include <boost/asio/use_future.hpp>
+
+#include "tests/platform/net/NetSupport.hpp"
+
+// To the leak checker of a sanitized build a forked child has lost what threads that stayed
+// behind refer to.
+static bool isForkedChild = false;
+extern "C" int __lsan_is_turned_off() { return isForkedChild ? 1 : 0; }
+
+namespace idlewyn::testing {
+namespace {
+
+namespace asio = boost::asio;
+using namespace std::chrono_literals;
+using Connection = RawServer::Connection;
+
+const RawServer::Script ok = RawServer::answering(RawServer::answer("ok"));
+const RawServer::Script hanging = [](Connection& connection) { connection.hang(); };
+
+asio::awaitable<void> countAnswers(std::shared_ptr<URLSession> session, URLRequest request,
+                                   std::atomic<int>& answers) {
+  const URLSession::Outcome outcome = co_await session->exchange(std::move(request));
+  if (describe(outcome) == "200 ok") ++answers;
+}
+
+TEST(URLSession, CarriesManyExchangesAtOnceOverFewConnections) {
+  for (const bool secure : {false, true}) {
+    std::optional<RawServer::TLS> tls;
+    if (secure) tls.emplace(TestCertificate());
+    RawServer server(ok, tls);
+    const auto session = trustingSession();
+    for (int round = 0; round < 3; ++round) {
+      asio::io_context context;
+      std::atomic<int> answers = 0;
+      for (int i = 0; i < 300; ++i) {
+        co_spawn(context, countAnswers(session, requestFor(server.url("/")), answers),
+                 asio::detached);
+      }
+      context.run();
+      EXPECT_EQ(answers, 300);
+    }
+    EXPECT_LE(server.connectionCount(), 100) << "kept connections serve the later rounds";
+  }
+}
+
+TEST(URLSession, KeepsTheConnectionsOfABurst) {
+  constexpr int size = 60;
+  std::atomic<int> arrived = 0;
+  RawServer server([&](Connection& connection) {
+    while (!connection.readRequest().empty()) {
+      const int burst = (arrived++ / size + 1) * size;
+      while (arrived < burst)
+        std::this_thread::sleep_for(1ms);
+      connection.write(RawServer::answer("ok"));
+    }
+  });
+  const auto session = URLSession::ephemeral();
+  for (int round = 0; round < 4; ++round) {
+    asio::io_context context;
+    std::atomic<int> answers = 0;
+    for (int i = 0; i < size; ++i) {
+      co_spawn(context, countAnswers(session, requestFor(server.url("/")), answers),
+               asio::detached);
+    }
+    context.run();
+    ASSERT_EQ(answers, size);
+  }
+  EXPECT_EQ(server.connectionCount(), size);
+}
+
+TEST(URLSession, MayBeUsedFromManyThreads) {
+  RawServer server(ok);
+  const auto session = URLSession::ephemeral();
+  std::atomic<int> answers = 0;
+  asio::thread_pool pool(4);
+  for (int i = 0; i < 200; ++i) {
+    co_spawn(asio::make_strand(pool), countAnswers(session, requestFor(server.url("/")), answers),
+             asio::detached);
+  }
+  pool.join();
+  EXPECT_EQ(answers, 200);
+}
+
+TEST(URLSession, AnOriginThatHangsHoldsUpNoOther) {
+  RawServer hung(hanging);
+  RawServer server(ok);
+  const auto session = URLSession::ephemeral();
+  asio::io_context context;
+  int timeouts = 0;
+  const auto begin = std::chrono::steady_clock::now();
+  for (int i = 0; i < 150; ++i) {
+    URLRequest request = requestFor(hung.url("/"));
+    request.timeoutInterval = 1s;  // which waiting for one's turn counts towards
+    const auto ended = [&](std::exception_ptr, const URLSession::Outcome& outcome) {
+      if (describe(outcome) == "-1001") ++timeouts;
+    };
+    co_spawn(context, session->exchange(std::move(request)), ended);
+  }
+  std::string other;
+  co_spawn(
+      context, session->exchange(requestFor(server.url("/"))),
+      [&](std::exception_ptr, const URLSession::Outcome& outcome) { other = describe(outcome); });
+  while (other.empty())
+    context.run_one();
+  EXPECT_EQ(other, "200 ok");
+  EXPECT_EQ(timeouts, 0) << "the other origin's answer came first";
+  context.run();
+  EXPECT_EQ(timeouts, 150);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 3s);
+}
+
+TEST(URLSession, LivesUntilItsExchangesHaveEnded) {
+  RawServer server(ok);
+  EXPECT_EQ(describe(wait(URLSession::ephemeral()->exchange(requestFor(server.url("/"))))),
+            "200 ok");
+}
+
+TEST(URLSession, FinishesWhatIsUnderWayWhenInvalidated) {
+  std::promise<void> mayAnswer;
+  std::atomic<bool> isClosed = false;
+  RawServer server(
+      [&, future = mayAnswer.get_future().share()](Connection& connection) {
+        connection.readRequest();
+        future.wait();
+        connection.write(RawServer::answer("ok"));
+        connection.hang();
+        isClosed = true;
+      },
+      RawServer::TLS(TestCertificate()));
+  auto delegate = std::make_shared<ScriptedDelegate>(accept);
+  const std::weak_ptr<ScriptedDelegate> weak = delegate;
+  const auto session = URLSession::ephemeral(std::move(delegate));
+  asio::thread_pool pool(1);
+  auto first = co_spawn(pool, session->exchange(requestFor(server.url("/"))), asio::use_future);
+  ASSERT_TRUE(server.waitForRequests(1));
+  session->finishTasksAndInvalidate();
+  session->finishTasksAndInvalidate();
+  const auto refused = exchange(session, requestFor(server.url("/")));
+  EXPECT_EQ(describe(refused), "-999");
+  EXPECT_FALSE(weak.expired());
+  mayAnswer.set_value();
+  EXPECT_EQ(describe(first.get()), "200 ok");
+  const auto deadline = std::chrono::steady_clock::now() + 10s;
+  while ((!isClosed || !weak.expired()) && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(1ms);
+  }
+  EXPECT_TRUE(isClosed);
+  EXPECT_TRUE(weak.expired());
+  EXPECT_EQ(server.connectionCount(), 1);
+}
+
+TEST(URLSession, SharedCantBeInvalidated) {
+  RawServer server(ok);
+  EXPECT_EQ(URLSession::shared(), URLSession::shared());
+  URLSession::shared()->finishTasksAndInvalidate();
+  EXPECT_EQ(fetch(URLSession::shared(), server.url("/")), "200 ok");
+}
+
+TEST(URLSession, SurvivesTheCallersContext) {
+  std::atomic<int> ended = 0;
+  RawServer hung([&](Connection& connection) {
+    connection.hang();
+    ++ended;
+  });
+  RawServer server(ok);
+  const auto session = URLSession::ephemeral();
+  std::atomic<int> answers = 0;
+  for (int round = 0; round < 60; ++round) {
+    asio::io_context context;
+    for (int i = 0; i < 4; ++i) {
+      const std::string address = i == 0 ? hung.url("/") : server.url("/");
+      co_spawn(context, countAnswers(session, requestFor(address), answers), asio::detached);
+    }
+    context.run_for(std::chrono::microseconds(round * 20));
+  }
+  EXPECT_EQ(fetch(session, server.url("/")), "200 ok");
+  const auto deadline = std::chrono::steady_clock::now() + 10s;
+  while (ended < hung.connectionCount() && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(1ms);
+  }
+  EXPECT_EQ(ended, hung.connectionCount()) << "abandoned exchanges let their connections go";
+}
+
+TEST(URLSession, EndsAsCancelledInAForkedChild) {
+  RawServer server(ok);
+  const auto session = URLSession::ephemeral();
+  ASSERT_EQ(fetch(session, server.url("/")), "200 ok");
+  const pid_t child = fork();
+  if (child == 0) {
+    isForkedChild = true;
+    alarm(20);
+    const bool isRight = fetch(session, server.url("/")) == "-999" &&
+                         fetch(URLSession::ephemeral(), server.url("/")) == "-999";
+    std::exit(isRight ? 0 : 1);  // the loop's exit hook has no thread to wait for here
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_EQ(fetch(session, server.url("/")), "200 ok") << "the parent goes on";
+}
+
+std::atomic<bool> handlerRan = false;
+
+TEST(URLSession, LeavesSignalsToTheApplicationsThreads) {
+  fetch(URLSession::ephemeral(), "http://127.0.0.1:" + std::to_string(refusedPort()));
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGUSR1);
+  std::signal(SIGUSR1, [](int) { handlerRan = true; });
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);  // and with it in the server's threads
+  {
+    RawServer server(ok);
+    EXPECT_EQ(fetch(URLSession::ephemeral(), server.url("/")), "200 ok");
+    kill(getpid(), SIGUSR1);
+    EXPECT_EQ(fetch(URLSession::ephemeral(), server.url("/")), "200 ok");
+  }
+  EXPECT_FALSE(handlerRan);
+  const timespec none{};
+  EXPECT_EQ(sigtimedwait(&signals, nullptr, &none), SIGUSR1) << "it waits for a thread of ours";
+  pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+}
+
+// Ends the process with exchanges under way.
+[[noreturn]] void exitInTheMidst() {
+  alarm(20);
+  static RawServer hung(hanging);
+  static RawServer server(ok, RawServer::TLS(TestCertificate()));
+  static asio::thread_pool pool(2);
+  static std::atomic<int> answers = 0;
+  const auto session = trustingSession();
+  for (int i = 0; i < 40; ++i) {
+    const std::string address = i % 2 == 0 ? hung.url("/") : server.url("/");
+    co_spawn(pool, countAnswers(session, requestFor(address), answers), asio::detached);
+  }
+  hung.waitForConnections(5);
+  std::exit(0);
+}
+
+TEST(URLSessionDeathTest, LetsTheProcessExitInTheMidst) {
+  ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+  for (int round = 0; round < 5; ++round) {
+    EXPECT_EXIT(exitInTheMidst(), ::testing::ExitedWithCode(0), "");
+  }
+}
+
+}  // namespace
+}  // namespace idlewyn::testing

@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: MIT
+// A delegate decides about servers; what the system's authorities think is tested elsewhere.
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "tests/platform/net/NetSupport.hpp"
+
+namespace idlewyn::testing {
+namespace {
+
+const RawServer::Script ok = RawServer::answering(RawServer::answer("ok"));
+
+ScriptedDelegate::Script pinnedTo(Data leaf) {
+  return [leaf = std::move(leaf)](const ServerTrust& trust) {
+    return trust.certificateChain.at(0).der == leaf ? accept(trust) : refuse(trust);
+  };
+}
+
+TEST(URLSessionDelegate, AloneDecidesWhomToTrust) {
+  struct Row {
+    const char* why;
+    TestCertificate::Shape shape;
+  };
+  Row rows[] = {{"self-signed", {}}, {"expired", {}}, {"not valid yet", {}}, {"other host", {}}};
+  rows[1].shape.validTo = 0;
+  rows[1].shape.validFrom = -2;
+  rows[2].shape.validFrom = 1;
+  rows[2].shape.validTo = 2;
+  rows[3].shape.host = "elsewhere.example";
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.why);
+    const TestCertificate certificate(row.shape);
+    RawServer server(ok, RawServer::TLS(certificate));
+    const auto right = std::make_shared<ScriptedDelegate>(pinnedTo(certificate.der()));
+    const auto session = URLSession::ephemeral(right);
+    EXPECT_EQ(fetch(session, server.url("/")), "200 ok");
+    EXPECT_EQ(fetch(session, server.url("/")), "200 ok");
+    EXPECT_EQ(right->challenges, 1) << "the second exchange used the same connection";
+    EXPECT_EQ(right->lastMethod, AuthenticationMethod::serverTrust);
+    EXPECT_EQ(server.connectionCount(), 1);
+
+    const auto wrong = std::make_shared<ScriptedDelegate>(pinnedTo(TestCertificate().der()));
+    EXPECT_EQ(fetch(URLSession::ephemeral(wrong), server.url("/")), "-999");
+    EXPECT_EQ(wrong->challenges, 1);
+    EXPECT_EQ(server.requests().size(), 2u) << "nothing is sent to a refused server";
+  }
+}
+
+TEST(URLSessionDelegate, SeesTheChainAsItWasSent) {
+  TestCertificate::Shape shape;
+  shape.isAuthority = true;
+  shape.host = "Authority";
+  const TestCertificate authority(shape);
+  shape = {};
+  shape.issuer = &authority;
+  const TestCertificate leaf(shape);
+  RawServer::TLS tls(leaf);
+  tls.chain.push_back(authority);
+  RawServer server(ok, tls);
+  std::vector<Certificate> seen;
+  const auto session =
+      URLSession::ephemeral(std::make_shared<ScriptedDelegate>([&](const ServerTrust& trust) {
+        seen = trust.certificateChain;
+        return accept(trust);
+      }));
+  EXPECT_EQ(fetch(session, server.url("/")), "200 ok");
+  const std::vector<Certificate> expected{Certificate(leaf.der()), Certificate(authority.der())};
+  EXPECT_EQ(seen, expected);
+}
+
+TEST(URLSessionDelegate, AnythingButAClearPermissionCancels) {
+  const std::pair<const char*, ScriptedDelegate::Script> rows[] = {
+      {"cancels", refuse},
+      {"throws", [](const ServerTrust&) -> ChallengeAnswer { throw std::runtime_error("no"); }},
+      {"gives no credential",
+       [](const ServerTrust&) {
+         return ChallengeAnswer(ChallengeDisposition::useCredential, std::nullopt);
+       }},
+      {"gives a credential for another server",
+       [](const ServerTrust&) {
+         const ServerTrust other({Certificate(TestCertificate().der())});
+         return ChallengeAnswer(ChallengeDisposition::useCredential, URLCredential(other));
+       }},
+      {"gives an answer that is none", [](const ServerTrust& trust) {
+         return ChallengeAnswer(static_cast<ChallengeDisposition>(3), URLCredential(trust));
+       }}};
+  RawServer server(ok, RawServer::TLS(TestCertificate()));
+  for (const auto& [what, script] : rows) {
+    const auto session = URLSession::ephemeral(std::make_shared<ScriptedDelegate>(script));
+    EXPECT_EQ(fetch(session, server.url("/")), "-999") << what;
+  }
+  EXPECT_TRUE(server.requests().empty());
+}
+
+TEST(URLSessionDelegate, DefaultHandlingTrustsNoUnknownIssuer) {
+  RawServer server(ok, RawServer::TLS(TestCertificate()));
+  const auto delegate = std::make_shared<ScriptedDelegate>([](const ServerTrust&) {
+    return ChallengeAnswer(ChallengeDisposition::performDefaultHandling, std::nullopt);
+  });
+  EXPECT_EQ(fetch(URLSession::ephemeral(delegate), server.url("/")), "-1202");
+  EXPECT_EQ(fetch(URLSession::ephemeral(), server.url("/")), "-1202");
+  EXPECT_EQ(fetch(URLSession::shared(), server.url("/")), "-1202");
+}
+
+TEST(URLSessionDelegate, IsNotOutwittedByWhatAnotherSessionTrusted) {
+  // Neither the other session's kept connection nor its TLS session may serve this one.
+  for (const bool tls12 : {false, true}) {
+    RawServer::TLS tls{TestCertificate()};
+    tls.onlyVersion12 = tls12;
+    RawServer server(ok, tls);
+    const auto trusting = trustingSession();
+    EXPECT_EQ(fetch(trusting, server.url("/")), "200 ok");
+    const auto refusing = std::make_shared<ScriptedDelegate>(refuse);
+    EXPECT_EQ(fetch(URLSession::ephemeral(refusing), server.url("/")), "-999");
+    EXPECT_EQ(refusing->challenges, 1);
+    EXPECT_EQ(fetch(trusting, server.url("/")), "200 ok");
+  }
+}
+
+TEST(URLSessionDelegate, IsAskedAgainForEachNewConnection) {
+  // Closed by the server after each answer, with a session ticket that invites resuming.
+  for (const bool tls12 : {false, true}) {
+    RawServer::TLS tls{TestCertificate()};
+    tls.onlyVersion12 = tls12;
+    RawServer server(
+        [](RawServer::Connection& connection) {
+          connection.readRequest();
+          connection.write(RawServer::answer("ok", "200 OK", "Connection: close\r\n"));
+        },
+        tls);
+    int count = 0;
+    const auto delegate = std::make_shared<ScriptedDelegate>(
+        [&](const ServerTrust& trust) { return ++count == 1 ? accept(trust) : refuse(trust); });
+    const auto session = URLSession::ephemeral(delegate);
+    EXPECT_EQ(fetch(session, server.url("/")), "200 ok");
+    EXPECT_EQ(fetch(session, server.url("/")), "-999") << "the certificate may have changed";
+    EXPECT_EQ(delegate->challenges, 2);
+  }
+}
+
+TEST(URLSessionDelegate, IsLetGoWithItsSession) {
+  RawServer server(ok, RawServer::TLS(TestCertificate()));
+  auto delegate = std::make_shared<ScriptedDelegate>(accept);
+  const std::weak_ptr<ScriptedDelegate> weak = delegate;
+  auto session = URLSession::ephemeral(std::move(delegate));
+  EXPECT_EQ(fetch(session, server.url("/")), "200 ok");
+  EXPECT_FALSE(weak.expired());
+  session.reset();
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!weak.expired() && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  EXPECT_TRUE(weak.expired());
+}
+
+}  // namespace
+}  // namespace idlewyn::testing
