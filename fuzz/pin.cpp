@@ -37,8 +37,7 @@ bool isASCII(std::string_view text) {
 // A regular file in memory.
 std::optional<std::string> fingerprintOfText(std::string_view text) {
   const int file = memfd_create("pem", MFD_CLOEXEC);
-  require(file >= 0 && write(file, text.data(), text.size()) == static_cast<ssize_t>(text.size()),
-          "no file");
+  require(file >= 0 && write(file, text.data(), text.size()) == static_cast<ssize_t>(text.size()));
   const auto result = CertificatePin::fingerprintOfPEM("/proc/self/fd/" + std::to_string(file));
   close(file);
   return result;

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+
+namespace idlewyn::bench {
+
+/// A server to fetch sessions from; without a pin for plain http.
+struct Relay {
+  std::string address;
+  std::string pin;
+};
+
+/// A way to fetch `count` answers at once. Keeps its connections from one call to the next, and
+/// ends the program when a fetch fails.
+using Fetch = std::function<void(std::size_t count)>;
+
+/// "library" takes a snapshot, "raw" uses libcurl alone, "decoding" reads in addition what the
+/// answers say, by the library's decoder. The first call is a cold one.
+Fetch makeSide(const std::string& name, const Relay& relay);
+
+}  // namespace idlewyn::bench

@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: MIT
+// Snapshots of many relays against libcurl alone, warm and cold, and what they hold meanwhile.
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <IdlewynKit/model/JSONCoding.hpp>
+#include <tests/process/Nginx.hpp>
+
+#include "network/ChildProcess.hpp"
+#include "network/Interleaved.hpp"
+#include "network/Sides.hpp"
+#include "support/Ratio.hpp"
+#include "support/SampleSessions.hpp"
+
+using namespace idlewyn;
+using namespace idlewyn::bench;
+using idlewyn::testing::Nginx;
+using idlewyn::testing::NginxSite;
+
+namespace {
+
+constexpr int none = 0;
+
+struct Protocol {
+  const char* name;
+  Relay relay;
+};
+
+/// An answer of about four kilobytes, all of one agent.
+void writeAnswer(const std::filesystem::path& folder) {
+  std::vector<AgentSession> sessions = sampleSessions(10);
+  for (AgentSession& session : sessions)
+    session.provider = AgentProvider::claude;
+  std::filesystem::create_directories(folder / "v1");
+  std::ofstream(folder / "v1/sessions")
+      << "{\"sessions\":" << JSONEncoder::relay().encode(sessions).text() << '}';
+}
+
+void print(const std::string& name, const Interleaved& result) {
+  std::printf("%-42s %8.3f %8.3f-%-8.3f %8s %8s %10.2f %10.2f  ms\n", name.c_str(), result.ratio,
+              result.low, result.high, "", "", result.subject, result.baseline);
+}
+
+/// Prints the ratio and, where there is a limit, holds it to that.
+void report(Comparisons& comparisons, const std::string& name, double limit,
+            const Interleaved& result) {
+  print(name, result);
+  if (limit > none) comparisons.value("  median", limit, result.ratio);
+}
+
+class Network {
+ public:
+  Network(Comparisons& comparisons, int rounds) : comparisons_(comparisons), rounds_(rounds) {}
+
+  void warm(const Protocol& protocol, std::size_t count, double limit) {
+    const int times = count >= 100 ? 1 : static_cast<int>(100 / count);
+    const auto sample = [=](const Fetch& fetch) {
+      return [=] { return elapsed(times, [&] { fetch(count); }); };
+    };
+    const Fetch library = makeSide("library", protocol.relay);
+    for (const char* side : {"raw", "decoding"}) {
+      const Fetch raw = makeSide(side, protocol.relay);
+      for (int i = 0; i < 3; ++i) {
+        library(count);
+        raw(count);
+      }
+      // Decoding is no part of the transport: the limit is for what libcurl does by itself.
+      const double hold = side == std::string_view("raw") ? limit : none;
+      report(comparisons_, title("warm", protocol, count, side), hold,
+             interleave(rounds_, sample(library), sample(raw)));
+    }
+  }
+
+  void cold(const Protocol& protocol, std::size_t count, double limit) {
+    const auto sample = [=](const char* side) {
+      return [=] { return measureInChild(side, protocol.relay, count).coldMilliseconds; };
+    };
+    report(comparisons_, title("cold", protocol, count, "raw"), limit,
+           interleave(std::max(rounds_ / 3, 3), sample("library"), sample("raw")));
+  }
+
+  void held(const Protocol& protocol, std::size_t count) {
+    const Fresh raw = measureInChild("raw", protocol.relay, count);
+    const Fresh library = measureInChild("library", protocol.relay, count);
+    std::printf("%s %zu: raw %.1f MB, %d threads\n", protocol.name, count, raw.peakMegabytes,
+                raw.threads);
+    comparisons_.value(title("peak MB,", protocol, count, "library"), 30, library.peakMegabytes);
+    comparisons_.value(title("threads,", protocol, count, "library"), 2, library.threads);
+  }
+
+ private:
+  static std::string title(const char* what, const Protocol& protocol, std::size_t count,
+                           const char* side) {
+    return std::string(what) + " " + protocol.name + " " + std::to_string(count) + " / " + side;
+  }
+
+  Comparisons& comparisons_;
+  const int rounds_;
+};
+
+void raiseFileLimit() {
+  rlimit files{};
+  getrlimit(RLIMIT_NOFILE, &files);
+  files.rlim_cur = files.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &files);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  raiseFileLimit();
+  if (isChild(argc, argv)) return runAsChild(argv);
+  const bool isQuick = std::find(argv, argv + argc, std::string_view("--quick")) != argv + argc;
+
+  const testing::TemporaryFolder files;
+  writeAnswer(files.path());
+  const std::string serving =
+      "access_log off; root " + files.path().string() + "; default_type application/json;";
+  using Site = NginxSite::Protocol;
+  const Nginx nginx({NginxSite(Site::plain, serving), NginxSite(Site::http1OverTLS, serving),
+                     NginxSite(Site::http2, serving)});
+  const std::vector<Protocol> protocols{
+      {"http", {nginx.address(0), ""}},
+      {"TLS", {nginx.address(1), nginx.fingerprint(1)}},
+      {"HTTP/2", {nginx.address(2), nginx.fingerprint(2)}},
+  };
+
+  Comparisons comparisons(argc, argv);
+  Network network(comparisons, isQuick ? 9 : 21);
+  for (const Protocol& protocol : protocols) {
+    network.warm(protocol, 1, none);
+    network.warm(protocol, 10, none);
+    network.warm(protocol, 100, 1.5);
+    network.warm(protocol, 1'000, 1.2);
+    for (const std::size_t count : {1, 10, 100})
+      network.cold(protocol, count, none);
+    network.cold(protocol, 1'000, 1.0);
+    network.held(protocol, 1'000);
+  }
+  return comparisons.finish();
+}

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT
+// Ends with status 7 in the midst of a snapshot of pinned relays:
+//   exit_midway main|coroutine|return MILLISECONDS ADDRESS PIN
+// Says "." just before.
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/thread_pool.hpp>
+#include <boost/asio/use_awaitable.hpp>
+
+#include <IdlewynKit/IdlewynKit.hpp>
+
+namespace {
+
+namespace asio = boost::asio;
+using namespace idlewyn;
+
+constexpr int ownStatus = 7;
+
+asio::awaitable<SnapshotResult> snapshotOf(std::string_view address, std::string_view pin) {
+  const Connection connection(AgentProvider::claude, *URL::parse(address), "token", "account",
+                              Date{}, std::string(pin));
+  return LiveSessionService(RelayClient(URLSession::shared()))
+      .snapshot(std::vector(30, connection), SessionSnapshot::empty());
+}
+
+void announce() {
+  if (write(STDOUT_FILENO, ".", 1) != 1) std::abort();
+}
+
+asio::awaitable<void> exitAfter(std::chrono::milliseconds delay) {
+  asio::steady_timer timer(co_await asio::this_coro::executor, delay);
+  co_await timer.async_wait(asio::use_awaitable);
+  announce();
+  std::exit(ownStatus);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 5) return 1;
+  const std::string_view manner = argv[1];
+  const std::chrono::milliseconds delay(std::atoi(argv[2]));
+  if (manner == "return") {
+    // The context is destroyed with the snapshot in it.
+    asio::io_context context;
+    asio::co_spawn(context, snapshotOf(argv[3], argv[4]), asio::detached);
+    context.run_for(delay);
+    announce();
+    return ownStatus;
+  }
+  // Neither stopped nor destroyed: its threads run into the end of the process.
+  static auto* const pool = new asio::thread_pool(2);
+  asio::co_spawn(*pool, snapshotOf(argv[3], argv[4]), asio::detached);
+  if (manner == "coroutine") {
+    asio::co_spawn(*pool, exitAfter(delay), asio::detached);
+    pool->join();
+    return 1;
+  }
+  std::this_thread::sleep_for(delay);
+  announce();
+  std::exit(ownStatus);
+}

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <tests/support/TemporaryFolder.hpp>
+#include <tools/sandbox-relay/ServerCertificate.hpp>
+
+/// nginx as a process of its own, on free ports and with a folder of its own.
+///
+///     NginxSite site(NginxSite::Protocol::http2, "location / { return 204; }");
+///     Nginx nginx({site});
+///     nginx.address();   // https://127.0.0.1:41234
+namespace idlewyn::testing {
+
+struct NginxSite {
+  enum class Protocol { plain, http1OverTLS, http2 };
+
+  NginxSite(Protocol protocol, std::string directives)
+      : protocol(protocol), directives(std::move(directives)) {}
+
+  Protocol protocol;
+  /// The inside of its `server` block, but for ports and certificate.
+  std::string directives;
+};
+
+/// What nginx logged of a request that it has answered.
+struct ServedRequest {
+  ServedRequest() = default;
+
+  std::size_t site = 0;
+  /// As "HTTP/2.0".
+  std::string protocol;
+  /// The serial number of the connection.
+  std::string connection;
+  int status = 0;
+  /// The Content-Encoding that was sent; "-" for none.
+  std::string encoding;
+  /// As received.
+  std::string target;
+};
+
+class Nginx {
+ public:
+  /// Accepts connections when it returns. Each site has a port and a self-signed certificate of
+  /// its own. Throws std::runtime_error with nginx's words, also when there is no nginx.
+  explicit Nginx(std::vector<NginxSite> sites);
+  ~Nginx();
+  Nginx(const Nginx&) = delete;
+  Nginx& operator=(const Nginx&) = delete;
+
+  /// Without a slash at the end.
+  std::string address(std::size_t site = 0) const;
+  const std::string& fingerprint(std::size_t site = 0) const { return fingerprints_.at(site); }
+  const std::filesystem::path& folder() const { return folder_.path(); }
+
+  /// Requests in the order of their answers. Waits some seconds for `count` of them: an answer
+  /// is logged after it was sent.
+  std::vector<ServedRequest> served(std::size_t count) const;
+
+ private:
+  std::string configuration() const;
+  std::string serverBlock(std::size_t site) const;
+  bool start();
+  bool waitUntilItListens();
+  void stop();
+  std::string errors() const;
+  ServedRequest parsed(const std::string& line) const;
+
+  const TemporaryFolder folder_;
+  const std::vector<NginxSite> sites_;
+  std::vector<std::string> fingerprints_;
+  std::vector<std::uint16_t> ports_;
+  pid_t process_ = -1;
+};
+
+}  // namespace idlewyn::testing
