@@ -96,7 +96,7 @@ TEST(Records, GoldenTextsAreWrittenAndReadBack) {
   using Push = PushTokenRegistration;
   relay("push-with-key",
         Push("device 1", Push::Kind::pushToStart, Data{0x00, 0xAB, 0x0F}, "sandbox", "key"));
-  relay("push-bare", Push("", Push::Kind::activity, Data{}, ""));
+  relay("push-bare", Push("", Push::Kind::activity, Data{}, "", std::nullopt));
 
   const platform::JSONEncoder encoder;
   const platform::JSONDecoder decoder;

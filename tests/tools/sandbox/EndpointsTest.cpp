@@ -70,7 +70,7 @@ TEST(Endpoints, ServeAPairedClientFromPairingToUnpairing) {
   EXPECT_TRUE(relay.state().remoteApprovals());
 
   const PushTokenRegistration registration("phone", PushTokenRegistration::Kind::activity,
-                                           {0xAB, 0x01}, "production");
+                                           {0xAB, 0x01}, "production", std::nullopt);
   const std::string body = JSONEncoder::relay().encode(registration).storage;
   EXPECT_EQ(client.exchange(requestText("POST /v1/push/tokens", token, body)).status, 200);
   EXPECT_EQ(relay.pushTokens(), std::vector{registration});

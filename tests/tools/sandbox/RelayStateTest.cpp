@@ -138,9 +138,9 @@ TEST_F(RelayStateTest, KeepsPushTokensUntilTheirOwnerLeaves) {
   using Kind = PushTokenRegistration::Kind;
   const std::string owner = state_.issueToken(AgentProvider::claude);
   const std::string other = state_.issueToken(AgentProvider::codex);
-  const PushTokenRegistration first("phone", Kind::activity, {1}, "production");
+  const PushTokenRegistration first("phone", Kind::activity, {1}, "production", std::nullopt);
   const PushTokenRegistration keyed("phone", Kind::activity, {1}, "production", "key");
-  const PushTokenRegistration start("phone", Kind::pushToStart, {1}, "production");
+  const PushTokenRegistration start("phone", Kind::pushToStart, {1}, "production", std::nullopt);
   state_.keepPushToken(owner, first);
   state_.keepPushToken(other, start);
   state_.keepPushToken(owner, keyed);
