@@ -37,6 +37,18 @@ std::pair<int, int> boundSocket() {
   return {socket, ntohs(address.sin_port)};
 }
 
+int chooseHTTP2(SSL*, const unsigned char** chosen, unsigned char* size,
+                const unsigned char* offered, unsigned offeredSize, void*) {
+  static constexpr unsigned char h2[] = {2, 'h', '2'};
+  unsigned char* found = nullptr;
+  if (SSL_select_next_proto(&found, size, h2, sizeof h2, offered, offeredSize) !=
+      OPENSSL_NPN_NEGOTIATED) {
+    return SSL_TLSEXT_ERR_NOACK;
+  }
+  *chosen = found;
+  return SSL_TLSEXT_ERR_OK;
+}
+
 std::shared_ptr<void> makeContext(const RawServer::TLS& tls) {
   SSL_CTX* context = SSL_CTX_new(TLS_server_method());
   SSL_CTX_use_certificate(context, static_cast<X509*>(tls.certificate.certificate()));
@@ -53,6 +65,7 @@ std::shared_ptr<void> makeContext(const RawServer::TLS& tls) {
   if (tls.demandsClientCertificate) {
     SSL_CTX_set_verify(context, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
   }
+  if (tls.choosesHTTP2) SSL_CTX_set_alpn_select_cb(context, chooseHTTP2, nullptr);
   return {context, [](void* p) { SSL_CTX_free(static_cast<SSL_CTX*>(p)); }};
 }
 
@@ -115,9 +128,25 @@ std::string RawServer::Connection::readRequest() {
   }
   std::string request = unread_.substr(0, wanted);
   unread_.erase(0, wanted);
-  const std::lock_guard lock(server_.mutex_);
-  server_.requests_.push_back(request);
+  record(request);
   return request;
+}
+
+std::string RawServer::Connection::readBytes(std::size_t count) {
+  std::string bytes(count, '\0');
+  std::size_t have = 0;
+  while (have < count) {
+    const long more = read(bytes.data() + have, count - have);
+    if (more <= 0) break;
+    have += static_cast<std::size_t>(more);
+  }
+  bytes.resize(have);
+  return bytes;
+}
+
+void RawServer::Connection::record(std::string request) {
+  const std::lock_guard lock(server_.mutex_);
+  server_.requests_.push_back(std::move(request));
 }
 
 bool RawServer::Connection::write(std::string_view bytes) {
@@ -202,6 +231,7 @@ void RawServer::serve(Connection& connection) {
       continue;
   }
   close(connection.socket_.exchange(-1));
+  ++closedCount_;
 }
 
 std::string RawServer::url(std::string_view path, std::string_view host) const {
@@ -221,6 +251,10 @@ bool RawServer::waitForConnections(int count) const {
 
 bool RawServer::waitForRequests(std::size_t count) const {
   return waitUntil([&] { return requests().size() >= count; });
+}
+
+bool RawServer::waitForClosed(int count) const {
+  return waitUntil([&] { return closedCount_ >= count; });
 }
 
 std::string RawServer::answer(std::string_view body, std::string_view status,

@@ -36,6 +36,10 @@ class RawServer {
     /// Head and body (by its Content-Length) of the next request, which is also recorded; empty
     /// when the peer has gone.
     std::string readRequest();
+    /// So many bytes, for protocols other than HTTP/1.1; fewer when the peer has gone.
+    std::string readBytes(std::size_t count);
+    /// Counts as a request though it was not read by `readRequest`.
+    void record(std::string request);
     /// False when the peer has gone.
     bool write(std::string_view bytes);
     /// Waits until the peer or the server's end closes the connection.
@@ -67,6 +71,8 @@ class RawServer {
     std::vector<TestCertificate> chain;
     bool onlyVersion10 = false;
     bool onlyVersion12 = false;
+    /// Agrees on HTTP/2 with clients that offer it; what is spoken is the script's affair.
+    bool choosesHTTP2 = false;
     /// Refuses clients without a certificate: an alert behind the handshake in TLS 1.3.
     bool demandsClientCertificate = false;
     /// So many connections are accepted and then left without a handshake.
@@ -86,6 +92,8 @@ class RawServer {
   /// Waits until so many connections were accepted, or requests read; false after 10 seconds.
   bool waitForConnections(int count) const;
   bool waitForRequests(std::size_t count) const;
+  /// Waits until the server has closed so many connections in an orderly way.
+  bool waitForClosed(int count) const;
 
   /// A whole HTTP/1.1 answer.
   static std::string answer(std::string_view body, std::string_view status = "200 OK",
@@ -104,6 +112,7 @@ class RawServer {
   int port_ = 0;
   std::atomic<bool> isStopping_{false};
   std::atomic<int> connectionCount_{0};
+  std::atomic<int> closedCount_{0};
   mutable std::mutex mutex_;
   std::vector<std::string> requests_;
   std::list<Connection> connections_;

@@ -21,7 +21,8 @@ struct HTTPResponse {
   int statusCode = 0;
   /// Names and values in the order received, names as written by the server.
   std::vector<std::pair<std::string, std::string>> headers;
-  /// Decoded by its Content-Encoding; at most 64 MiB.
+  /// Decoded by its Content-Encoding; at most 64 MiB. A body of the announced length whose
+  /// coding breaks off in the midst gives what could be decoded of it, which may be nothing.
   Data body;
 };
 

@@ -2,9 +2,15 @@
 #include <IdlewynKit/platform/net/internal/SessionCore.hpp>
 
 #include <curl/curl.h>
+#include <fcntl.h>
+#include <linux/sockios.h>
 #include <sys/epoll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <utility>
+#include <vector>
 
 namespace idlewyn::platform {
 namespace {
@@ -12,6 +18,36 @@ namespace {
 // Enough for every running transfer of a few origins. Left alone, libcurl throws warm
 // connections away whenever few transfers are under way.
 constexpr long keptConnections = 512;
+
+bool holdsBytes(int socket) {
+  int unread = 0;
+  int unsent = 0;
+  return (ioctl(socket, FIONREAD, &unread) == 0 && unread > 0) ||
+         (ioctl(socket, SIOCOUTQ, &unsent) == 0 && unsent > 0);
+}
+
+bool isInheritedUnixSocket(int descriptor) {
+  sockaddr_storage name{};
+  socklen_t size = sizeof name;
+  return fcntl(descriptor, F_GETFD) == 0 &&
+         getsockname(descriptor, reinterpret_cast<sockaddr*>(&name), &size) == 0 &&
+         name.ss_family == AF_UNIX;
+}
+
+// Programs started later would inherit the two sockets that libcurl makes for wake-ups and does
+// not tell us. A wake-up, which nobody waits for here, puts a byte between them: that tells them
+// from what other threads have opened meanwhile.
+void closeWakeupPairOnExec(CURLM* multi, int lowest) {
+  constexpr int searched = 64;
+  std::vector<int> quiet;
+  for (int i = lowest; i < lowest + searched; ++i) {
+    if (isInheritedUnixSocket(i) && !holdsBytes(i)) quiet.push_back(i);
+  }
+  curl_multi_wakeup(multi);
+  for (const int socket : quiet) {
+    if (holdsBytes(socket)) fcntl(socket, F_SETFD, FD_CLOEXEC);
+  }
+}
 
 }  // namespace
 
@@ -41,18 +77,20 @@ SessionCore::SessionCore(std::shared_ptr<URLSessionDelegate> delegate)
 
 void SessionCore::submit(std::shared_ptr<Transfer> transfer) {
   IOLoop* loop = nullptr;
+  Ending ending = Ending::cancelledBySession;
   {
     const std::lock_guard lock(mutex_);
     if (!isInvalidated_) {
       if (loop_ == nullptr) loop_ = IOLoop::shared();
       loop = loop_;
+      if (loop == nullptr) ending = Ending::noResources;
     }
   }
   if (loop != nullptr &&
       loop->post([self = shared_from_this(), transfer] { self->start(transfer); })) {
     return;
   }
-  transfer->completion->deliver(transfer->finish(Ending::cancelledBySession, CURLE_OK));
+  transfer->completion->deliver(transfer->finish(ending, CURLE_OK));
 }
 
 void SessionCore::cancel(std::shared_ptr<Transfer> transfer) {
@@ -81,7 +119,8 @@ void SessionCore::finishTasksAndInvalidate() {
 
 void SessionCore::start(const std::shared_ptr<Transfer>& transfer) {
   if (isClosing_ || !openMulti()) {
-    transfer->completion->deliver(transfer->finish(Ending::cancelledBySession, CURLE_OK));
+    const Ending ending = isClosing_ ? Ending::cancelledBySession : Ending::noResources;
+    transfer->completion->deliver(transfer->finish(ending, CURLE_OK));
     return;
   }
   Origin& origin = origins_[transfer->origin()];
@@ -93,9 +132,12 @@ void SessionCore::start(const std::shared_ptr<Transfer>& transfer) {
 
 bool SessionCore::openMulti() {
   if (multi_ != nullptr) return true;
-  multi_ = curl_multi_init();
-  if (multi_ == nullptr) return false;
-  auto* multi = static_cast<CURLM*>(multi_);
+  const int lowestFree = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0);
+  if (lowestFree >= 0) close(lowestFree);
+  auto* multi = curl_multi_init();
+  if (multi == nullptr) return false;
+  multi_ = multi;
+  if (lowestFree >= 0) closeWakeupPairOnExec(multi, lowestFree);
   curl_multi_setopt(multi, CURLMOPT_SOCKETFUNCTION, &Callbacks::watch);
   curl_multi_setopt(multi, CURLMOPT_SOCKETDATA, this);
   curl_multi_setopt(multi, CURLMOPT_TIMERFUNCTION, &Callbacks::setTimer);
@@ -112,7 +154,7 @@ void SessionCore::launchWaiting(Origin& origin) {
     if (transfer.open() && curl_multi_add_handle(multi_, transfer.handle()) == CURLM_OK) continue;
     // Memory is short. It ends later, not in the midst of this walk through the lists.
     loop_->post([self = shared_from_this(), kept = transfer.shared_from_this()] {
-      self->end(*kept, Ending::none, CURLE_FAILED_INIT);
+      self->end(*kept, Ending::noResources);
     });
   }
 }
@@ -151,10 +193,19 @@ void SessionCore::act(int socket, int events) {
   while (multi_ != nullptr) {
     const CURLMsg* message = curl_multi_info_read(multi_, &count);
     if (message == nullptr) break;
+    const CURLcode result = message->data.result;
     Transfer* transfer = nullptr;
     curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
-    end(*transfer, Ending::none, message->data.result);
+    if (!startAfresh(*transfer)) end(*transfer, Ending::none, result);
   }
+}
+
+// A transfer that found its kept connection closed has sent nothing yet.
+bool SessionCore::startAfresh(Transfer& transfer) {
+  if (!transfer.wantsFreshConnection()) return false;
+  curl_multi_remove_handle(multi_, transfer.handle());
+  transfer.demandFreshConnection();
+  return curl_multi_add_handle(multi_, transfer.handle()) == CURLM_OK;
 }
 
 void SessionCore::closeWhenDone() {

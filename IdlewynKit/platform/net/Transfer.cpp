@@ -3,6 +3,7 @@
 
 #include <curl/curl.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -27,11 +28,6 @@ bool isOwnField(std::string_view name) {
                      [&](std::string_view own) { return equalIgnoringCase(own, name); });
 }
 
-// RFC 9110, section 9.2.1: what a server may be asked twice.
-bool isSafe(std::string_view method) {
-  return method == "GET" || method == "HEAD" || method == "OPTIONS" || method == "TRACE";
-}
-
 bool announcesContent(std::string_view method) {
   return method == "POST" || method == "PUT" || method == "PATCH";
 }
@@ -53,8 +49,16 @@ void set(void* handle, CURLoption option, Arguments... arguments) {
 struct Transfer::Callbacks {
   static Transfer& of(void* transfer) { return *static_cast<Transfer*>(transfer); }
 
-  static curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) {
-    return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+  static curl_socket_t openSocket(void* self, curlsocktype, curl_sockaddr* address) {
+    const int opened = socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+    if (opened >= 0) of(self).openedSockets_.push_back(opened);
+    return opened;
+  }
+
+  // Connections outlive the transfers that opened them.
+  static int closeSocket(void* session, curl_socket_t socket) {
+    static_cast<SessionCore*>(session)->sockets().remove(socket);
+    return ::close(socket);
   }
 
   static CURLcode newConnection(CURL*, void* sslContext, void* self) {
@@ -65,14 +69,20 @@ struct Transfer::Callbacks {
       install(transfer.trust_, sslContext);
       return CURLE_OK;
     } catch (const std::bad_alloc&) {
+      transfer.ending_ = Ending::noResources;
       return CURLE_SSL_CONNECT_ERROR;
     }
   }
 
   // Called each time that libcurl is about to send the request: when a kept connection has
-  // died before a byte of the answer, it tries another one.
-  static int aboutToSend(void* self, char*, char*, int, int) {
+  // died before a byte of the answer, or a stream was refused, it tries again by itself.
+  static int aboutToSend(void* self, char*, char*, int, int localPort) {
     Transfer& transfer = of(self);
+    if (transfer.sendings_ == 0 && transfer.isOverEndedConnection(localPort)) {
+      transfer.isConnectionStale_ = true;
+      set(transfer.handle_, CURLOPT_FORBID_REUSE, 1L);  // nobody else is to find it
+      return CURL_PREREQFUNC_ABORT;
+    }
     if (++transfer.sendings_ == 1) return CURL_PREREQFUNC_OK;
     transfer.ending_ = Ending::wouldSendTwice;
     return CURL_PREREQFUNC_ABORT;
@@ -125,6 +135,11 @@ bool Transfer::open() {
   set(handle_, CURLOPT_NOSIGNAL, 1L);
   set(handle_, CURLOPT_QUICK_EXIT, 1L);  // else cancelling waits for the resolver
   set(handle_, CURLOPT_OPENSOCKETFUNCTION, &Callbacks::openSocket);
+  set(handle_, CURLOPT_OPENSOCKETDATA, this);
+  set(handle_, CURLOPT_CLOSESOCKETFUNCTION, &Callbacks::closeSocket);
+  set(handle_, CURLOPT_CLOSESOCKETDATA, session_.get());
+  set(handle_, CURLOPT_PREREQFUNCTION, &Callbacks::aboutToSend);
+  set(handle_, CURLOPT_PREREQDATA, this);
   set(handle_, CURLOPT_HEADERFUNCTION, &Callbacks::headLine);
   set(handle_, CURLOPT_HEADERDATA, this);
   set(handle_, CURLOPT_WRITEFUNCTION, &Callbacks::body);
@@ -159,10 +174,6 @@ bool Transfer::addFields() {
 
 void Transfer::chooseMethod() {
   const URLRequest& request = prepared_.request;
-  if (!isSafe(request.method)) {
-    set(handle_, CURLOPT_PREREQFUNCTION, &Callbacks::aboutToSend);
-    set(handle_, CURLOPT_PREREQDATA, this);
-  }
   if (request.body || announcesContent(request.method)) {
     // Not copied: the request lives as long as the handle.
     const std::string_view content = request.body ? request.body->text() : std::string_view();
@@ -190,6 +201,20 @@ void Transfer::configureTLS() {
   set(handle_, CURLOPT_CAPATH, static_cast<char*>(nullptr));
   set(handle_, CURLOPT_SSL_CTX_FUNCTION, &Callbacks::newConnection);
   set(handle_, CURLOPT_SSL_CTX_DATA, this);
+}
+
+bool Transfer::isOverEndedConnection(int localPort) {
+  long connects = 0;
+  curl_easy_getinfo(static_cast<CURL*>(handle_), CURLINFO_NUM_CONNECTS, &connects);
+  if (connects == 0) return session_->sockets().isEnded(localPort);
+  session_->sockets().add(localPort, openedSockets_);
+  return false;
+}
+
+void Transfer::demandFreshConnection() {
+  isConnectionStale_ = false;
+  set(handle_, CURLOPT_FORBID_REUSE, 0L);
+  set(handle_, CURLOPT_FRESH_CONNECT, 1L);
 }
 
 void Transfer::expectBody() {

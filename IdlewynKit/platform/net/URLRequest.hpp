@@ -14,8 +14,8 @@
 
 namespace idlewyn::platform {
 
-/// One HTTP request (RFC 9110), never redirected. It is sent once; only a safe method (GET, HEAD,
-/// OPTIONS, TRACE) is sent again, when a kept connection dies before a byte of the answer.
+/// One HTTP request (RFC 9110), never redirected. It is sent once, whatever its method: where
+/// its connection dies before the answer the exchange fails, for the server may have acted.
 ///
 ///     URLRequest request(url);
 ///     request.method = "POST";

@@ -28,7 +28,9 @@ class IDLEWYNKIT_EXPORT URLSessionDelegate {
 
   /// Called on the session's I/O thread, once in the handshake of each new connection; a kept
   /// connection raises no challenge. Must return at once and must not throw: an exception
-  /// counts as cancelling the challenge. `trust` is present for `serverTrust`.
+  /// counts as cancelling the challenge. An exchange may be begun in here, on another
+  /// executor, but never waited for: every exchange of the process needs this thread to go on.
+  /// `trust` is present for `serverTrust`.
   virtual ChallengeAnswer didReceive(AuthenticationMethod method,
                                      const std::optional<ServerTrust>& trust) = 0;
 };

@@ -18,6 +18,9 @@ constexpr Verdict connectionLost =
     error(URLErrorCode::networkConnectionLost, "The network connection was lost.");
 constexpr Verdict secureConnectionFailed =
     error(URLErrorCode::secureConnectionFailed, "A secure connection could not be made.");
+constexpr Verdict noResources =
+    error(URLErrorCode::cannotConnectToHost,
+          "The system has no memory or file descriptors left for a connection.");
 constexpr Verdict badResponse =
     error(URLErrorCode::badServerResponse, "The server's answer could not be understood.");
 
@@ -29,6 +32,7 @@ std::optional<Verdict> verdictOfEnding(Ending ending) {
       return error(URLErrorCode::cancelled, "The request was cancelled.");
     case Ending::cancelledBySession:
       return error(URLErrorCode::cancelled, "The session was invalidated.");
+    case Ending::noResources: return noResources;
     case Ending::headTooLarge: return badResponse;
     case Ending::bodyTooLarge:
       return error(URLErrorCode::dataLengthExceedsMaximum, "The server's answer is too large.");
@@ -50,6 +54,7 @@ std::optional<Verdict> verdictOfTrust(TrustResult trust) {
     case TrustResult::untrusted:
       return error(URLErrorCode::serverCertificateUntrusted,
                    "The server's certificate is not trusted.");
+    case TrustResult::noResources: return noResources;
   }
   return std::nullopt;
 }

@@ -37,6 +37,8 @@ TEST(Verdict, PutsOurOwnEndingFirstThenTrustThenLibcurl) {
       {facts(E::bodyTooLarge, T::accepted, CURLE_WRITE_ERROR), "-1103", "not the write error"},
       {facts(E::headTooLarge, T::accepted, CURLE_WRITE_ERROR), "-1011", "not the write error"},
       {facts(E::switchedProtocols, T::accepted, CURLE_WRITE_ERROR), "answer", "101 is one"},
+      {facts(E::noResources, T::notAsked, CURLE_OK), "-1004", "no verdict on any certificate"},
+      {facts(E::none, T::noResources, CURLE_SSL_CONNECT_ERROR), "-1004", "nor is this one"},
       {facts(E::wouldSendTwice, T::accepted, CURLE_ABORTED_BY_CALLBACK), "-1005",
        "what had happened before"},
       {facts(E::none, T::cancelled, CURLE_SSL_CONNECT_ERROR), "-999", "refused by the delegate"},

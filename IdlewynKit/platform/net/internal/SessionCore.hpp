@@ -8,6 +8,7 @@
 #include <string>
 #include <unordered_map>
 
+#include <IdlewynKit/platform/net/internal/ConnectionSockets.hpp>
 #include <IdlewynKit/platform/net/internal/IOLoop.hpp>
 #include <IdlewynKit/platform/net/internal/Transfer.hpp>
 #include <IdlewynKit/platform/net/internal/Verdict.hpp>
@@ -34,6 +35,7 @@ class SessionCore final : public IOLoop::Alarm,
 
   // The loop's thread only:
   const std::shared_ptr<URLSessionDelegate>& delegate() const noexcept { return delegate_; }
+  ConnectionSockets& sockets() noexcept { return sockets_; }
   /// Ends a transfer, and with it its connection if that is in its midst. A transfer that has
   /// ended already stays as it is.
   void end(Transfer& transfer, Ending ending, int curlCode = 0);
@@ -51,6 +53,7 @@ class SessionCore final : public IOLoop::Alarm,
   bool openMulti();
   void launchWaiting(Origin& origin);
   void act(int socket, int events);
+  bool startAfresh(Transfer& transfer);
   void closeWhenDone();
 
   std::mutex mutex_;
@@ -58,6 +61,7 @@ class SessionCore final : public IOLoop::Alarm,
   IOLoop* loop_ = nullptr;  // set before the first transfer reaches the loop
 
   std::shared_ptr<URLSessionDelegate> delegate_;
+  ConnectionSockets sockets_;
   void* multi_ = nullptr;  // CURLM
   bool isClosing_ = false;
   std::unordered_map<std::string, Origin> origins_;  // those with transfers

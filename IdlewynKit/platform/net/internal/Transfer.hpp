@@ -4,6 +4,7 @@
 #include <array>
 #include <list>
 #include <memory>
+#include <vector>
 
 #include <IdlewynKit/platform/net/URLSession.hpp>
 #include <IdlewynKit/platform/net/internal/Completion.hpp>
@@ -37,6 +38,11 @@ class Transfer final : public IOLoop::Alarm, public std::enable_shared_from_this
   /// The handle; null while the transfer waits for its turn.
   void* handle() const noexcept { return handle_; }
 
+  /// True after a run that ended, with nothing sent, because the server had closed the kept
+  /// connection meanwhile: to be run again after `demandFreshConnection`, which is once.
+  bool wantsFreshConnection() const noexcept { return isConnectionStale_; }
+  void demandFreshConnection();
+
   /// Frees the handle and gives the outcome; to be called once, when no multi handle runs it.
   /// `ending` none leaves the word to what was recorded during the transfer and to libcurl's
   /// result.
@@ -56,6 +62,7 @@ class Transfer final : public IOLoop::Alarm, public std::enable_shared_from_this
  private:
   struct Callbacks;
   void close();
+  bool isOverEndedConnection(int localPort);
   bool addFields();
   void chooseMethod();
   void expectBody();
@@ -68,7 +75,9 @@ class Transfer final : public IOLoop::Alarm, public std::enable_shared_from_this
   void* fields_ = nullptr;  // curl_slist
   ResponseReader reader_;
   std::shared_ptr<TrustCheck> trust_;
+  std::vector<int> openedSockets_;  // some may be closed by now
   int sendings_ = 0;
+  bool isConnectionStale_ = false;
   bool hasBody_ = false;
   Ending ending_ = Ending::none;
   std::array<char, 256> errorText_{};

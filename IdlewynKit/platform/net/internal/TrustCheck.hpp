@@ -16,6 +16,7 @@ enum class TrustResult {
   cancelled,  // by the delegate
   badDate,
   untrusted,
+  noResources,  // the authorities can't be read
 };
 
 /// The decision about the server of one connection. Connections keep it longer than the

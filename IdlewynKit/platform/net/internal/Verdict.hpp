@@ -16,6 +16,7 @@ enum class Ending {
   deadline,
   cancelledByCaller,
   cancelledBySession,
+  noResources,  // memory or descriptors; nothing was sent
   headTooLarge,
   bodyTooLarge,
   switchedProtocols,  // a 101 answer has no body that we could wait for
