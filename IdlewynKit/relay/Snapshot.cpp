@@ -47,6 +47,8 @@ class Merge {
  public:
   explicit Merge(SessionSnapshot fallback) : fallback_(std::move(fallback)) {}
 
+  void reserve(std::size_t count) { sessions_.reserve(count); }
+
   void add(AgentProvider provider, Fetched fetched) {
     if (fetched.error) {
       errors_[provider] = fetched.error;
@@ -91,6 +93,10 @@ awaitable<void> mergeConcurrently(const LiveSessionService& service,
   auto group = asio::experimental::make_parallel_group(std::move(children));
   auto [order, failures, outcomes] =
       co_await group.async_wait(asio::experimental::wait_for_all(), asio::use_awaitable);
+  std::size_t count = 0;
+  for (const Fetched& fetched : outcomes)
+    count += fetched.sessions.size();
+  merge.reserve(count);
   for (const std::size_t i : order) {
     Fetched fetched = std::move(outcomes[i]);
     if (failures[i]) {

@@ -2,6 +2,7 @@
 #include <IdlewynKit/platform/net/internal/IOLoop.hpp>
 
 #include <curl/curl.h>
+#include <openssl/ssl.h>
 #include <pthread.h>
 #include <signal.h>
 #include <sys/epoll.h>
@@ -14,12 +15,15 @@
 #include <climits>
 #include <cstdlib>
 #include <system_error>
+#include <utility>
 
 namespace idlewyn::platform {
 namespace {
 
 std::mutex creation;
 IOLoop* instance = nullptr;
+bool isExiting = false;
+pid_t creator = 0;
 
 // A thread inherits the signal mask: the application's signal handlers run on its own threads.
 class AllSignalsBlocked {
@@ -42,11 +46,15 @@ class AllSignalsBlocked {
 IOLoop* IOLoop::shared() noexcept {
   const std::lock_guard lock(creation);
   if (instance != nullptr) return instance;
+  if (isExiting) return nullptr;
   try {
-    // OpenSSL registers its exit handler in here. Ours, registered later, runs earlier.
-    if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) return nullptr;
+    // Another thread may call exit() at any moment: OpenSSL must not tear itself down under us,
+    // and our handler, registered before there is anything to stop, waits until we are done.
+    OPENSSL_init_ssl(OPENSSL_INIT_NO_ATEXIT, nullptr);
+    creator = getpid();
+    static const int registered = std::atexit(&IOLoop::stopAtExit);
+    if (registered != 0 || curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) return nullptr;
     instance = new IOLoop();
-    std::atexit(&IOLoop::stopAtExit);
   } catch (const std::exception&) {
     return nullptr;
   }
@@ -73,8 +81,14 @@ IOLoop::IOLoop() : process_(getpid()) {
 }
 
 void IOLoop::stopAtExit() {
+  // A forked child has no thread to stop, and its copy of the mutex may be locked for ever.
+  if (getpid() != creator) return;
+  {
+    const std::lock_guard lock(creation);
+    isExiting = true;
+    if (instance == nullptr) return;
+  }
   IOLoop& loop = *instance;
-  if (getpid() != loop.process_) return;
   {
     const std::lock_guard lock(loop.mutex_);
     loop.isStopping_ = true;
@@ -106,18 +120,46 @@ void IOLoop::clear(Alarm& alarm) {
   alarm.isSet_ = false;
 }
 
-void IOLoop::watch(int socket, std::uint32_t events, SocketOwner* owner) {
+IOLoop::Watch& IOLoop::watchOf(int socket) {
   const auto index = static_cast<std::size_t>(socket);
-  if (owners_.size() <= index) owners_.resize(index + 1);
+  if (watches_.size() <= index) watches_.resize(index + 1);
+  return watches_[index];
+}
+
+void IOLoop::watch(int socket, std::uint32_t events, SocketOwner* owner) {
+  Watch& watch = watchOf(socket);
+  watch.owner = owner;
+  if (owner == nullptr) {
+    // A kept connection stays with epoll: the next request is likely to want the same again.
+    if (!watch.isAdopted) drop(socket);
+    return;
+  }
+  if (watch.events == events) return;
   epoll_event event{};
   event.events = events;
   event.data.fd = socket;
-  if (owner == nullptr) {
+  epoll_ctl(epoll_, watch.events == 0 ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, socket, &event);
+  watch.events = events;
+}
+
+void IOLoop::adopt(int socket) {
+  watchOf(socket) = Watch();
+  watchOf(socket).isAdopted = true;
+}
+
+void IOLoop::forget(int socket) { watchOf(socket) = Watch(); }
+
+void IOLoop::drop(int socket) {
+  if (std::exchange(watchOf(socket).events, 0) != 0) {
     epoll_ctl(epoll_, EPOLL_CTL_DEL, socket, nullptr);
-  } else if (epoll_ctl(epoll_, EPOLL_CTL_MOD, socket, &event) != 0) {
-    epoll_ctl(epoll_, EPOLL_CTL_ADD, socket, &event);
   }
-  owners_[index] = owner;
+}
+
+void IOLoop::runLate() {
+  std::vector<Task> tasks;
+  tasks.swap(late_);
+  for (Task& task : tasks)
+    task();
 }
 
 void IOLoop::run() {
@@ -131,7 +173,9 @@ void IOLoop::run() {
       if (socket == wake_) {
         eventfd_t value;
         eventfd_read(wake_, &value);
-      } else if (SocketOwner* owner = owners_[static_cast<std::size_t>(socket)]) {
+      } else if (SocketOwner* owner = watchOf(socket).owner; owner == nullptr) {
+        drop(socket);  // nobody's: an idle connection that its server has closed, say
+      } else {
         // A socket of an earlier event may have been closed and its number given to another
         // owner by now; an owner that is asked in vain finds nothing to do.
         owner->ready(socket, events[static_cast<std::size_t>(i)].events);
@@ -139,6 +183,7 @@ void IOLoop::run() {
     }
     if (!runPosted()) return;
     ringDue();
+    runLate();
   }
 }
 

@@ -169,10 +169,20 @@ void SessionCore::end(Transfer& transfer, Ending ending, int curlCode) {
   const auto found = origins_.find(transfer.origin());
   auto& list = state == State::running ? found->second.running : found->second.waiting;
   list.erase(transfer.place);
-  transfer.completion->deliver(transfer.finish(ending, curlCode));
+  // Not one by one: the caller would be woken for each.
+  if (finished_.empty()) {
+    loop_->afterThisRound([self = shared_from_this()] { self->deliverFinished(); });
+  }
+  finished_.emplace_back(transfer.completion, transfer.finish(ending, curlCode));
   launchWaiting(found->second);
   if (found->second.running.empty()) origins_.erase(found);
   closeWhenDone();
+}
+
+void SessionCore::deliverFinished() {
+  auto finished = std::exchange(finished_, {});
+  for (auto& [completion, outcome] : finished)
+    completion->deliver(std::move(outcome));
 }
 
 void SessionCore::ring() { act(CURL_SOCKET_TIMEOUT, 0); }

@@ -51,13 +51,18 @@ struct Transfer::Callbacks {
 
   static curl_socket_t openSocket(void* self, curlsocktype, curl_sockaddr* address) {
     const int opened = socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
-    if (opened >= 0) of(self).openedSockets_.push_back(opened);
+    if (opened >= 0) {
+      of(self).openedSockets_.push_back(opened);
+      of(self).session_->loop().adopt(opened);
+    }
     return opened;
   }
 
   // Connections outlive the transfers that opened them.
   static int closeSocket(void* session, curl_socket_t socket) {
-    static_cast<SessionCore*>(session)->sockets().remove(socket);
+    auto& core = *static_cast<SessionCore*>(session);
+    core.sockets().remove(socket);
+    core.loop().forget(socket);
     return ::close(socket);
   }
 

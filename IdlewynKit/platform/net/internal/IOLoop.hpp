@@ -54,12 +54,27 @@ class IOLoop {
   void clear(Alarm& alarm);
   /// Watches a socket for epoll events on behalf of `owner`; no owner ends the watch.
   void watch(int socket, std::uint32_t events, SocketOwner* owner);
+  /// The socket belongs to a connection: it may stay with epoll between its watches, since
+  /// `forget` will be called when it is closed.
+  void adopt(int socket);
+  void forget(int socket);
+  /// Runs the task when the present round of events, tasks and alarms is over.
+  void afterThisRound(Task task) { late_.push_back(std::move(task)); }
 
  private:
+  struct Watch {
+    SocketOwner* owner = nullptr;
+    std::uint32_t events = 0;  // what epoll was told; 0 when it does not know the socket
+    bool isAdopted = false;
+  };
+
   IOLoop();
   ~IOLoop() = default;
   static void stopAtExit();
   void run();
+  Watch& watchOf(int socket);
+  void drop(int socket);
+  void runLate();
   bool runPosted();
   void ringDue();
   int millisecondsToNextAlarm() const;
@@ -71,7 +86,8 @@ class IOLoop {
   std::vector<Task> posted_;
   bool isStopping_ = false;
   std::set<std::pair<Clock::time_point, Alarm*>> alarms_;
-  std::vector<SocketOwner*> owners_;  // by socket
+  std::vector<Watch> watches_;  // by socket
+  std::vector<Task> late_;
   std::thread thread_;
 };
 

@@ -7,6 +7,8 @@
 #include <mutex>
 #include <string>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 #include <IdlewynKit/platform/net/internal/ConnectionSockets.hpp>
 #include <IdlewynKit/platform/net/internal/IOLoop.hpp>
@@ -36,6 +38,7 @@ class SessionCore final : public IOLoop::Alarm,
   // The loop's thread only:
   const std::shared_ptr<URLSessionDelegate>& delegate() const noexcept { return delegate_; }
   ConnectionSockets& sockets() noexcept { return sockets_; }
+  IOLoop& loop() noexcept { return *loop_; }
   /// Ends a transfer, and with it its connection if that is in its midst. A transfer that has
   /// ended already stays as it is.
   void end(Transfer& transfer, Ending ending, int curlCode = 0);
@@ -55,6 +58,7 @@ class SessionCore final : public IOLoop::Alarm,
   void act(int socket, int events);
   bool startAfresh(Transfer& transfer);
   void closeWhenDone();
+  void deliverFinished();
 
   std::mutex mutex_;
   bool isInvalidated_ = false;
@@ -64,6 +68,7 @@ class SessionCore final : public IOLoop::Alarm,
   ConnectionSockets sockets_;
   void* multi_ = nullptr;  // CURLM
   bool isClosing_ = false;
+  std::vector<std::pair<std::shared_ptr<Completion>, URLSession::Outcome>> finished_;
   std::unordered_map<std::string, Origin> origins_;  // those with transfers
 };
 
