@@ -61,7 +61,12 @@ std::string fetchWith(rlim_t descriptors, const std::shared_ptr<URLSession>& ses
   // Of two descriptors the connection takes one on either side, and the authorities can't be read.
   const auto undelegated = URLSession::ephemeral();
   expect(fetch(undelegated, refused), "-1004", "nobody listens");
-  expect(fetchWith(2, undelegated, server.url("/")), "-1004", "in the midst of a handshake");
+  // Under load one may come free meanwhile, and the handshake then ends as in better times.
+  std::string midst = "-1202";
+  for (int attempt = 0; attempt < 20 && midst == "-1202"; ++attempt) {
+    midst = fetchWith(2, undelegated, server.url("/"));
+  }
+  expect(midst, "-1004", "in the midst of a handshake");
   expect(fetch(undelegated, server.url("/")), "-1202", "the same handshake in better times");
   std::_Exit(0);
 }
