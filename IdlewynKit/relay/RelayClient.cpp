@@ -19,7 +19,6 @@ using internal::perform;
 using internal::RelayAccess;
 using internal::Route;
 using internal::SettingsPayload;
-using platform::URLRequest;
 
 RelayAccess accessOf(const Connection& connection) {
   return RelayAccess(*connection.serverURL, connection.accessToken);

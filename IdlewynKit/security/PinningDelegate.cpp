@@ -20,7 +20,7 @@ ChallengeAnswer PinningDelegate::didReceive(AuthenticationMethod method,
   if (method != AuthenticationMethod::serverTrust || !trust) {
     return ChallengeAnswer(ChallengeDisposition::performDefaultHandling, std::nullopt);
   }
-  const ChallengeAnswer refusal(ChallengeDisposition::cancelAuthenticationChallenge, std::nullopt);
+  ChallengeAnswer refusal(ChallengeDisposition::cancelAuthenticationChallenge, std::nullopt);
   if (trust->certificateChain.empty()) return refusal;
 
   std::string fingerprint = CertificatePin::fingerprint(trust->certificateChain.front());

@@ -166,8 +166,9 @@ bool ValueReader::readFast(const Shape& shape, dom::element element, void* value
       std::string_view text;
       if (element.get(text) != simdjson::SUCCESS) return false;
       auto url = URL::parse(text);
-      if (url) as<URL>(value) = *std::move(url);
-      return url.has_value();
+      if (!url) return false;
+      as<URL>(value) = *std::move(url);
+      return true;
     }
     case Shape::Kind::record: return readRecordFast(shape, element, value);
     case Shape::Kind::list: return readListFast(shape, element, value);

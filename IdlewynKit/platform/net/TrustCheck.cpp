@@ -7,6 +7,7 @@
 #include <openssl/x509v3.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <mutex>
 #include <new>
 #include <vector>
@@ -55,6 +56,7 @@ Certificate certificateOf(X509* certificate) {
 ServerTrust presentedBy(X509_STORE_CTX* context) {
   std::vector<Certificate> chain;
   const STACK_OF(X509)* sent = X509_STORE_CTX_get0_untrusted(context);
+  chain.reserve(static_cast<std::size_t>(std::max(sk_X509_num(sent), 0)));
   for (int i = 0; i < sk_X509_num(sent); ++i) {
     chain.push_back(certificateOf(sk_X509_value(sent, i)));
   }
@@ -135,7 +137,7 @@ void install(std::shared_ptr<TrustCheck> check, void* sslContext) {
   auto owned = std::make_unique<OwnedCheck>(std::move(check));
   // Without the certificate store of its own a context would load one for each connection.
   if (SSL_CTX_set_ex_data(context, checkIndex(), owned.get()) != 1) throw std::bad_alloc();
-  owned.release();
+  static_cast<void>(owned.release());  // the context owns it now
   SSL_CTX_set1_cert_store(context, authorities());
   SSL_CTX_set_options(context, SSL_OP_NO_RENEGOTIATION);
   SSL_CTX_set_verify(context, SSL_VERIFY_PEER, nullptr);
