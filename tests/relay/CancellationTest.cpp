@@ -123,6 +123,70 @@ TEST(Cancellation, BeforeTheStartSendsNothing) {
   EXPECT_EQ(seen.cancelled, cancellation_type::terminal);
 }
 
+// What one cancelled operation or snapshot of a connection came to.
+std::string errorOf(const std::exception_ptr& error) {
+  try {
+    if (error) std::rethrow_exception(error);
+  } catch (const URLError& urlError) {
+    return std::to_string(static_cast<int>(urlError.code));
+  } catch (const std::exception& other) {
+    return other.what();
+  }
+  return "ok";
+}
+
+TEST(Cancellation, BetweenTheSpawningOfAFetchAndItsFirstStepIsACancelledFetch) {
+  sandbox::SandboxRelay relay(plainHTTP());
+  for (int handlers = 0; handlers < 8; ++handlers) {
+    asio::io_context context;
+    asio::cancellation_signal signal;
+    std::string outcome = "none";
+    asio::co_spawn(context, liveService().snapshot({connectionTo(relay)}, fallback()),
+                   asio::bind_cancellation_slot(signal.slot(), [&](std::exception_ptr error,
+                                                                   SnapshotResult result) {
+                     const auto& errors = result.errors;
+                     outcome = errorOf(error || errors.empty() ? error : errors.begin()->second);
+                   }));
+    for (int i = 0; i < handlers; ++i)
+      context.poll_one();
+    signal.emit(cancellation_type::terminal);
+    context.run();
+    if (handlers == 0) continue;  // asio itself ends what never began
+    EXPECT_TRUE(outcome == "-999" || outcome == "ok") << outcome << " after " << handlers;
+  }
+}
+
+TEST(Cancellation, OfAPinnedExchangeOverPlainHTTPReadsAsAMismatchToo) {
+  sandbox::SandboxRelay relay(plainHTTP());
+  relay.setFault("*", sandbox::Fault::stall());
+  Connection connection = connectionTo(relay);
+  connection.certificatePin = "abcd";
+  const Seen seen = cancelAfter(100ms, cancellation_type::terminal, {connection}, false);
+  EXPECT_EQ(errorOf(seen.result.errors.at(AgentProvider::claude)),
+            RelayError::certificateMismatch().errorDescription());
+}
+
+asio::awaitable<void> keepsSetting(Connection good, Connection bad, bool setting) {
+  co_await asio::this_coro::throw_if_cancelled(setting);
+  co_await liveService().sessions(good);
+  EXPECT_EQ(co_await asio::this_coro::throw_if_cancelled(), setting);
+  try {
+    co_await liveService().sessions(bad);
+    ADD_FAILURE() << "nobody listens";
+  } catch (const URLError&) {
+  }
+  EXPECT_EQ(co_await asio::this_coro::throw_if_cancelled(), setting);
+}
+
+TEST(Cancellation, SettingsOfACallerSurviveSuccessAndFailure) {
+  sandbox::SandboxRelay relay(plainHTTP());
+  Connection bad = connectionTo(relay);
+  bad.serverURL = URL::parse("http://127.0.0.1:1");
+  for (const bool setting : {false, true}) {
+    wait(keepsSetting(connectionTo(relay), bad, setting));
+  }
+}
+
 TEST(Cancellation, ACallersOtherFilterIsRespected) {
   sandbox::SandboxRelay relay(plainHTTP());
   relay.setFault("*", sandbox::Fault::delay(0.4));

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <IdlewynKit/relay/internal/RelayRequests.hpp>
 #include <tests/support/RelayFixture.hpp>
 #include <tests/support/Sessions.hpp>
 
@@ -83,6 +84,45 @@ TEST(RelayClient, SendsExactlyTheRequestOfEachEndpoint) {
         EXPECT_EQ(headerOf(requests[i], unwanted), "(none)") << rows[i].target;
       }
     }
+  }
+}
+
+TEST(RelayClient, EveryRequestHasTenSecondsInAll) {
+  const internal::RelayAccess access(*URL::parse("http://r"), "t");
+  for (const URLRequest& request :
+       {internal::pairRequest(access.server, AgentProvider::codex, "1"),
+        internal::sessionsRequest(access, AgentProvider::codex),
+        internal::decideRequest(access, "p", PermissionDecision::deny),
+        internal::settingsRequest(access), internal::changeSettingsRequest(access, true),
+        internal::pushTokenRequest(access, registration()), internal::unpairRequest(access)}) {
+    EXPECT_EQ(request.timeoutInterval, std::chrono::seconds(10)) << request.url.text();
+  }
+}
+
+// Sentences are shown and logged; what opens a relay may stand in none.
+TEST(RelayClient, ErrorsTellNoSecrets) {
+  sandbox::SandboxRelay relay(plainHTTP());
+  Connection connection = connectionTo(relay);
+  connection.accessToken = "s3cret";
+  connection.serverURL = URL::parse("http://s3cret:s3cret@" + relay.address().text().substr(7));
+  const auto tells = [&](const std::string& outcome) {
+    return outcome.find("s3cret") != std::string::npos;
+  };
+  for (const Operation& operation : operations())
+    EXPECT_FALSE(tells(operation.run(connection)));
+  const auto pair = [&](std::string code) {
+    return outcomeOf([&] {
+      return liveService().pair(AgentProvider::claude, *connection.serverURL, code, std::nullopt);
+    });
+  };
+  EXPECT_FALSE(tells(pair("s3cret")));
+  EXPECT_FALSE(tells(pair("s3cret\xFF")));
+  relay.stop();
+  try {
+    wait(liveService().sessions(connection));
+    ADD_FAILURE() << "a stopped relay answered";
+  } catch (const URLError& error) {
+    EXPECT_FALSE(tells(error.what()) || tells(error.failingURL->text()));
   }
 }
 

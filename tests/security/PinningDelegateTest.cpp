@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -69,6 +70,26 @@ TEST(PinningDelegate, LeavesOtherChallengesToDefaultHandling) {
               ChallengeAnswer(performDefaultHandling, {}));
     EXPECT_EQ(delegate.seen(), std::nullopt);
   }
+}
+
+// The numbers are part of the interface.
+static_assert(static_cast<int>(useCredential) == 0);
+static_assert(static_cast<int>(performDefaultHandling) == 1);
+static_assert(static_cast<int>(cancelAuthenticationChallenge) == 2);
+
+TEST(PinningDelegate, SeenIsReadWhileChallengesArrive) {
+  PinningDelegate delegate(std::nullopt);
+  std::thread challenges([&] {
+    for (int i = 0; i < 1'000; ++i) {
+      delegate.didReceive(AuthenticationMethod::serverTrust, ServerTrust({i % 2 ? leaf : root}));
+    }
+  });
+  std::size_t wrong = 0;
+  for (int i = 0; i < 1'000; ++i) {
+    wrong += delegate.seen().value_or(std::string(64, '0')).size() != 64;
+  }
+  challenges.join();
+  EXPECT_EQ(wrong, 0u);
 }
 
 TEST(PinningDelegate, RemembersTheLatestLeaf) {

@@ -14,6 +14,40 @@ TEST(Version, OfTheLoadedLibraryIsTheBuilds) {
   EXPECT_EQ(IdlewynKitVersionNumber, PROJECT_VERSION_NUMBER);
 }
 
+// An application's own service and delegate, made of what is public.
+class FakeService final : public SessionService {
+ public:
+  using Sessions = std::vector<AgentSession>;
+  boost::asio::awaitable<Connection> pair(AgentProvider provider, URL, std::string,
+                                          std::optional<std::string>) const override {
+    co_return Connection::demo(provider);
+  }
+  boost::asio::awaitable<Sessions> sessions(Connection) const override { co_return Sessions(); }
+  boost::asio::awaitable<void> decide(PermissionDecision, std::string, Connection) const override {
+    co_return;
+  }
+  boost::asio::awaitable<bool> remoteApprovals(Connection) const override { co_return true; }
+  boost::asio::awaitable<bool> setRemoteApprovals(bool on, Connection) const override {
+    co_return on;
+  }
+  boost::asio::awaitable<void> registerPushToken(PushTokenRegistration, Connection) const override {
+    co_return;
+  }
+  boost::asio::awaitable<void> unpair(Connection) const override { co_return; }
+};
+
+template <class T>
+concept TakesSnapshots = requires(const T& service) {
+  service.snapshot({}, SessionSnapshot());
+};
+static_assert(TakesSnapshots<LiveSessionService> && !TakesSnapshots<SessionService>);
+
+TEST(SharedLibrary, AServiceOfOnesOwnStandsInForTheLiveOne) {
+  const FakeService fake;
+  const SessionService& service = fake;
+  EXPECT_TRUE(wait(service.remoteApprovals(Connection::demo(AgentProvider::codex))));
+}
+
 // Each type is thrown inside the library and caught out here by its own type.
 TEST(SharedLibrary, ErrorsAreCaughtAcrossItsBorder) {
   const std::string bad = "[";

@@ -14,6 +14,7 @@ import sys
 INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]')
 FREE = ("Export.hpp", "Version.hpp")
 SOURCES = (".hpp", ".cpp")
+UMBRELLAS = ("IdlewynKit/IdlewynKit.hpp", "IdlewynKit/Version.cpp")
 
 
 def table(text, marker):
@@ -59,6 +60,12 @@ def check_library(path, target, rooms):
     return f"IdlewynKit/{path}: {here} may not include <IdlewynKit/{target}>"
 
 
+def check_spelling(path, line, header):
+    if '"' in line and not header.startswith("IdlewynKit/"):
+        return f"{path}: write <IdlewynKit/...>, not \"{header}\""
+    return None
+
+
 def check_fence(path, header, all_fences):
     for headers, places in all_fences:
         if header.startswith(tuple(headers)) and not any(
@@ -83,8 +90,9 @@ def violations(root):
                 if not match:
                     continue
                 header = match.group(1)
-                if folder == "IdlewynKit" and header.startswith("IdlewynKit/"):
-                    if path.count("/") > 1:
+                if folder == "IdlewynKit":
+                    yield check_spelling(path, line, header)
+                    if header.startswith("IdlewynKit/") and path not in UMBRELLAS:
                         yield check_library(path.removeprefix("IdlewynKit/"),
                                             header.removeprefix("IdlewynKit/"), rooms)
                 elif folder != "IdlewynKit" and "/internal/" in header:

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Finds files over 400 lines and functions over 60.
+"""Finds files over 400 lines, functions over 60, headers with more than ten includes.
 
     check_sizes.py ROOT           exit status 1 and a line for each
 
@@ -13,7 +13,7 @@ import pathlib
 import subprocess
 import sys
 
-FILE_LIMIT, FUNCTION_LIMIT = 400, 60
+FILE_LIMIT, FUNCTION_LIMIT, INCLUDE_LIMIT = 400, 60, 10
 FOLDERS = ("IdlewynKit", "tools", "tests", "benchmarks", "fuzz", "examples")
 SUFFIXES = (".hpp", ".cpp", ".py")
 
@@ -41,8 +41,12 @@ def too_large(root):
     files = list(sources(root))
     for file in files:
         lines = len(file.read_text().splitlines())
+        place = file.relative_to(root).as_posix()
         if lines > FILE_LIMIT:
-            yield file.relative_to(root).as_posix(), f"{lines} lines"
+            yield place, f"{lines} lines"
+        includes = file.read_text().count("\n#include ")
+        if file.suffix == ".hpp" and includes > INCLUDE_LIMIT:
+            yield place, f"{includes} includes"
     for path, name, lines in functions(files):
         if lines > FUNCTION_LIMIT:
             place = pathlib.Path(path).relative_to(root).as_posix()

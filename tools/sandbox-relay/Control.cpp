@@ -29,14 +29,19 @@ std::string textOnly(const std::string& bytes) {
   return platform::isValidUTF8(bytes) ? bytes : "(not UTF-8)";
 }
 
-wire::Request withoutToken(const RecordedRequest& request) {
+// Neither token nor pairing code.
+wire::Request withoutSecrets(const RecordedRequest& request) {
   std::vector<wire::RequestHeader> headers;
   for (const Header& header : request.headers) {
     const bool secret = equalsIgnoringCase(header.name, "Authorization");
     headers.emplace_back(header.name, secret ? "(left out)" : textOnly(header.value));
   }
   std::optional<std::string> body;
-  if (platform::isValidUTF8(request.body)) body = request.body;
+  if (request.target.ends_with("/v1/pair")) {
+    body = "(left out)";
+  } else if (platform::isValidUTF8(request.body)) {
+    body = request.body;
+  }
   return wire::Request(request.method, request.target, std::move(headers), std::move(body));
 }
 
@@ -124,7 +129,7 @@ HTTPAnswer Control::makeCode(const HTTPRequest&) {
 HTTPAnswer Control::requests(const HTTPRequest&) {
   std::vector<wire::Request> shown;
   for (const RecordedRequest& request : relay_.requests())
-    shown.push_back(withoutToken(request));
+    shown.push_back(withoutSecrets(request));
   return json(wire::Requests(std::move(shown)));
 }
 

@@ -58,6 +58,15 @@ void declare(CLI::App& app, Arguments& arguments) {
   app.add_flag("--qr", arguments.qr, "Show the pairing link as a QR code on standard error");
   app.add_flag("--until-stdin-closes", arguments.untilStdinCloses,
                "End when standard input closes");
+  app.footer(
+      R"(Faults: status=503, delay=0.5, stall, stall-mid-body, close-mid-body, close, wrong-length,
+not-json, not-http, other-certificate; several between commas. A request can bring its own in the
+header X-Sandbox-Fault.
+
+Control requests, from this machine only: GET or POST /sandbox/clock {"advance":30}; POST or
+DELETE /sandbox/faults {"endpoint":"v1/sessions","fault":"stall","count":1}; GET or DELETE
+/sandbox/requests; POST or DELETE /sandbox/sessions; POST /sandbox/certificate, /sandbox/code,
+/sandbox/stop; GET /sandbox/push-tokens.)");
 }
 
 void prepare(SandboxRelay& relay, const Arguments& arguments) {
