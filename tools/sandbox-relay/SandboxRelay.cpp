@@ -80,6 +80,12 @@ struct SandboxRelay::Impl {
   std::optional<Server> server;
 };
 
+// What a proxy or a page in a browser sends on comes from this machine only in name.
+static bool isForwarded(const HTTPRequest& request) {
+  return request.header("X-Forwarded-For") || request.header("Forwarded") ||
+         request.header("Origin");
+}
+
 PlannedAnswer SandboxRelay::Impl::answer(const HTTPRequest& request, bool fromLoopback) {
   std::string_view query;
   std::string_view path = request.target;
@@ -91,7 +97,7 @@ PlannedAnswer SandboxRelay::Impl::answer(const HTTPRequest& request, bool fromLo
   const bool inside = path.starts_with(prefix);
   path.remove_prefix(inside ? prefix.size() : path.starts_with('/') ? 1 : 0);
   try {
-    if (fromLoopback && path.starts_with(controlPath)) {
+    if (fromLoopback && !isForwarded(request) && path.starts_with(controlPath)) {
       return control.answer(request, path.substr(controlPath.size()));
     }
     log.add(request);

@@ -6,6 +6,7 @@
 #include <iterator>
 #include <map>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/signalfd.h>
@@ -108,6 +109,14 @@ void waitForEnd(int signals, bool untilStdinCloses) {
   }
 }
 
+// A closed standard descriptor would be given to the next socket.
+void openStandardDescriptors() {
+  int opened = 0;
+  while (opened >= 0 && opened <= STDERR_FILENO)
+    opened = open("/dev/null", O_RDWR);
+  if (opened > STDERR_FILENO) close(opened);
+}
+
 // A connection is a descriptor; the usual limit is below what the server admits.
 void raiseDescriptorLimit() {
   rlimit limit{};
@@ -125,6 +134,7 @@ int run(Arguments arguments) {
   const std::string code =
       arguments.options.pairingCode.empty() ? relay.pairingCode() : arguments.options.pairingCode;
   std::cout << describePairing(relay, code) << std::endl;
+  if (!std::cout) throw std::runtime_error("standard output can't be written");
   if (arguments.qr) std::cerr << qrCode(relay.pairingLink(code));
   waitForEnd(signals, arguments.untilStdinCloses);
   relay.stop();
@@ -137,9 +147,12 @@ int main(int argc, char** argv) {
   CLI::App app("A relay for trying things out: invented sessions, real sockets and TLS");
   Arguments arguments;
   declare(app, arguments);
-  CLI11_PARSE(app, argc, argv);
+  openStandardDescriptors();
   try {
+    app.parse(argc, argv);
     return run(std::move(arguments));
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : 2;
   } catch (const std::exception& error) {
     std::cerr << "idlewyn-sandbox-relay: " << error.what() << '\n';
     return 1;
