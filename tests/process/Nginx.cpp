@@ -73,9 +73,9 @@ Nginx::Nginx(std::vector<NginxSite> sites) : sites_(std::move(sites)) {
   // Somebody else may take a free port before nginx does.
   for (int attempt = 0; attempt < 5; ++attempt) {
     if (start()) return;
-    if (errors().find("Address already in use") == std::string::npos) break;
   }
-  throw std::runtime_error("nginx does not start: " + errors());
+  throw std::runtime_error("nginx does not start; is it installed? " +
+                           contentsOf(folder() / "error.log"));
 }
 
 Nginx::~Nginx() { stop(); }
@@ -119,27 +119,15 @@ std::string Nginx::configuration() const {
 bool Nginx::start() {
   ports_ = freePorts(sites_.size());
   std::ofstream(folder() / "nginx.conf") << configuration();
-  std::ofstream(folder() / "error.log").flush();
   const std::string prefix = folder().string() + "/";
   process_ = fork();
   if (process_ == 0) become(prefix.c_str(), "error.log");
-  if (waitUntilItListens()) return true;
-  stop();
-  return false;
-}
-
-bool Nginx::waitUntilItListens() {
-  if (process_ < 0) return false;
-  const auto deadline = std::chrono::steady_clock::now() + 20s;
-  while (std::chrono::steady_clock::now() < deadline) {
-    if (waitpid(process_, nullptr, WNOHANG) != 0) {
-      process_ = -1;
-      return false;
-    }
-    // Written when it listens on all of its ports.
+  // Its process id is written when it listens on all of its ports.
+  for (int i = 0; i < 4000 && waitpid(process_, nullptr, WNOHANG) == 0; ++i) {
     if (!contentsOf(folder() / "nginx.pid").empty()) return true;
     std::this_thread::sleep_for(5ms);
   }
+  stop();
   return false;
 }
 
@@ -148,11 +136,6 @@ void Nginx::stop() {
   kill(process_, SIGTERM);
   waitpid(process_, nullptr, 0);
   process_ = -1;
-}
-
-std::string Nginx::errors() const {
-  const std::string text = contentsOf(folder() / "error.log");
-  return text.empty() ? "no word from it; is it installed?" : text;
 }
 
 ServedRequest Nginx::parsed(const std::string& line) const {

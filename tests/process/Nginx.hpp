@@ -68,9 +68,7 @@ class Nginx {
   std::string configuration() const;
   std::string serverBlock(std::size_t site) const;
   bool start();
-  bool waitUntilItListens();
   void stop();
-  std::string errors() const;
   ServedRequest parsed(const std::string& line) const;
 
   const TemporaryFolder folder_;

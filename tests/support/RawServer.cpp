@@ -18,34 +18,24 @@
 namespace idlewyn::testing {
 namespace {
 
-sockaddr_in loopback() {
+// Bound to a port of 127.0.0.1 that the kernel chose.
+std::pair<int, int> boundSocket() {
+  const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return address;
-}
-
-// Bound to a port that the kernel chose.
-std::pair<int, int> boundSocket() {
-  const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address = loopback();
   socklen_t size = sizeof address;
-  if (bind(socket, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
-      getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+  auto* generic = reinterpret_cast<sockaddr*>(&address);
+  if (bind(socket, generic, size) != 0 || getsockname(socket, generic, &size) != 0) {
     throw std::runtime_error("no port to be had");
   }
   return {socket, ntohs(address.sin_port)};
 }
 
-int chooseHTTP2(SSL*, const unsigned char** chosen, unsigned char* size,
-                const unsigned char* offered, unsigned offeredSize, void*) {
-  static constexpr unsigned char h2[] = {2, 'h', '2'};
-  unsigned char* found = nullptr;
-  if (SSL_select_next_proto(&found, size, h2, sizeof h2, offered, offeredSize) !=
-      OPENSSL_NPN_NEGOTIATED) {
-    return SSL_TLSEXT_ERR_NOACK;
-  }
-  *chosen = found;
+int chooseHTTP2(SSL*, const unsigned char** chosen, unsigned char* size, const unsigned char*,
+                unsigned, void*) {
+  *chosen = reinterpret_cast<const unsigned char*>("h2");
+  *size = 2;
   return SSL_TLSEXT_ERR_OK;
 }
 
@@ -69,16 +59,6 @@ std::shared_ptr<void> makeContext(const RawServer::TLS& tls) {
   return {context, [](void* p) { SSL_CTX_free(static_cast<SSL_CTX*>(p)); }};
 }
 
-template <class Condition>
-bool waitUntil(Condition condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
-}
-
 std::size_t contentLength(const std::string& head) {
   const auto found = head.find("Content-Length: ");
   return found == std::string::npos ? 0 : std::strtoul(head.c_str() + found + 16, nullptr, 10);
@@ -97,9 +77,7 @@ RawServer::Connection::~Connection() {
 bool RawServer::Connection::handshake() {
   if (!server_.tls_) return true;
   if (number_ < server_.tls_->silentConnections) {
-    char byte;
-    while (recv(socket_, &byte, 1, 0) > 0)
-      continue;
+    hang();
     return false;
   }
   SSL* ssl = SSL_new(static_cast<SSL_CTX*>(server_.context_.get()));
@@ -133,14 +111,10 @@ std::string RawServer::Connection::readRequest() {
 }
 
 std::string RawServer::Connection::readBytes(std::size_t count) {
-  std::string bytes(count, '\0');
-  std::size_t have = 0;
-  while (have < count) {
-    const long more = read(bytes.data() + have, count - have);
-    if (more <= 0) break;
-    have += static_cast<std::size_t>(more);
-  }
-  bytes.resize(have);
+  std::string bytes;
+  char byte = 0;
+  while (bytes.size() < count && read(&byte, 1) > 0)
+    bytes += byte;
   return bytes;
 }
 
@@ -270,12 +244,6 @@ RawServer::Script RawServer::answering(std::string text) {
     while (!connection.readRequest().empty())
       connection.write(text);
   };
-}
-
-int freePort() {
-  const auto [socket, port] = boundSocket();
-  close(socket);
-  return port;
 }
 
 int refusedPort() {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <list>
 #include <memory>
@@ -23,6 +24,17 @@
 ///     fetch(server.url("/"));
 ///     EXPECT_EQ(server.requests().size(), 1u);
 namespace idlewyn::testing {
+
+/// Asks each millisecond, for ten seconds at most; false when it never came true.
+template <class Condition>
+bool waitUntil(Condition condition) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
+}
 
 class RawServer {
  public:
@@ -71,7 +83,7 @@ class RawServer {
     std::vector<TestCertificate> chain;
     bool onlyVersion10 = false;
     bool onlyVersion12 = false;
-    /// Agrees on HTTP/2 with clients that offer it; what is spoken is the script's affair.
+    /// Says that HTTP/2 was agreed on; what is spoken is the script's affair.
     bool choosesHTTP2 = false;
     /// Refuses clients without a certificate: an alert behind the handshake in TLS 1.3.
     bool demandsClientCertificate = false;
@@ -122,8 +134,5 @@ class RawServer {
 
 /// A port of 127.0.0.1 on which nothing listens.
 int refusedPort();
-
-/// A port of 127.0.0.1 that another program may take.
-int freePort();
 
 }  // namespace idlewyn::testing

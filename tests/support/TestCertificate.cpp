@@ -23,29 +23,6 @@ void addExtension(X509* certificate, int kind, const std::string& value) {
   X509_EXTENSION_free(extension);
 }
 
-void setValidity(X509* certificate, int from, int to) {
-  constexpr long day = 24 * 3600;
-  X509_gmtime_adj(X509_getm_notBefore(certificate), from * day);
-  X509_gmtime_adj(X509_getm_notAfter(certificate), to * day);
-}
-
-void setSubject(X509* certificate, const std::string& host) {
-  const auto* text = reinterpret_cast<const unsigned char*>(host.c_str());
-  X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate), "CN", MBSTRING_ASC, text, -1, -1,
-                             0);
-}
-
-template <class Write>
-std::string written(Write write) {
-  BIO* memory = BIO_new(BIO_s_mem());
-  require(write(memory) == 1);
-  char* text = nullptr;
-  const long size = BIO_get_mem_data(memory, &text);
-  std::string result(text, static_cast<std::size_t>(size));
-  BIO_free(memory);
-  return result;
-}
-
 bool isAddress(const std::string& host) {
   return host.find_first_not_of("0123456789.") == std::string::npos;
 }
@@ -63,8 +40,12 @@ TestCertificate::TestCertificate(const Shape& shape)
   std::int64_t serial = 0;
   RAND_bytes(reinterpret_cast<unsigned char*>(&serial), 7);
   ASN1_INTEGER_set_int64(X509_get_serialNumber(certificate), serial);
-  setValidity(certificate, shape.validFrom, shape.validTo);
-  setSubject(certificate, shape.host);
+  constexpr long day = 24 * 3600;
+  X509_gmtime_adj(X509_getm_notBefore(certificate), shape.validFrom * day);
+  X509_gmtime_adj(X509_getm_notAfter(certificate), shape.validTo * day);
+  const auto* subject = reinterpret_cast<const unsigned char*>(shape.host.c_str());
+  X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate), "CN", MBSTRING_ASC, subject, -1,
+                             -1, 0);
   X509_set_pubkey(certificate, key);
   addExtension(certificate, NID_basic_constraints,
                shape.isAuthority ? "critical,CA:TRUE" : "critical,CA:FALSE");
@@ -86,15 +67,13 @@ platform::Data TestCertificate::der() const {
 }
 
 std::string TestCertificate::pem() const {
-  return written(
-      [this](BIO* out) { return PEM_write_bio_X509(out, static_cast<X509*>(certificate_.get())); });
-}
-
-std::string TestCertificate::keyPEM() const {
-  return written([this](BIO* out) {
-    auto* key = static_cast<EVP_PKEY*>(key_.get());
-    return PEM_write_bio_PrivateKey(out, key, nullptr, nullptr, 0, nullptr, nullptr);
-  });
+  BIO* memory = BIO_new(BIO_s_mem());
+  require(PEM_write_bio_X509(memory, static_cast<X509*>(certificate_.get())) == 1);
+  char* text = nullptr;
+  const long size = BIO_get_mem_data(memory, &text);
+  std::string result(text, static_cast<std::size_t>(size));
+  BIO_free(memory);
+  return result;
 }
 
 }  // namespace idlewyn::testing

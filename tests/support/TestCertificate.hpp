@@ -27,7 +27,6 @@ class TestCertificate {
 
   platform::Data der() const;
   std::string pem() const;
-  std::string keyPEM() const;
   void* certificate() const { return certificate_.get(); }  // X509
   void* key() const { return key_.get(); }                  // EVP_PKEY
 

@@ -2,12 +2,13 @@
 #pragma once
 
 #include <atomic>
-#include <functional>
 #include <memory>
-#include <string>
-#include <string_view>
 #include <utility>
 #include <variant>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/strand.hpp>
+#include <boost/asio/thread_pool.hpp>
 
 #include <IdlewynKit/platform/net/URLSession.hpp>
 #include <IdlewynKit/platform/tasks/Wait.hpp>
@@ -49,6 +50,21 @@ inline std::string describe(const URLSession::Outcome& outcome) {
 
 inline std::string fetch(const std::shared_ptr<URLSession>& session, std::string_view address) {
   return describe(exchange(session, requestFor(address)));
+}
+
+/// How many of so many exchanges at once, on several threads, were answered with "200 ok".
+inline int answersOf(const std::shared_ptr<URLSession>& session, const URLRequest& request,
+                     int count) {
+  boost::asio::thread_pool pool(4);
+  std::atomic<int> answers = 0;
+  for (int i = 0; i < count; ++i) {
+    boost::asio::co_spawn(boost::asio::make_strand(pool), session->exchange(request),
+                          [&](std::exception_ptr, const URLSession::Outcome& outcome) {
+                            answers += describe(outcome) == "200 ok" ? 1 : 0;
+                          });
+  }
+  pool.join();
+  return answers;
 }
 
 /// A delegate that answers as told and counts.

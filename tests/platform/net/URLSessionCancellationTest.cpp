@@ -86,10 +86,9 @@ asio::awaitable<void> fetchInto(Report& report, std::shared_ptr<URLSession> sess
   report.cancelled = state.cancelled();
 }
 
-/// Starts a fetch, cancels it 30 ms after `isUnderWay` says yes, and runs it to its end.
+/// Starts a fetch, cancels it 30 ms later, when `isUnderWay` says yes, and runs it to its end.
 template <class Condition>
-Report cancelWhen(Condition isUnderWay, const std::string& address,
-                  asio::cancellation_type type = asio::cancellation_type::terminal) {
+Report cancelWhen(Condition isUnderWay, const std::string& address, asio::cancellation_type type) {
   asio::cancellation_signal signal;
   asio::io_context context;
   Report report;
@@ -106,7 +105,7 @@ Report cancelWhen(Condition isUnderWay, const std::string& address,
   return report;
 }
 
-TEST(URLSessionCancellation, EndsTheExchangeAtEveryStage) {
+TEST(URLSessionCancellation, OfEveryTypeEndsTheExchangeAtEveryStage) {
   const SilentPort silent;
   RawServer::TLS waiting{TestCertificate()};
   waiting.silentConnections = 1;
@@ -123,34 +122,31 @@ TEST(URLSessionCancellation, EndsTheExchangeAtEveryStage) {
     connection.hang();
     ++ended;
   });
-  const auto always = [] { return true; };
-  const auto expectCancelled = [](const char* stage, const Report& report) {
-    EXPECT_EQ(report.outcome, "-999") << stage;
-    EXPECT_TRUE(report.throwsIfCancelled) << stage;
-    EXPECT_EQ(report.cancelled, asio::cancellation_type::terminal) << stage;
+  using Type = asio::cancellation_type;
+  struct Row {
+    const char* stage;
+    Type type;
+    std::string address;
+    std::function<bool()> isUnderWay;
   };
-  expectCancelled("looking the name up", cancelWhen(always, "http://slow.example/"));
-  expectCancelled("connecting", cancelWhen(always, silent.url()));
-  expectCancelled("shaking hands",
-                  cancelWhen([&] { return handshake.waitForConnections(1); }, handshake.url("/")));
-  expectCancelled("waiting for the answer",
-                  cancelWhen([&] { return answerless.waitForRequests(1); }, answerless.url("/")));
-  expectCancelled("receiving",
-                  cancelWhen([&] { return halfway.waitForRequests(1); }, halfway.url("/")));
-  const auto deadline = std::chrono::steady_clock::now() + 10s;
-  while (ended < 2 && std::chrono::steady_clock::now() < deadline)
-    std::this_thread::sleep_for(1ms);
-  EXPECT_EQ(ended, 2) << "the connections of cancelled exchanges are closed";
-}
-
-TEST(URLSessionCancellation, TakesEveryTypeThatReachesTheCoroutine) {
-  RawServer server([](RawServer::Connection& connection) { connection.hang(); });
-  for (const auto type : {asio::cancellation_type::terminal, asio::cancellation_type::partial,
-                          asio::cancellation_type::total}) {
-    const Report report = cancelWhen([] { return true; }, server.url("/"), type);
-    EXPECT_EQ(report.outcome, "-999");
-    EXPECT_EQ(report.cancelled, type);
+  const auto always = [] { return true; };
+  const Row rows[] = {
+      {"looking the name up", Type::terminal, "http://slow.example/", always},
+      {"connecting", Type::partial, silent.url(), always},
+      {"shaking hands", Type::total, handshake.url("/"),
+       [&] { return handshake.waitForConnections(1); }},
+      {"waiting", Type::partial, answerless.url("/"),
+       [&] { return answerless.waitForRequests(1); }},
+      {"receiving", Type::terminal, halfway.url("/"), [&] { return halfway.waitForRequests(1); }},
+  };
+  for (const Row& row : rows) {
+    const Report report = cancelWhen(row.isUnderWay, row.address, row.type);
+    EXPECT_EQ(report.outcome, "-999") << row.stage;
+    EXPECT_TRUE(report.throwsIfCancelled) << row.stage;
+    EXPECT_EQ(report.cancelled, row.type) << row.stage;
   }
+  EXPECT_TRUE(waitUntil([&] { return ended == 2; }))
+      << "the connections of cancelled exchanges are closed";
 }
 
 asio::awaitable<void> fetchCancelled(Report& report, asio::cancellation_signal& signal,

@@ -2,7 +2,6 @@
 // What goes over the wire and what comes back when nothing fails.
 #include <gtest/gtest.h>
 
-#include <thread>
 
 #include "tests/platform/net/NetSupport.hpp"
 
@@ -44,23 +43,19 @@ TEST(URLSession, FramesEachMethodAsItsContentAsks) {
     const char* method;
     std::optional<std::string> body;
     const char* contentLength;
-    const char* why;
   };
+  // Without content there is no length but where servers want to know where it ends; any method
+  // may carry content, and is sent in the case that was written.
   const Row rows[] = {
-      {"GET", std::nullopt, "(absent)", "no content, no length, whatever the type field says"},
-      {"DELETE", std::nullopt, "(absent)", "no content is expected"},
-      {"POST", std::nullopt, "Content-Length: 0", "servers want to know where it ends"},
-      {"PUT", std::nullopt, "Content-Length: 0", "as with POST"},
-      {"POST", "", "Content-Length: 0", "an empty body is no body on the wire"},
-      {"DELETE", "{}", "Content-Length: 2", "any method may carry content"},
-      {"GET", "{}", "Content-Length: 2", "even this one"},
-      {"get", std::nullopt, "(absent)", "methods are sent in the case that was written"},
-  };
+      {"GET", std::nullopt, "(absent)"},           {"DELETE", std::nullopt, "(absent)"},
+      {"POST", std::nullopt, "Content-Length: 0"}, {"PUT", std::nullopt, "Content-Length: 0"},
+      {"POST", "", "Content-Length: 0"},           {"DELETE", "{}", "Content-Length: 2"},
+      {"GET", "{}", "Content-Length: 2"},          {"get", std::nullopt, "(absent)"}};
   RawServer server(RawServer::answering(RawServer::answer("ok")));
   const auto session = URLSession::ephemeral();
   std::size_t count = 0;
   for (const Row& row : rows) {
-    SCOPED_TRACE(std::string(row.method) + ": " + row.why);
+    SCOPED_TRACE(row.method + row.body.value_or(""));
     URLRequest request = requestFor(server.url("/m"));
     request.method = row.method;
     request.setHeader("Content-Type", "application/json");
@@ -178,45 +173,22 @@ TEST(URLSession, KeepsFieldsInOrderWithTheServersNames) {
   EXPECT_EQ(std::get<HTTPResponse>(outcome).headers, expected);
 }
 
-TEST(URLSession, DecodesContentAndGivesHeadsWithoutBodies) {
-  const unsigned char gzip[] = {0x1f, 0x8b, 8,    0,    0,    0,    0,    0,    2,
-                                3,    0xcb, 0x48, 0xcd, 0xc9, 0xc9, 0x07, 0x00, 0x86,
-                                0xa6, 0x10, 0x36, 5,    0,    0,    0};
-  const std::string packed(reinterpret_cast<const char*>(gzip), sizeof gzip);
-  RawServer server([&](Connection& connection) {
-    while (true) {
-      const std::string request = connection.readRequest();
-      if (request.empty()) return;
-      if (request.starts_with("HEAD")) {
-        connection.write("HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n");
-      } else {
-        connection.write(RawServer::answer(packed, "200 OK", "Content-Encoding: gzip\r\n"));
-      }
-    }
-  });
+TEST(URLSession, GivesHeadsWithoutBodiesAndKeepsTheirConnection) {
+  RawServer server(RawServer::answering("HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n"));
   const auto session = URLSession::ephemeral();
-  EXPECT_EQ(fetch(session, server.url("/")), "200 hello");
   URLRequest head = requestFor(server.url("/"));
   head.method = "HEAD";
+  EXPECT_EQ(describe(exchange(session, head)), "200 ");
   EXPECT_EQ(describe(exchange(session, head)), "200 ");
   EXPECT_EQ(server.connectionCount(), 1);
 }
 
 TEST(URLSession, SendsNoRequestTwiceWhenAKeptConnectionDies) {
-  struct Row {
-    const char* method;
-    bool hasBody;
-    const char* why;
-  };
-  const Row rows[] = {
-      {"POST", true, "the server may have acted on it"},
-      {"POST", false, "a request without a body acts as well"},
-      {"DELETE", false, "so does this"},
-      {"GET", false, "and to a relay even this may count"},
-      {"HEAD", false, "no method is different"},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.why);
+  // The server, a relay even with a GET, may have acted on it.
+  const std::pair<const char*, bool> rows[] = {
+      {"POST", true}, {"POST", false}, {"DELETE", false}, {"GET", false}, {"HEAD", false}};
+  for (const auto& [method, hasBody] : rows) {
+    SCOPED_TRACE(method);
     RawServer server([](Connection& connection) {
       if (connection.number() > 0)
         return RawServer::answering(RawServer::answer("again"))(connection);
@@ -227,8 +199,8 @@ TEST(URLSession, SendsNoRequestTwiceWhenAKeptConnectionDies) {
     const auto session = URLSession::ephemeral();
     ASSERT_EQ(fetch(session, server.url("/first")), "200 first");
     URLRequest request = requestFor(server.url("/act"));
-    request.method = row.method;
-    if (row.hasBody) request.body = Data::ofText("{}");
+    request.method = method;
+    if (hasBody) request.body = Data::ofText("{}");
     EXPECT_EQ(describe(exchange(session, request)), "-1005");
     EXPECT_EQ(server.requests().size(), 2u);
   }

@@ -20,9 +20,13 @@ RawServer::Script afterRequest(std::string text) {
   };
 }
 
-void writeForever(Connection& connection, std::string_view piece) {
-  while (connection.write(piece))
-    continue;
+RawServer::Script endless(std::string start, std::string piece) {
+  return [start, piece](Connection& connection) {
+    connection.readRequest();
+    connection.write(start);
+    while (connection.write(piece))
+      continue;
+  };
 }
 
 TEST(URLSession, TellsFailuresOfPlainConnectionsApart) {
@@ -36,8 +40,7 @@ TEST(URLSession, TellsFailuresOfPlainConnectionsApart) {
       {"closed before the request was read", [](Connection&) {}, "-1005"},
       {"reset in the midst",
        [](Connection& connection) {
-         connection.readRequest();
-         connection.write("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabc");
+         afterRequest("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabc")(connection);
          connection.reset();
        },
        "-1005"},
@@ -54,18 +57,10 @@ TEST(URLSession, TellsFailuresOfPlainConnectionsApart) {
       {"content that is not packed as announced",
        afterRequest(RawServer::answer("plain", "200 OK", "Content-Encoding: gzip\r\n")), "-1011"},
       {"a head without end",
-       [](Connection& connection) {
-         connection.readRequest();
-         connection.write("HTTP/1.1 200 OK\r\n");
-         writeForever(connection, "X-Filler: " + std::string(1000, 'x') + "\r\n");
-       },
-       "-1011"},
+       endless("HTTP/1.1 200 OK\r\n", "X-Filler: " + std::string(1000, 'x') + "\r\n"), "-1011"},
       {"a body without end",
-       [](Connection& connection) {
-         connection.readRequest();
-         connection.write("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n");
-         writeForever(connection, "80000\r\n" + std::string(0x80000, 'x') + "\r\n");
-       },
+       endless("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n",
+               "80000\r\n" + std::string(0x80000, 'x') + "\r\n"),
        "-1103"},
   };
   for (const Row& row : rows) {
@@ -103,22 +98,20 @@ TEST(URLSession, TellsFailuresOfSecureConnectionsApart) {
     connection.write(RawServer::answer("", "400 Bad Request"));
     connection.hang();
   });
-  RawServer::TLS old{TestCertificate()};
+  RawServer::TLS usual{TestCertificate()}, old = usual, demanding = usual;
   old.onlyVersion10 = true;
-  RawServer oldServer(ok, old);
-  RawServer::TLS demanding{TestCertificate()};
   demanding.demandsClientCertificate = true;
-  RawServer demandingServer(ok, demanding);
-  RawServer secure(ok, RawServer::TLS(TestCertificate()));
-  const auto onPort = [](std::string_view scheme, const RawServer& server) {
-    return std::string(scheme) + "://127.0.0.1:" + std::to_string(server.port()) + "/";
+  RawServer secureServer(ok, usual), oldServer(ok, old), demandingServer(ok, demanding);
+  const auto at = [](const char* scheme, const RawServer& server) {
+    return fetch(trustingSession(),
+                 scheme + std::string("://127.0.0.1:") + std::to_string(server.port()));
   };
-  EXPECT_EQ(fetch(trustingSession(), onPort("https", secure)), "200 ok");
-  EXPECT_EQ(fetch(trustingSession(), onPort("https", plain)), "-1200");
-  EXPECT_EQ(fetch(trustingSession(), onPort("https", oldServer)), "-1200");
-  EXPECT_EQ(fetch(trustingSession(), onPort("https", demandingServer)), "-1200");
+  EXPECT_EQ(at("https", secureServer), "200 ok");
+  EXPECT_EQ(at("https", plain), "-1200");
+  EXPECT_EQ(at("https", oldServer), "-1200");
+  EXPECT_EQ(at("https", demandingServer), "-1200");
   // Spoken to in plain text, a TLS server breaks off or answers with an alert record.
-  const std::string spoken = fetch(trustingSession(), onPort("http", secure));
+  const std::string spoken = at("http", secureServer);
   EXPECT_TRUE(spoken == "not HTTP" || spoken == "-1005") << spoken;
 }
 
@@ -126,8 +119,7 @@ TEST(URLSession, ReplacesKeptConnectionsThatWereReset) {
   std::atomic<int> gone = 0;
   RawServer server(
       [&](Connection& connection) {
-        connection.readRequest();
-        connection.write(RawServer::answer("ok"));
+        afterRequest(RawServer::answer("ok"))(connection);
         std::this_thread::sleep_for(20ms);
         connection.reset();
         ++gone;
@@ -136,8 +128,7 @@ TEST(URLSession, ReplacesKeptConnectionsThatWereReset) {
   const auto session = trustingSession();
   for (int round = 1; round <= 3; ++round) {
     EXPECT_EQ(describe(exchange(session, post(server.url("/"), "{}"))), "200 ok");
-    while (gone < round)
-      std::this_thread::sleep_for(1ms);
+    waitUntil([&] { return gone == round; });
   }
 }
 

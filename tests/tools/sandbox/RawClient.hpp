@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -29,7 +28,7 @@ class RawClient {
   RawClient& operator=(const RawClient&) = delete;
 
   /// False when there is no connection or the handshake failed.
-  bool connected() const;
+  bool connected() const { return connected_; }
   void send(std::string_view bytes);
   RawReply receive(bool headOnly = false);
   /// What comes until the connection ends.
@@ -39,16 +38,19 @@ class RawClient {
     return receive();
   }
   /// True when the server has closed its side, waiting that long for it.
-  bool closedWithin(int milliseconds);
+  bool closedWithin(int milliseconds) const;
 
   /// SHA-256 of the server's certificate, and the protocol that was agreed on.
   std::string peerFingerprint() const;
   std::string protocol() const;
 
  private:
-  struct State;
   bool readMore();
-  std::unique_ptr<State> state_;
+
+  void* stream_ = nullptr;  // BIO
+  void* ssl_ = nullptr;     // SSL, owned by the stream
+  bool connected_ = false;
+  std::string buffer_;
 };
 
 /// The text of a request; a body brings Content-Length and a token Authorization with it.
