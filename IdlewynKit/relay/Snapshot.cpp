@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <iterator>
+#include <tuple>
 #include <utility>
 
 #include <boost/asio/co_spawn.hpp>
@@ -8,6 +9,7 @@
 #include <boost/asio/strand.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
+#include <boost/system/system_error.hpp>
 
 #include <IdlewynKit/relay/LiveSessionService.hpp>
 
@@ -78,10 +80,21 @@ awaitable<void> mergeInCancelled(const LiveSessionService& service,
   }
 }
 
-awaitable<void> mergeConcurrently(const LiveSessionService& service,
-                                  const std::vector<Connection>& connections, Merge& merge) {
-  // A strand of the call's own: the children may share the caller's pool of threads.
-  const auto strand = asio::make_strand(co_await asio::this_coro::executor);
+// The outcomes of all connections, by their place, and the order in which they came.
+struct Gathered {
+  Gathered() = default;
+
+  std::vector<std::size_t> order;
+  std::vector<std::exception_ptr> failures;
+  std::vector<Fetched> outcomes;
+};
+
+// Runs on the strand of its children. While it launches them none can end: a group whose last
+// child ends on another thread while it still launches reads what is gone by then.
+awaitable<Gathered> gather(LiveSessionService service, std::vector<Connection> connections) {
+  co_await asio::this_coro::reset_cancellation_state(asio::enable_total_cancellation());
+  co_await asio::this_coro::throw_if_cancelled(false);
+  const auto strand = co_await asio::this_coro::executor;
   const auto spawn = [&](const Connection& connection) {
     return asio::co_spawn(strand, fetchAsChild(service, connection), asio::experimental::deferred);
   };
@@ -90,42 +103,58 @@ awaitable<void> mergeConcurrently(const LiveSessionService& service,
   for (const Connection& connection : connections)
     children.push_back(spawn(connection));
 
+  Gathered gathered;
   auto group = asio::experimental::make_parallel_group(std::move(children));
-  auto [order, failures, outcomes] =
+  std::tie(gathered.order, gathered.failures, gathered.outcomes) =
       co_await group.async_wait(asio::experimental::wait_for_all(), asio::use_awaitable);
+  co_return gathered;
+}
+
+awaitable<void> mergeConcurrently(const LiveSessionService& service,
+                                  const std::vector<Connection>& connections, Merge& merge) {
+  // A strand of the call's own: the children may share the caller's pool of threads.
+  const auto strand = asio::make_strand(co_await asio::this_coro::executor);
+  Gathered gathered =
+      co_await asio::co_spawn(strand, gather(service, connections), asio::use_awaitable);
   std::size_t count = 0;
-  for (const Fetched& fetched : outcomes)
+  for (const Fetched& fetched : gathered.outcomes)
     count += fetched.sessions.size();
   merge.reserve(count);
-  for (const std::size_t i : order) {
-    Fetched fetched = std::move(outcomes[i]);
-    if (failures[i]) {
-      // Cancelled before it ran a step: the exchange itself says what that means.
-      const auto state = co_await asio::this_coro::cancellation_state;
-      fetched.error = failures[i];
-      if (state.cancelled() != asio::cancellation_type::none) {
-        fetched = co_await fetch(service, connections[i]);
-      }
-    }
+  const auto state = co_await asio::this_coro::cancellation_state;
+  const bool isCancelled = state.cancelled() != asio::cancellation_type::none;
+  for (const std::size_t i : gathered.order) {
+    Fetched fetched = std::move(gathered.outcomes[i]);
+    fetched.error = fetched.error ? fetched.error : gathered.failures[i];
+    // Cancelled before it ran a step: the exchange itself says what that means.
+    if (gathered.failures[i] && isCancelled) fetched = co_await fetch(service, connections[i]);
     merge.add(connections[i].provider, std::move(fetched));
   }
 }
 
+awaitable<void> mergeAll(const LiveSessionService& service,
+                         const std::vector<Connection>& connections, Merge& merge) {
+  auto state = co_await asio::this_coro::cancellation_state;
+  if (state.cancelled() == asio::cancellation_type::none && !connections.empty()) {
+    try {
+      co_await mergeConcurrently(service, connections, merge);
+      co_return;
+    } catch (const boost::system::system_error&) {
+      // Cancelled before the gathering ran a step.
+    }
+  }
+  co_await mergeInCancelled(service, connections, merge);
+}
+
+// A cancelled caller still gets its result; afterwards its setting is as it was.
 awaitable<SnapshotResult> takeSnapshot(LiveSessionService service,
                                        std::vector<Connection> connections,
                                        SessionSnapshot fallback) {
-  // A cancelled caller still gets its result; afterwards its setting is as it was.
   const bool throwIfCancelled = co_await asio::this_coro::throw_if_cancelled();
   co_await asio::this_coro::throw_if_cancelled(false);
-  const auto state = co_await asio::this_coro::cancellation_state;
   Merge merge(std::move(fallback));
   std::exception_ptr outOfMemory;
   try {
-    if (state.cancelled() != asio::cancellation_type::none) {
-      co_await mergeInCancelled(service, connections, merge);
-    } else if (!connections.empty()) {
-      co_await mergeConcurrently(service, connections, merge);
-    }
+    co_await mergeAll(service, connections, merge);
   } catch (...) {
     outOfMemory = std::current_exception();
   }

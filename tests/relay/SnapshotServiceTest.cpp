@@ -95,6 +95,16 @@ TEST(Snapshot, KeepsTheErrorOfTheLatestFailure) {
             RelayError::unauthorized().errorDescription());
 }
 
+TEST(Snapshot, MayEndOnAnotherThreadBeforeAllIsLaunched) {
+  boost::asio::thread_pool pool(3);
+  for (int round = 0; round < 200; ++round) {
+    const std::vector<Connection> demos(8, Connection::demo(codex));
+    auto future = boost::asio::co_spawn(pool, liveService().snapshot(demos, fallback()),
+                                        boost::asio::use_future);
+    ASSERT_EQ(future.get().snapshot.sessions.size(), 16u);
+  }
+}
+
 TEST(Snapshot, FetchesAllAtOnceOnAnyExecutor) {
   sandbox::SandboxRelay relay;
   relay.setSessions({makeSession("a")});
