@@ -14,7 +14,7 @@ namespace {
 PromptRecord findPrompt(const AnswerOptions& options, const SnapshotResult& result,
                         std::size_t agents) {
   try {
-    return choosePrompt(openPrompts(result.snapshot.sessions), options.prompt);
+    return choosePrompt(openPrompts(result.snapshot.sorted()), options.prompt);
   } catch (const Failure& failure) {
     if (failure.code != ExitCode::promptExpired || result.errors.empty()) throw;
   }
@@ -27,6 +27,7 @@ PromptRecord findPrompt(const AnswerOptions& options, const SnapshotResult& resu
 }  // namespace
 
 ExitCode runAnswer(const AnswerOptions& options, Surroundings& with) {
+  if (options.prompt.empty()) throw usageFailure("The prompt's id is empty.");
   const auto connections = with.connections.paired(options.agent);
   const SnapshotResult result = with.relays.snapshot(connections, SessionSnapshot::empty());
   const PromptRecord prompt = findPrompt(options, result, connections.size());

@@ -6,6 +6,7 @@
 #include <iostream>
 #include <map>
 #include <span>
+#include <string_view>
 
 #include <CLI/CLI.hpp>
 
@@ -17,6 +18,8 @@
 
 namespace idlewyn::command {
 namespace {
+
+using namespace std::string_view_literals;
 
 constexpr const char* exitCodes = R"(Exit status:
    0  done                      11  the prompt is not open (any more)
@@ -47,7 +50,8 @@ class CommandLine {
                     std::optional<AgentProvider>& agent,
                     std::function<ExitCode(Surroundings&)> action);
   ExitCode runChosen();
-  Failure describeParseError(const CLI::ParseError& error) const;
+  Failure describeParseError(const CLI::ParseError& error, bool isBare) const;
+  std::string nameOfOption(const CLI::ParseError& error) const;
 
   Output& output_;
   CLI::App app_{"Watch coding agents' sessions on relays, and answer their questions"};
@@ -127,7 +131,9 @@ void CommandLine::declareAnswer(PermissionDecision decision, AnswerOptions& opti
   CLI::App* command =
       this->command(std::string(rawValue(decision)), help, options.agent,
                     [&options](Surroundings& with) { return runAnswer(options, with); });
-  command->add_option("prompt", options.prompt, "Id of the prompt")
+  command->footer(
+      "The prompt is shown before it is answered; with --json it stands in the result.");
+  command->add_option("prompt", options.prompt, "Id of the prompt; after -- when it begins with -")
       ->type_name("PROMPT")
       ->required();
 }
@@ -152,24 +158,51 @@ void CommandLine::declareDemo() {
   demoCommand_->add_flag("--offline", demo_.offline, "Demo connections only, without network");
 }
 
+// The option whose value was refused, by the names that are known here; empty for none.
+std::string CommandLine::nameOfOption(const CLI::ParseError& error) const {
+  const std::string_view text = error.what();
+  const auto chosen = app_.get_subcommands();
+  if (chosen.empty()) return "";
+  for (const CLI::Option* option : chosen.front()->get_options()) {
+    const std::string name = option->get_name();
+    if (text.starts_with(name + ": ") || text.starts_with("Could not convert: " + name + " =")) {
+      return name;
+    }
+  }
+  return "";
+}
+
 // The library's sentences quote the arguments, which may be links and codes.
-Failure CommandLine::describeParseError(const CLI::ParseError& error) const {
-  std::string message = "An unknown command, option or value.";
+Failure CommandLine::describeParseError(const CLI::ParseError& error, bool isBare) const {
+  const auto chosen = app_.get_subcommands();
+  const std::string command = chosen.empty() ? "" : " " + chosen.front()->get_name();
   const std::string name = error.get_name();
-  if (name == "RequiredError" || name == "RequiresError" || name == "ExcludesError") {
+  std::string message =
+      "An unknown option or a word too many; an id that begins with - goes after --.";
+  if (chosen.empty()) {
+    message = isBare ? "A command is required:" : "That is no command or option; the commands are";
+    for (const CLI::App* known : app_.get_subcommands(nullptr))
+      message += " " + known->get_name() + ",";
+    message.back() = '.';
+  } else if (name == "RequiredError" || name == "RequiresError" || name == "ExcludesError") {
     message = error.what();  // names of options only
     if (!message.ends_with('.')) message += '.';
+    // Only an id is required.
+    if (name == "RequiredError") message += " An id that begins with - goes after --.";
   } else if (name == "ArgumentMismatch") {
     message = "An option lacks its value, or was given twice.";
+  } else if (const std::string option = nameOfOption(error); !option.empty()) {
+    message = "That is no value for " + option + ".";
   }
-  return usageFailure(message + " See idlewyn --help.");
+  return usageFailure(message + " See idlewyn" + command + " --help.");
 }
 
 ExitCode CommandLine::runChosen() {
   Relays relays;
   const CLI::App* chosen = app_.get_subcommands().front();
   if (chosen == demoCommand_) return runDemo(demo_, output_, relays);
-  ConnectionFile connections(ConnectionFile::defaultDirectory());
+  ConnectionFile connections(ConnectionFile::defaultDirectory(),
+                             [&](std::chrono::milliseconds time) { relays.pause(time); });
   Surroundings with{output_, connections, relays};
   return actions_.at(chosen)(with);
 }
@@ -180,7 +213,7 @@ ExitCode CommandLine::run(std::span<const char* const> arguments) {
   } catch (const CLI::Success& success) {
     return static_cast<ExitCode>(app_.exit(success, std::cout, std::cerr));
   } catch (const CLI::ParseError& error) {
-    throw describeParseError(error);
+    throw describeParseError(error, arguments.size() <= 1);
   }
   return runChosen();
 }
@@ -199,8 +232,9 @@ ExitCode runCommandLine(int argc, const char* const* argv) {
   const std::span arguments(argv, static_cast<std::size_t>(argc));
   Output output(std::cout, std::cerr, detectStyle());
   // Known before the arguments make sense, so that this is told in JSON too.
-  output.isJSON = std::ranges::any_of(
-      arguments, [](const char* argument) { return std::string_view(argument) == "--json"; });
+  const auto options = arguments.first(
+      static_cast<std::size_t>(std::ranges::find(arguments, "--"sv) - arguments.begin()));
+  output.isJSON = std::ranges::find(options, "--json"sv) != options.end();
   ExitCode code = ExitCode::ok;
   try {
     code = CommandLine(output).run(arguments);

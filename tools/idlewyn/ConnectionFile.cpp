@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <string>
 #include <system_error>
+#include <thread>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -35,11 +36,21 @@ Failure systemFailure(const std::string& what, const fs::path& path) {
 
 // Not-blocking, so that a pipe in the file's place can't hold the command up.
 FileDescriptor openForReading(const fs::path& path) {
-  FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
+  if (!file && errno == ELOOP) {
+    throw storageFailure("Can't use", path, "a symbolic link; put the file itself there");
+  }
   if (!file) return file;
   struct stat status {};
   if (fstat(file.get(), &status) != 0) throw systemFailure("Can't read", path);
   if (!S_ISREG(status.st_mode)) throw storageFailure("Can't read", path, "not a regular file");
+  if (status.st_uid != geteuid()) {
+    throw storageFailure("Can't use", path, "it belongs to another user; remove it and pair again");
+  }
+  if ((status.st_mode & 077) != 0) {
+    throw storageFailure("Can't use", path,
+                         "it holds tokens and is open to other users; chmod 600 it");
+  }
   return file;
 }
 
@@ -86,8 +97,14 @@ fs::path ConnectionFile::defaultDirectory() {
   return fs::path(home) / ".local/share/idlewyn";
 }
 
-ConnectionFile::ConnectionFile(fs::path directory)
-    : directory_(std::move(directory)), file_(directory_ / "connections.json") {}
+ConnectionFile::ConnectionFile(fs::path directory,
+                               std::function<void(std::chrono::milliseconds)> pause,
+                               std::chrono::milliseconds limit)
+    : directory_(std::move(directory)),
+      file_(directory_ / "connections.json"),
+      fresh_(directory_ / "connections.json.new"),
+      pause_(std::move(pause)),
+      limit_(limit) {}
 
 std::vector<Connection> ConnectionFile::load() const {
   const FileDescriptor file = openForReading(file_);
@@ -108,31 +125,53 @@ std::vector<Connection> ConnectionFile::load() const {
   }
 }
 
-void ConnectionFile::save(const std::vector<Connection>& connections) {
+// Under another name, so that the list is whole at every moment.
+void ConnectionFile::writeFresh(const std::vector<Connection>& connections) const {
   const std::string text = platform::JSONEncoder().encode(connections).storage;
-  const fs::path fresh = directory_ / "connections.json.new";
   // One of a process that died; no living one writes while this one holds the lock.
-  unlink(fresh.c_str());
-  FileDescriptor file(open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-  if (!file) throw systemFailure("Can't make", fresh);
+  unlink(fresh_.c_str());
+  FileDescriptor file(open(fresh_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  if (!file) throw systemFailure("Can't make", fresh_);
   try {
-    writeAll(file, text, fresh);
-    if (rename(fresh.c_str(), file_.c_str()) != 0) throw systemFailure("Can't replace", file_);
+    writeAll(file, text, fresh_);
   } catch (const Failure&) {
-    unlink(fresh.c_str());
+    unlink(fresh_.c_str());
     throw;
+  }
+}
+
+void ConnectionFile::save(const std::vector<Connection>& connections) {
+  writeFresh(connections);
+  if (rename(fresh_.c_str(), file_.c_str()) != 0) {
+    const Failure failure = systemFailure("Can't replace", file_);
+    unlink(fresh_.c_str());
+    throw failure;
   }
   const FileDescriptor directory(open(directory_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (directory) fsync(directory.get());
 }
 
+void ConnectionFile::trySaving(const std::vector<Connection>& connections) {
+  writeFresh(connections);
+  unlink(fresh_.c_str());
+}
+
+void ConnectionFile::sleep(std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }
+
 std::shared_ptr<void> ConnectionFile::exclude() {
   makeDirectories(directory_);
   const fs::path path = directory_ / "connections.lock";
-  FileDescriptor lock(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  FileDescriptor lock(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
   if (!lock) throw systemFailure("Can't make", path);
-  while (flock(lock.get(), LOCK_EX) != 0) {
-    if (errno != EINTR) throw systemFailure("Can't lock", path);
+  // Asked again and again, for a call that waits would swallow signals.
+  const auto deadline = std::chrono::steady_clock::now() + limit_;
+  while (flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
+    if (errno == EINTR) continue;
+    if (errno != EWOULDBLOCK) throw systemFailure("Can't lock", path);
+    if (std::chrono::steady_clock::now() > deadline) {
+      throw storageFailure("Can't lock", path, "another process holds it; try again later");
+    }
+    pause_(std::chrono::milliseconds(10));
   }
   return std::make_shared<FileDescriptor>(std::move(lock));
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ConnectionList.hpp"
 
+#include <algorithm>
+
 #include "Failure.hpp"
 
 namespace idlewyn::command {
@@ -12,10 +14,21 @@ void ConnectionList::update(const std::function<void(std::vector<Connection>&)>&
   save(connections);
 }
 
+void ConnectionList::prepare() {
+  const auto hold = exclude();
+  trySaving(load());
+}
+
 std::vector<Connection> ConnectionList::paired(std::optional<AgentProvider> agent) const {
-  auto connections = load();
-  if (agent) {
-    std::erase_if(connections, [&](const Connection& c) { return c.provider != *agent; });
+  std::vector<Connection> connections;
+  for (Connection& connection : load()) {
+    if (agent && connection.provider != *agent) continue;
+    const auto earlier = std::ranges::find(connections, connection.provider, &Connection::provider);
+    if (earlier == connections.end()) {
+      connections.push_back(std::move(connection));
+    } else {
+      *earlier = std::move(connection);
+    }
   }
   if (!connections.empty()) return connections;
   const std::string who = agent ? std::string(displayName(*agent)) + " is not paired."

@@ -25,12 +25,18 @@ class ConnectionList {
   /// this before anything is changed.
   void update(const std::function<void(std::vector<Connection>&)>& change);
 
-  /// The connections of that agent, or all. Throws a Failure when there is none.
+  /// Throws a Failure now when `update` would: before something that can't be repeated.
+  void prepare();
+
+  /// The connection of that agent, or of each. Where several of one agent are listed, the last
+  /// counts until it is removed. Throws a Failure when there is none.
   std::vector<Connection> paired(std::optional<AgentProvider> agent) const;
   /// The connection of that agent, or the only one. Throws a Failure when several fit.
   Connection onlyOne(std::optional<AgentProvider> agent) const;
 
  protected:
+  /// Saves the list as `save` would, but in vain.
+  virtual void trySaving(const std::vector<Connection>& connections) = 0;
   /// Keeps other processes from updating for as long as the result lives.
   virtual std::shared_ptr<void> exclude() = 0;
 };

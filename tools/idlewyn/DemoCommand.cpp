@@ -17,9 +17,13 @@ namespace fs = std::filesystem;
 
 class TemporaryDirectory {
  public:
-  TemporaryDirectory() : path_((fs::temp_directory_path() / "idlewyn-demo-XXXXXX").native()) {
-    if (mkdtemp(path_.data()) == nullptr) {
-      throw Failure(ExitCode::failure, "storage", "Can't make a temporary directory.");
+  TemporaryDirectory() {
+    std::error_code error;
+    const fs::path place = fs::temp_directory_path(error);
+    if (!error) path_ = (place / "idlewyn-demo-XXXXXX").native();
+    if (error || mkdtemp(path_.data()) == nullptr) {
+      throw Failure(ExitCode::failure, "storage",
+                    "Can't make a temporary directory; TMPDIR must name one that can be written.");
     }
   }
   ~TemporaryDirectory() {

@@ -43,6 +43,18 @@ std::string escape(const CodePoint& point) {
   }
 }
 
+std::string escapedUnits(char32_t value) {
+  std::array<char, 16> text{};
+  if (value < 0x10000) {
+    std::snprintf(text.data(), text.size(), "\\u%04X", static_cast<unsigned>(value));
+  } else {
+    const auto rest = static_cast<unsigned>(value - 0x10000);
+    std::snprintf(text.data(), text.size(), "\\u%04X\\u%04X", 0xD800 + (rest >> 10),
+                  0xDC00 + (rest & 0x3FF));
+  }
+  return text.data();
+}
+
 }  // namespace
 
 std::string escaped(std::string_view text) {
@@ -56,6 +68,21 @@ std::string escaped(std::string_view text) {
       result += text.substr(0, point.length);
     }
     text.remove_prefix(point.length);
+  }
+  return result;
+}
+
+std::string escapedJSON(std::string_view document) {
+  std::string result;
+  result.reserve(document.size());
+  while (!document.empty()) {
+    const CodePoint point = firstCodePoint(document);
+    if (point.isValid && isHidden(point.value)) {
+      result += escapedUnits(point.value);
+    } else {
+      result += document.substr(0, point.length);
+    }
+    document.remove_prefix(point.length);
   }
   return result;
 }

@@ -13,4 +13,7 @@ namespace idlewyn::command {
 /// through here before it is printed.
 std::string escaped(std::string_view text);
 
+/// A JSON document with the same of it written as `\uXXXX`, which means the same to its reader.
+std::string escapedJSON(std::string_view document);
+
 }  // namespace idlewyn::command

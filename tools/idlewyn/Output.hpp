@@ -10,6 +10,8 @@
 
 #include <IdlewynKit/model/JSONCoding.hpp>
 
+#include "Escape.hpp"
+
 namespace idlewyn::command {
 
 /// What a piece of text is, for people; the colours are the terminal's own.
@@ -43,7 +45,7 @@ class Output {
   /// A record on one line.
   template <platform::Encodable T>
   void json(const T& record) {
-    results_ << JSONEncoder::relay().encode(record).text() << '\n' << std::flush;
+    results_ << escapedJSON(JSONEncoder::relay().encode(record).text()) << '\n' << std::flush;
   }
 
   /// False when a result could not be written.

@@ -81,7 +81,8 @@ std::vector<std::string> fingerprintLines(std::string_view fingerprint) {
 ExitCode runPair(const PairOptions& options, Surroundings& with) {
   if (!options.agent) throw usageFailure("A pairing is for one agent; name it with --agent.");
   const PairingLink link = options.link.empty() ? parseAddress(options) : parseLink(options.link);
-  with.connections.load();  // a list that can't be changed must not cost the code
+  with.relays.listen();
+  with.connections.prepare();  // a list that can't be changed must not cost the code
   if (link.serverURL.lowercasedScheme() == "http") {
     with.output.note("Note: over http everybody on the way can read the token.");
   }

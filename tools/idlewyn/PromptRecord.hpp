@@ -20,7 +20,9 @@ struct PromptRecord {
         id(prompt.id),
         toolName(prompt.toolName),
         detail(prompt.detail),
-        alwaysRule(prompt.alwaysRule) {}
+        alwaysRule(prompt.alwaysRule) {
+    if (alwaysRule && alwaysRule->empty()) alwaysRule.reset();
+  }
   explicit PromptRecord(platform::DecodingKey) {}
 
   static constexpr auto fields() {
@@ -41,6 +43,7 @@ struct PromptRecord {
   std::string id;
   std::string toolName;
   std::string detail;
+  /// Never empty: nobody could see what `always` would add.
   std::optional<std::string> alwaysRule;
 };
 

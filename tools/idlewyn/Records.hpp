@@ -41,9 +41,13 @@ struct AgentErrorRecord {
 std::vector<AgentErrorRecord> errorRecords(
     const std::map<AgentProvider, std::exception_ptr>& errors);
 
+/// Without a rule that is empty: `always` is not offered for it.
+AgentSession offered(AgentSession session);
+std::vector<AgentSession> offered(std::vector<AgentSession> sessions);
+
 struct TransitionRecord {
   explicit TransitionRecord(const SessionTransition& transition)
-      : session(transition.session), from(transition.from) {}
+      : session(offered(transition.session)), from(transition.from) {}
   explicit TransitionRecord(DecodingKey key) : session(key) {}
 
   static constexpr auto fields() {
@@ -61,7 +65,7 @@ struct SessionsRecord {
                  std::optional<std::vector<TransitionRecord>> transitions)
       : summary(SnapshotLead(snapshot).summary()),
         updatedAt(snapshot.updatedAt),
-        sessions(snapshot.sorted()),
+        sessions(offered(snapshot.sorted())),
         errors(std::move(errors)),
         transitions(std::move(transitions)) {}
   explicit SessionsRecord(DecodingKey) {}

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <utility>
 
 #include "Escape.hpp"
 #include "Failure.hpp"
@@ -64,7 +65,9 @@ std::string elapsedText(double seconds) {
 
 std::string sessionTable(const SessionSnapshot& snapshot, Date now, const Style& style) {
   if (snapshot.sessions.empty()) return "No sessions";
-  Table table({"AGENT", "STATUS", "PROJECT", "TITLE", "TASKS", "TIME", "NOW"});
+  constexpr std::size_t agent = 0, project = 2, title = 3, tasks = 4, time = 5;
+  Table table({"AGENT", "STATUS", "PROJECT", "TITLE", "TASKS", "TIME", "NOW"},
+              Narrowing({title, project}, {tasks, project, time, agent}));
   for (const AgentSession& session : snapshot.sorted()) {
     table.add({Cell(shortName(session.provider)),
                Cell(label(session.status), toneOf(session.status)), Cell(session.projectName()),
@@ -108,17 +111,17 @@ std::string transitionLine(const SessionTransition& transition, const Style& sty
 void reportSnapshot(Output& output, const SessionSnapshot& snapshot,
                     const std::map<AgentProvider, std::exception_ptr>& errors, Date now) {
   const bool isEmpty = snapshot.sessions.empty();
-  if (!isEmpty) {
-    output.line(sessionTable(snapshot, now, output.style));
-    output.line();
-  }
+  const std::string table = isEmpty ? "" : sessionTable(snapshot, now, output.style);
+  // Of agents that failed nobody knows whether they have sessions.
+  const std::string summary = isEmpty && !errors.empty() ? "" : SnapshotLead(snapshot).summary();
+  bool isFirst = true;
   for (const std::string& part :
-       {promptReport(snapshot, output.style), errorReport(errors, output.style)}) {
+       {table, promptReport(snapshot, output.style), errorReport(errors, output.style),
+        toned(summary, Tone::strong, output.style)}) {
     if (part.empty()) continue;
+    if (!std::exchange(isFirst, false)) output.line();
     output.line(part);
-    output.line();
   }
-  output.line(toned(SnapshotLead(snapshot).summary(), Tone::strong, output.style));
 }
 
 }  // namespace idlewyn::command

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <algorithm>
+
 #include <IdlewynKit/relay/RelayError.hpp>
 
 #include "Commands.hpp"
@@ -32,12 +34,20 @@ ExitCode runUnpair(const UnpairOptions& options, Surroundings& with) {
     }
     throw failure;
   }
+  bool isOneLeft = false;
   with.connections.update([&](std::vector<Connection>& connections) {
     // Only the one that was unpaired: meanwhile another process may have paired anew.
     std::erase(connections, connection);
+    isOneLeft = std::ranges::find(connections, connection.provider, &Connection::provider) !=
+                connections.end();
   });
   if (with.output.isJSON) with.output.json(ConnectionRecord(connection, false, false));
-  with.output.line(std::string(displayName(connection.provider)) + " is no longer paired.");
+  if (isOneLeft) {
+    with.output.line("Ended; another pairing of " + std::string(displayName(connection.provider)) +
+                     " is listed and now counts.");
+  } else {
+    with.output.line(std::string(displayName(connection.provider)) + " is no longer paired.");
+  }
   if (!wasKnown) with.output.note("The relay did not know the token any more.");
   if (options.forget) with.output.note("The relay was not told; its token still works.");
   return ExitCode::ok;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tools/idlewyn/ConnectionFile.hpp"
 
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -8,6 +9,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "tools/idlewyn/Failure.hpp"
 
@@ -37,6 +39,7 @@ class ConnectionFileTest : public ::testing::Test {
   static void write(const fs::path& path, const std::string& text) {
     fs::create_directories(path.parent_path());
     std::ofstream(path) << text;
+    fs::permissions(path, fs::perms::owner_read | fs::perms::owner_write);
   }
   static std::string read(const fs::path& path) {
     std::stringstream text;
@@ -90,6 +93,52 @@ TEST_F(ConnectionFileTest, RefusesWhatItCantReadAndLeavesItAlone) {
     EXPECT_FALSE(wasCalled) << row.reason;
     EXPECT_EQ(read(file.file()), row.text) << row.reason;
   }
+}
+
+TEST_F(ConnectionFileTest, RefusesAFileThatOthersMayUseAndALink) {
+  ConnectionFile file(root_);
+  const auto refusal = [&] {
+    try {
+      file.update([](auto& list) { list.clear(); });
+    } catch (const Failure& failure) {
+      return failure.message;
+    }
+    return std::string();
+  };
+  for (const unsigned mode : {0640u, 0604u, 0620u, 0601u}) {
+    write(file.file(), "[]");
+    chmod(file.file().c_str(), mode);
+    EXPECT_NE(refusal().find("chmod 600"), std::string::npos) << mode;
+    EXPECT_EQ(ConnectionFileTest::mode(file.file()), mode);
+  }
+  if (geteuid() == 0) {
+    write(file.file(), "[]");
+    ASSERT_EQ(chown(file.file().c_str(), 1, 1), 0);
+    EXPECT_NE(refusal().find("another user"), std::string::npos);
+  }
+  fs::remove(file.file());
+  write(root_ / "target", "[]");
+  fs::create_symlink(root_ / "target", file.file());
+  EXPECT_NE(refusal().find("symbolic link"), std::string::npos);
+  EXPECT_TRUE(fs::is_symlink(file.file()));
+}
+
+TEST_F(ConnectionFileTest, EndsWaitingAtItsLimitOrWhenThePauseSaysSo) {
+  const auto ignore = [](std::chrono::milliseconds) {};
+  const auto interrupt = [](std::chrono::milliseconds) { throw interruption(); };
+  ConnectionFile(root_).update([&](auto&) {
+    for (const auto& [file, kind] :
+         {std::pair(std::make_shared<ConnectionFile>(root_, ignore, std::chrono::milliseconds(5)),
+                    "storage"),
+          std::pair(std::make_shared<ConnectionFile>(root_, interrupt), "interrupted")}) {
+      try {
+        file->prepare();
+        ADD_FAILURE() << kind;
+      } catch (const Failure& failure) {
+        EXPECT_EQ(failure.kind, kind);
+      }
+    }
+  });
 }
 
 TEST_F(ConnectionFileTest, NeitherHangsOnAPipeNorFollowsAnOldTemporaryFile) {
@@ -148,6 +197,8 @@ TEST_F(ConnectionFileTest, AsksForAnAgentOnlyWhereSeveralFit) {
   EXPECT_THROW(file.onlyOne(AgentProvider::claude), Failure);
   file.update([](auto& list) { list.push_back(connection(AgentProvider::claude, "y")); });
   EXPECT_EQ(file.onlyOne(AgentProvider::claude).accountName, "y");
+  file.update([](auto& list) { list.push_back(connection(AgentProvider::claude, "z")); });
+  EXPECT_EQ(file.onlyOne(AgentProvider::claude).accountName, "z") << "the last of duplicates";
   try {
     file.onlyOne(std::nullopt);
     ADD_FAILURE() << "two agents fit";

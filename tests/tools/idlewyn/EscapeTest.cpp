@@ -118,6 +118,11 @@ TEST(Escape, CanBeReadBackSoThatNoTwoTextsLookAlike) {
   }
 }
 
+TEST(Escape, KeepsJSONTheSameDocument) {
+  EXPECT_EQ(escapedJSON("{\"é\\n\":\"\xc2\x9b\x7f\xe2\x80\xae\xf3\xa0\x80\x81日🙂\"}"),
+            "{\"é\\n\":\"\\u009B\\u007F\\u202E\\uDB40\\uDC01日🙂\"}");
+}
+
 TEST(DisplayWidth, CountsColumnsAndNotBytes) {
   struct Row {
     std::string text;

@@ -58,6 +58,11 @@ const std::vector<Row> rows{
      "ambiguousPrompt",
      2,
      "the rule is part of the question"},
+    {{prompt(claude, "p", "ls"), prompt(claude, "p", "ls", "")},
+     "p",
+     "ls",
+     0,
+     "but not an empty one, which is none"},
     {{prompt(claude, "p", "ls"), prompt(claude, "p", "ls")},
      "p",
      "ls",
@@ -67,7 +72,6 @@ const std::vector<Row> rows{
     {{prompt(claude, "a\nb", "odd")}, "a\nb", "odd", 0, "and as it is"},
     {{prompt(claude, "p", "one")}, "P", "promptNotOpen", 0, "case counts"},
     {{prompt(claude, "p", "one")}, "", "promptNotOpen", 0, "nothing is not a beginning"},
-    {{prompt(claude, "", "one")}, "", "one", 0, "an empty id is an id"},
     {{}, "p", "promptNotOpen", 0, "nobody waits"},
 };
 

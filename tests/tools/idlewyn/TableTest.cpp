@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tools/idlewyn/CodePoint.hpp"
 #include "tools/idlewyn/Fingerprint.hpp"
 #include "tools/idlewyn/SessionReport.hpp"
 
@@ -50,6 +51,26 @@ TEST(Table, CutsOnlyTheLastColumnAndOnlyOnATerminal) {
   EXPECT_EQ(cutToWidth("日本語", 5), "日本…");
   EXPECT_EQ(cutToWidth("日本語", 4), "日…");
   EXPECT_EQ(cutToWidth("日本語", 6), "日本語");
+}
+
+TEST(Table, GivesWayUntilARowFits) {
+  Table table({"AGENT", "PROJECT", "TITLE", "N", "NOW"}, Narrowing({2, 1}, {3, 1}));
+  table.add({Cell("Claude"), Cell(std::string(30, 'p')), Cell(std::string(1 << 20, 't')),
+             Cell("1/2"), Cell(std::string(90, 'n'))});
+  const std::string whole = table.text(terminal(std::nullopt, false));
+  EXPECT_LT(whole.size(), 500u) << "every row would be as wide as the longest";
+  EXPECT_NE(whole.find(std::string(90, 'n')), std::string::npos) << "nothing follows the last";
+  const std::vector<std::pair<std::size_t, std::string>> rows{{150, "AGENT   PROJECT"},
+                                                              {80, "AGENT   PROJECT"},
+                                                              {42, "AGENT   PROJECT"},
+                                                              {40, "AGENT   PROJECT"},
+                                                              {30, "AGENT   TITLE"}};
+  for (const auto& [width, heading] : rows) {
+    const std::string text = table.text(terminal(width, false));
+    EXPECT_TRUE(text.starts_with(heading)) << text;
+    EXPECT_EQ(displayWidth(text.substr(text.find('\n') + 1)), width) << text;
+    EXPECT_EQ(text.find("1/2") == std::string::npos, width < 42) << text;
+  }
 }
 
 TEST(Output, IsColouredOnTerminalsThatWantIt) {

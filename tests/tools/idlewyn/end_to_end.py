@@ -1,8 +1,10 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """end_to_end.py IDLEWYN SANDBOX_RELAY: the command against relays, all as processes."""
+import fcntl
 import json
 import os
+import signal
 import stat
 import sys
 import time
@@ -33,6 +35,8 @@ class Demo(CommandTest):
                                 ("/bin/echo", "introduce")):
             self.environment["IDLEWYN_SANDBOX_RELAY"] = program
             self.assertIn(reason, self.run_command("demo", status=1))
+        self.environment["TMPDIR"] = "/nonexist"
+        self.assertIn("TMPDIR must", self.run_command("demo", status=1))
         self.assertEqual(list((self.home / "tmp").iterdir()), [])
 
     def test_tour_that_is_interrupted_takes_its_relays_along(self):
@@ -117,14 +121,23 @@ class Pairing(CommandTest):
             self.assertIn("over http", err)
             self.assertEqual(self.run_json("unpair")["address"], relay.address)
 
-    def test_damaged_list_stops_before_the_code_is_spent(self):
+    def test_a_list_that_cannot_be_written_stops_before_the_code_is_spent(self):
         self.file.parent.mkdir(parents=True)
         self.file.write_text("[{")
+        self.file.chmod(0o600)
         with Relay() as relay:
             self.note_secrets(relay)
             error = self.run_json("pair", relay.pairingLink, "--agent", "claude", status=1)
             self.assertEqual(error["error"]["kind"], "storage")
             self.assertEqual(self.file.read_text(), "[{")
+            self.environment["XDG_DATA_HOME"] = "/proc/x"
+            self.run_command("pair", relay.pairingLink, "--agent", "claude", status=1)
+            self.environment["XDG_DATA_HOME"] = str(self.home / "data")
+            with open(self.file.with_suffix(".lock"), "w") as lock:
+                fcntl.flock(lock, fcntl.LOCK_EX)
+                waiting = self.start("pair", relay.pairingLink, "--agent", "claude")
+                self.wait_for_handler(waiting, signal.SIGINT)
+                self.interrupt(waiting)
             self.assertEqual(relay.control("requests", method="GET")["requests"], [])
             self.file.unlink()
             self.run_command("pair", relay.pairingLink, "--agent", "claude")
@@ -141,6 +154,16 @@ class Pairing(CommandTest):
                           ("watch", "--count", "SESAME"), ("pair", "--agent", "claude"), ()):
             self.assertEqual(self.run_json(*arguments, status=2)["error"]["kind"], "usage")
             self.assertIn("idlewyn: ", self.run_command(*arguments, status=2))
+
+    def test_wrong_arguments_are_explained(self):
+        for arguments, part in ((("bogus",), "no command"), ((), "pair, sessions, watch"),
+                                (("sessions", "--agent", "x"), "for --agent"),
+                                (("watch", "--count", "x"), "for --count"),
+                                (("watch", "--count", "0"), "for --count"),
+                                (("approvals", "maybe"), "for switch"),
+                                (("allow", "-x"), "goes after --"), (("allow", ""), "is empty")):
+            self.assertIn(part, self.run_command(*arguments, status=2))
+        self.assertIn("idlewyn: ", self.run_command("allow", "--", "--json", status=1))
 
 
 class Sessions(CommandTest):
@@ -178,7 +201,7 @@ class Sessions(CommandTest):
                 other.control("faults", method="DELETE")
             one.stop()
             other.stop()
-            self.run_command("sessions", status=20)
+            self.assertNotIn("No sessions", self.run_command("sessions", status=20))
             self.run_command("allow", "p", status=20)
 
     def test_hostile_texts_are_whole_and_harmless(self):
@@ -193,9 +216,13 @@ class Sessions(CommandTest):
             self.assertIn("rule Bash(\\u{2066})", text)
             for hidden in "\x1b\u202e\u200b\u2066":
                 self.assertNotIn(hidden, text)
-            self.assertEqual(self.run_json("sessions")["sessions"][0]["permission"]["detail"],
-                             detail)
+            raw = self.run_command("sessions", "--json")
+            self.assertEqual(json.loads(raw)["sessions"][0]["permission"]["detail"], detail)
+            self.assertNotIn("\u202e", raw)
             self.assertIn(shown, self.run_command("allow", "p\\u{200B}1"))
+            relay.show(session("claude", {"id": "p", "detail": "ls", "alwaysRule": ""}))
+            self.assertNotIn("alwaysRule", self.run_command("sessions", "--json"))
+            self.assertIn("carries no rule", self.run_command("always", "p", status=1))
 
     def test_without_a_pairing_say_so(self):
         self.assertEqual(self.run_json("sessions", status=1)["error"]["kind"], "notPaired")
@@ -276,6 +303,9 @@ class Settings(CommandTest):
             self.run_command("unpair", "--agent", "codex", "--forget")
             relay.control("faults", method="DELETE")
             stale = self.file.read_text()
+            self.file.write_text(json.dumps(json.loads(stale) + json.loads(stale.replace(
+                '"accessToken":"', '"accessToken":"an-older-'))))
+            self.assertIn("another pairing", self.run_command("unpair", "--agent", "claude"))
             self.run_command("unpair")
             self.assertEqual(json.loads(self.file.read_text()), [])
             self.file.write_text(stale)

@@ -135,6 +135,14 @@ class CommandTest(unittest.TestCase):
         self.note_secrets(relay)
         return self.run_json("pair", "-", "--agent", agent, input=relay.pairingLink + "\n")
 
+    def wait_for_handler(self, process, number):
+        """Until the process takes that signal itself."""
+        caught = 0
+        while not caught >> (number - 1) & 1:
+            self.assertIsNone(process.poll())
+            status = pathlib.Path(f"/proc/{process.pid}/status").read_text()
+            caught = int(re.search(r"SigCgt:\s*(\w+)", status)[1], 16)
+
     def interrupt(self, process):
         process.send_signal(signal.SIGINT)
         return self.finish(process, 130)
