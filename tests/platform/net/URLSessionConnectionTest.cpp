@@ -102,9 +102,20 @@ TEST(URLSession, ReplacesAWholeBurstOfClosedConnections) {
   for (const Transport& transport : transports()) {
     if (transport.outcome != std::string("200 ok")) continue;
     SCOPED_TRACE(transport.name);
-    RawServer server(transport.script, transport.tls);
+    // Nobody is answered before all have asked: one who came late could else be given a kept
+    // connection that is about to be closed.
+    std::atomic<int> asked = 0, expected = 0;
+    RawServer server(
+        [&](Connection& connection) {
+          connection.readRequest();
+          ++asked;
+          waitUntil([&] { return asked >= expected; });
+          connection.write(RawServer::answer("ok"));
+        },
+        transport.tls);
     const auto session = trustingSession();
     for (int round = 1; round <= 3; ++round) {
+      expected = size * round;
       EXPECT_EQ(answersOf(session, post(server.url("/"), "{}"), size), size) << round;
       ASSERT_TRUE(server.waitForClosed(size * round));
     }
