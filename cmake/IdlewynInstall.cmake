@@ -1,15 +1,44 @@
-# What an installed copy holds: the shared library, its headers, the package for CMake and
-# pkg-config. Everything is relative to the prefix, so that it can be moved.
+# What an installed copy holds: the libraries, their headers, packages for CMake and pkg-config.
+# Everything is relative to the prefix, so that it can be moved.
 include(CMakePackageConfigHelpers)
 
-install(TARGETS IdlewynKitCore EXPORT IdlewynKitTargets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-set_target_properties(IdlewynKitCore PROPERTIES EXPORT_NAME Core)
-install(EXPORT IdlewynKitTargets NAMESPACE IdlewynKit::
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/IdlewynKit)
+set(IDLEWYN_COMPONENTS Core)
+set(IDLEWYN_WITHOUT ui gtk platform/view UI.hpp)
+if(IDLEWYN_UI)
+  list(APPEND IDLEWYN_COMPONENTS UI)
+  list(REMOVE_ITEM IDLEWYN_WITHOUT ui platform/view UI.hpp)
+endif()
+if(IDLEWYN_GTK)
+  list(APPEND IDLEWYN_COMPONENTS Gtk)
+  list(REMOVE_ITEM IDLEWYN_WITHOUT gtk)
+endif()
 
+file(RELATIVE_PATH IDLEWYN_PREFIX_FROM_PC
+  /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+# Shared libraries bring what they need; archives leave it to who links them.
+if(IDLEWYN_STATIC)
+  set(IDLEWYN_PC_CORE "libcurl openssl simdjson libutf8proc sqlite3")
+  set(IDLEWYN_PC_UI "cairo cairo-svg cairo-pdf cairo-png pangocairo pangoft2 harfbuzz icu-i18n icu-uc")
+endif()
+foreach(component IN LISTS IDLEWYN_COMPONENTS)
+  string(TOLOWER ${component} lower)
+  install(TARGETS IdlewynKit${component} EXPORT IdlewynKit${component}Targets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  set_target_properties(IdlewynKit${component} PROPERTIES INSTALL_RPATH "$ORIGIN")
+  install(EXPORT IdlewynKit${component}Targets NAMESPACE IdlewynKit::
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/IdlewynKit)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/idlewynkit-${lower}.pc.in
+    ${PROJECT_BINARY_DIR}/idlewynkit-${lower}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/idlewynkit-${lower}.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()
+
+set(excluded PATTERN internal EXCLUDE)
+foreach(part IN LISTS IDLEWYN_WITHOUT)
+  list(APPEND excluded REGEX "IdlewynKit/${part}(/|$)" EXCLUDE)
+endforeach()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/IdlewynKit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-  FILES_MATCHING PATTERN "*.hpp" PATTERN internal EXCLUDE)
+  FILES_MATCHING PATTERN "*.hpp" ${excluded})
 install(FILES ${PROJECT_BINARY_DIR}/generated/IdlewynKit/Version.hpp
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/IdlewynKit)
 
@@ -21,10 +50,3 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/IdlewynKitConfigVersion.c
 install(FILES ${PROJECT_BINARY_DIR}/IdlewynKitConfig.cmake
   ${PROJECT_BINARY_DIR}/IdlewynKitConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/IdlewynKit)
-
-file(RELATIVE_PATH IDLEWYN_PREFIX_FROM_PC
-  /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
-configure_file(${PROJECT_SOURCE_DIR}/cmake/idlewynkit-core.pc.in
-  ${PROJECT_BINARY_DIR}/idlewynkit-core.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/idlewynkit-core.pc
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

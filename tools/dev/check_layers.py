@@ -14,7 +14,7 @@ import sys
 INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]')
 FREE = ("Export.hpp", "Version.hpp")
 SOURCES = (".hpp", ".cpp")
-UMBRELLAS = ("IdlewynKit/IdlewynKit.hpp", "IdlewynKit/Version.cpp")
+UMBRELLAS = ("IdlewynKit/IdlewynKit.hpp", "IdlewynKit/UI.hpp", "IdlewynKit/Version.cpp")
 
 
 def table(text, marker):

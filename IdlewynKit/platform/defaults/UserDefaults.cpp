@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: MIT
+#include <IdlewynKit/platform/defaults/UserDefaults.hpp>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <utility>
+
+#include <IdlewynKit/platform/base/UTF8.hpp>
+#include <IdlewynKit/platform/sqlite/DataDirectory.hpp>
+#include <IdlewynKit/platform/sqlite/DatabaseFile.hpp>
+
+namespace idlewyn::platform {
+namespace {
+
+constexpr DatabaseFile::Format format(
+    // The value's own type tells bytes, text, integers and reals apart.
+    "CREATE TABLE defaults(key TEXT NOT NULL PRIMARY KEY, isBoolean INTEGER NOT NULL,"
+    " value BLOB) WITHOUT ROWID",
+    0x49646c64, DatabaseFile::Durability::process, false);
+
+constexpr std::size_t longestName = 200;
+
+bool isSuiteName(std::string_view name) {
+  const auto isForbidden = [](char c) {
+    return c == '/' || static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
+  };
+  return !name.empty() && name.size() <= longestName && name[0] != '.' &&
+         std::none_of(name.begin(), name.end(), isForbidden) && isValidUTF8(name);
+}
+
+DatabaseFile* fileOf(std::string_view name) {
+  const std::optional<std::filesystem::path> directory = dataDirectory();
+  if (!directory) return nullptr;
+  return &DatabaseFile::at(*directory / "defaults" / (std::string(name) + ".sqlite3"), format);
+}
+
+// As it was at the start, should the file have been replaced since.
+std::string nameOfExecutable() {
+  std::array<char, 4096> buffer;
+  const ssize_t size = readlink("/proc/self/exe", buffer.data(), buffer.size());
+  std::string_view name(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+  constexpr std::string_view deleted = " (deleted)";
+  if (name.ends_with(deleted)) name.remove_suffix(deleted.size());
+  name.remove_prefix(name.rfind('/') + 1);
+  return isSuiteName(name) ? std::string(name) : "standard";
+}
+
+std::optional<UserDefaults::Value> valueIn(const Query& row) {
+  const bool isBoolean = row.integer(0) != 0;
+  switch (row.type(1)) {
+    case Query::Type::data: return Data::ofText(row.bytes(1));
+    case Query::Type::text: return row.bytes(1);
+    case Query::Type::integer:
+      if (isBoolean) return row.integer(1) != 0;
+      return row.integer(1);
+    case Query::Type::real: return row.real(1);
+    case Query::Type::null: return std::numeric_limits<double>::quiet_NaN();
+  }
+  return std::nullopt;
+}
+
+void bindValue(Query& query, const UserDefaults::Value& value) {
+  query.bind(2, std::int64_t{std::holds_alternative<bool>(value)});
+  if (const bool* boolean = std::get_if<bool>(&value)) return query.bind(3, std::int64_t{*boolean});
+  if (const auto* text = std::get_if<std::string>(&value)) {
+    return query.bind(3, std::string_view(*text));
+  }
+  if (const auto* data = std::get_if<Data>(&value)) return query.bind(3, *data);
+  if (const auto* number = std::get_if<std::int64_t>(&value)) return query.bind(3, *number);
+  query.bind(3, std::get<double>(value));
+}
+
+}  // namespace
+
+/// Without a file everything is absent and nothing can be set.
+class UserDefaults::Store {
+ public:
+  explicit Store(DatabaseFile* file) noexcept : file_(file) {}
+
+  std::optional<Value> value(std::string_view key) const {
+    std::optional<Value> found;
+    if (file_ == nullptr) return found;
+    file_->read([&](DatabaseFile::Session& session) {
+      return session.query("SELECT isBoolean, value FROM defaults WHERE key = ?1",
+                           [&](Query& query) {
+                             query.bind(1, key);
+                             const Outcome outcome = query.step();
+                             if (outcome == Outcome::row) found = valueIn(query);
+                             return outcome;
+                           });
+    });
+    return found;
+  }
+
+  bool set(std::string_view key, const Value& value) const {
+    const auto* text = std::get_if<std::string>(&value);
+    if (file_ == nullptr || !isValidUTF8(key) || (text != nullptr && !isValidUTF8(*text))) {
+      return false;
+    }
+    return isDone(file_->write(DatabaseFile::Missing::make, [&](DatabaseFile::Session& session) {
+      return session.query("REPLACE INTO defaults VALUES(?1, ?2, ?3)", [&](Query& query) {
+        query.bind(1, key);
+        bindValue(query, value);
+        return query.step();
+      });
+    }));
+  }
+
+  bool remove(std::string_view key) const {
+    if (file_ == nullptr) return false;
+    const Outcome outcome =
+        file_->write(DatabaseFile::Missing::leave, [&](DatabaseFile::Session& session) {
+          return session.query("DELETE FROM defaults WHERE key = ?1", [&](Query& query) {
+            query.bind(1, key);
+            return query.step();
+          });
+        });
+    return isDone(outcome) || outcome == Outcome::absent;
+  }
+
+ private:
+  static bool isDone(Outcome outcome) { return outcome == Outcome::done; }
+
+  DatabaseFile* file_;
+};
+
+UserDefaults::UserDefaults(std::shared_ptr<Store> store) : store_(std::move(store)) {}
+
+UserDefaults UserDefaults::standard() {
+  static const std::string* const name = new std::string(nameOfExecutable());
+  return UserDefaults(std::make_shared<Store>(fileOf(*name)));
+}
+
+std::optional<UserDefaults> UserDefaults::suite(std::string_view name) {
+  if (!isSuiteName(name)) return std::nullopt;
+  DatabaseFile* const file = fileOf(name);
+  if (file == nullptr || file->probe() == Outcome::unopenable) return std::nullopt;
+  return UserDefaults(std::make_shared<Store>(file));
+}
+
+std::optional<UserDefaults::Value> UserDefaults::value(std::string_view key) const {
+  return store_->value(key);
+}
+
+std::optional<Data> UserDefaults::data(std::string_view key) const {
+  std::optional<Value> found = store_->value(key);
+  Data* const data = found ? std::get_if<Data>(&*found) : nullptr;
+  return data ? std::optional(std::move(*data)) : std::nullopt;
+}
+
+bool UserDefaults::set(std::string_view key, const Value& value) { return store_->set(key, value); }
+
+bool UserDefaults::remove(std::string_view key) { return store_->remove(key); }
+
+}  // namespace idlewyn::platform
