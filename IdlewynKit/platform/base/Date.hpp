@@ -49,5 +49,7 @@ IDLEWYNKIT_EXPORT std::chrono::system_clock::time_point toSystemClock(Date date)
 
 /// The first instant of year 1 in the proleptic Gregorian calendar, UTC: "never".
 inline constexpr Date distantPast = dateFromReferenceSeconds(-63'113'904'000.0);
+/// The first instant of year 4001, UTC: later than any date that is meant.
+inline constexpr Date distantFuture = dateFromReferenceSeconds(63'113'904'000.0);
 
 }  // namespace idlewyn::platform

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <functional>
+#include <list>
+
+#include <gio/gio.h>
+#include <gtk/gtk.h>
+
+#include <IdlewynKit/platform/view/Color.hpp>
+
+namespace idlewyn::gtk {
+
+/// What the user has set for the whole desktop. GTK's thread only; made on first use, never
+/// destroyed.
+class DesktopSettings {
+ public:
+  static DesktopSettings& shared();
+
+  platform::Appearance appearance() const;
+  /// 1 for text of the usual size.
+  double textScale() const;
+  bool animationsEnabled() const;
+
+  /// Calls `changed` after each change until the observation is ended.
+  using Observation = std::list<std::function<void()>>::iterator;
+  Observation observe(std::function<void()> changed);
+  void endObservation(Observation observation) { observers_.erase(observation); }
+
+ private:
+  DesktopSettings();
+  void askPortal();
+  void setColorScheme(GVariant* value);
+  void notify();
+
+  static void portalReady(GObject* source, GAsyncResult* result, gpointer self);
+  static void portalAnswered(GObject* source, GAsyncResult* result, gpointer self);
+  static void portalSignalled(GDBusProxy* proxy, const char* sender, const char* signal,
+                              GVariant* parameters, gpointer self);
+
+  enum class ColorScheme { unknown, noPreference, dark, light };
+
+  GtkSettings* settings_;
+  GDBusProxy* portal_ = nullptr;
+  ColorScheme colorScheme_ = ColorScheme::unknown;
+  std::list<std::function<void()>> observers_;
+};
+
+}  // namespace idlewyn::gtk

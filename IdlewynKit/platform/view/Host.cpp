@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+#include <IdlewynKit/platform/view/Host.hpp>
+#include <IdlewynKit/platform/view/internal/Canvas.hpp>
+#include <IdlewynKit/platform/view/internal/Resolver.hpp>
+#include <IdlewynKit/platform/view/internal/Sanity.hpp>
+
+namespace idlewyn::platform {
+namespace {
+
+Frame produce(const View& view, const Environment& environment, const Proposal& proposal,
+              detail::Memory* memory, Date now) {
+  detail::Resolver resolver(environment, memory, now);
+  Frame frame;
+  detail::Box* root = resolver.resolve(view);
+  frame.nextChange = resolver.nextChange();
+  frame.isAnimating = resolver.isAnimating();
+  if (!root) return frame;
+
+  const Proposal offer = sane(proposal);
+  frame.size = root->size(offer);
+  detail::Canvas canvas;
+  root->place(Point(), offer, canvas);
+  frame.operations = canvas.takeOperations();
+  frame.elements = canvas.takeElements();
+  return frame;
+}
+
+}  // namespace
+
+Host::Host() : memory_(std::make_unique<detail::Memory>()) {}
+Host::Host(Host&&) noexcept = default;
+Host& Host::operator=(Host&&) noexcept = default;
+Host::~Host() = default;
+
+Frame Host::frame(const View& view, const Environment& environment, const Proposal& proposal,
+                  Date now) {
+  memory_->beginFrame(now);
+  Frame frame = produce(view, environment, proposal, memory_.get(), now);
+  memory_->endFrame();
+  return frame;
+}
+
+Frame frameOf(const View& view, const Environment& environment, const Proposal& proposal,
+              Date now) {
+  return produce(view, environment, proposal, nullptr, now);
+}
+
+}  // namespace idlewyn::platform

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include <IdlewynKit/platform/view/internal/Resolver.hpp>
+#include <IdlewynKit/platform/view/internal/Sanity.hpp>
+
+namespace idlewyn::platform::detail {
+namespace {
+
+/// A few hundred bytes of stack a level, on threads with small stacks too.
+constexpr int maximumDepth = 512;
+
+}  // namespace
+
+Resolver::Resolver(const Environment& outer, Memory* memory, Date now)
+    : environment(outer), memory_(memory), now_(now) {}
+
+Box* Resolver::resolve(const View& view, std::uint64_t place) {
+  const ViewNode* node = view.node_.get();
+  if (!node || depth_ == maximumDepth) return nullptr;
+  const std::uint64_t outer = std::exchange(identity_, mixed(identity_, place));
+  ++depth_;
+  Box* box = node->resolve(*this);
+  --depth_;
+  identity_ = outer;
+  return box;
+}
+
+Box* Resolver::resolveBody(View body, std::uint64_t place) {
+  bodies_.push_back(std::move(body));
+  // Copied, for the vector may grow on the way down.
+  const View view = bodies_.back();
+  return resolve(view, place);
+}
+
+std::string_view Resolver::keep(std::string_view text) {
+  const auto copy = arena_.array<char>(text.size());
+  std::copy(text.begin(), text.end(), copy.begin());
+  return {copy.data(), copy.size()};
+}
+
+Numbers Resolver::moved(Slot slot, const Numbers& target) {
+  if (!memory_) return target;
+  const auto presence = memory_->numbers(
+      identity(slot), target, environment.animationsEnabled ? animation : std::nullopt);
+  isAnimating_ |= presence.isMoving;
+  return presence.numbers;
+}
+
+bool Resolver::hasChanged(const EquatableValue& value) {
+  return memory_ && memory_->hasChanged(identity(Slot::animation), value);
+}
+
+double Resolver::pulseOpacity(const EquatableValue& value) {
+  if (!memory_) return 1;
+  const auto presence =
+      memory_->pulse(identity(Slot::pulse), value, environment.animationsEnabled);
+  isAnimating_ |= presence.isMoving;
+  return presence.numbers[0];
+}
+
+void Resolver::noteChange(std::optional<Date> date) {
+  if (!date || !std::isfinite(secondsSinceReferenceDate(*date))) return;
+  Date change = *date;
+  if (change <= now_) {
+    const double now = secondsSinceReferenceDate(now_);
+    change = dateFromReferenceSeconds(std::nextafter(now, std::numeric_limits<double>::infinity()));
+  }
+  if (!nextChange_ || change < *nextChange_) nextChange_ = change;
+}
+
+}  // namespace idlewyn::platform::detail

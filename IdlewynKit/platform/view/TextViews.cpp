@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: MIT
+#include <algorithm>
+
+#include <IdlewynKit/platform/view/Views.hpp>
+#include <IdlewynKit/platform/view/internal/Canvas.hpp>
+#include <IdlewynKit/platform/view/internal/Resolver.hpp>
+#include <IdlewynKit/platform/view/internal/Sanity.hpp>
+#include <IdlewynKit/platform/view/internal/TextBox.hpp>
+#include <IdlewynKit/platform/view/internal/TimeText.hpp>
+
+namespace idlewyn::platform {
+namespace detail {
+namespace {
+
+/// Narrower than any glyph: nothing is shaped for it.
+constexpr double leastTextWidth = 1;
+
+TextRequest request(const Environment& environment, std::string_view text) {
+  TextRequest request{text, environment.font, saneTextScale(environment.textScale)};
+  if (environment.hasMonospacedDigits) request.font = request.font.monospacedDigit();
+  if (environment.lineLimit) request.lineLimit = std::max(*environment.lineLimit, 1);
+  request.truncation = environment.truncation;
+  return request;
+}
+
+class TextNode final : public ViewNode {
+ public:
+  explicit TextNode(std::string text) : text_(std::move(text)) {}
+  Box* resolve(Resolver& resolver) const override {
+    return resolver.make<TextBox>(resolver, text_);
+  }
+
+ private:
+  std::string text_;
+};
+
+using TimeFormat = TimeText (*)(Date date, Date now, std::string_view locale);
+
+class TimeTextNode final : public ViewNode {
+ public:
+  TimeTextNode(TimeFormat format, Date date) : format_(format), date_(date) {}
+
+  Box* resolve(Resolver& resolver) const override {
+    const TimeText shown = format_(date_, resolver.now(), resolver.environment.locale);
+    resolver.noteChange(shown.nextChange);
+    return resolver.make<TextBox>(resolver, resolver.keep(shown.text));
+  }
+
+ private:
+  TimeFormat format_;
+  Date date_;
+};
+
+}  // namespace
+
+TextBox::TextBox(const Resolver& resolver, std::string_view text)
+    : Box(Stretch()),
+      request_(request(resolver.environment, text)),
+      paint_(resolved(resolver.environment.foreground, resolver.environment.appearance)),
+      ideal_(shapeText(request_)) {}
+
+const std::shared_ptr<const ShapedText>& TextBox::shaped(const Proposal& proposal) {
+  // What was measured once may come back as an offer, a little off.
+  constexpr double tolerance = 1e-6;
+  static const std::shared_ptr<const ShapedText> nothing;
+  if (!proposal.width || *proposal.width + tolerance >= metricsOf(*ideal_).size.width) {
+    return ideal_;
+  }
+  if (*proposal.width < leastTextWidth) return nothing;
+  if (fittedWidth_ != *proposal.width) {
+    fittedWidth_ = *proposal.width;
+    request_.width = fittedWidth_;
+    fitted_ = shapeText(request_);
+  }
+  return fitted_;
+}
+
+Size TextBox::size(const Proposal& proposal) {
+  const auto& text = shaped(proposal);
+  return text ? metricsOf(*text).size : Size{0, metricsOf(*ideal_).size.height};
+}
+
+double TextBox::capitalsCentre(const Proposal& proposal) {
+  const auto& text = shaped(proposal);
+  const TextMetrics& metrics = metricsOf(text ? *text : *ideal_);
+  return metrics.baseline - metrics.capHeight / 2;
+}
+
+void TextBox::place(Point origin, const Proposal& proposal, Canvas& canvas) {
+  const Rect rect{origin, size(proposal)};
+  if (const auto& text = shaped(proposal)) {
+    canvas.draw(TextOperation{text, origin, stretchedOver(paint_, rect)});
+  }
+  canvas.speak(AccessibleRole::text, request_.text, rect);
+}
+
+}  // namespace detail
+
+Text::Text(std::string text)
+    : View(detail::NodeReference(new detail::TextNode(std::move(text)))) {}
+
+Text Text::timer(Date start) {
+  return Text(detail::NodeReference(new detail::TimeTextNode(timerText, start)));
+}
+
+Text Text::relative(Date date) {
+  return Text(detail::NodeReference(new detail::TimeTextNode(relativeDateText, date)));
+}
+
+}  // namespace idlewyn::platform

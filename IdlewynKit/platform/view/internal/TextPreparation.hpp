@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+
+#include <IdlewynKit/platform/view/internal/TextShaping.hpp>
+
+namespace idlewyn::platform {
+
+inline constexpr double maximumTextWidth = 50'000;
+inline constexpr int maximumLines = 4096;
+
+struct PreparedText {
+  std::string text;  ///< UTF-8 without control characters but line feeds and tabs
+  bool isCut = false;
+};
+
+/// What of a request's text is worth shaping at `size` points and at most `width`, for `lines`
+/// lines.
+PreparedText prepareText(const TextRequest& request, double size, double width, int lines);
+
+}  // namespace idlewyn::platform

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+/// Two counts put into a sentence that the application may have translated.
+///
+///     countText("%lld/%lld", 3, 4);   // "3/4"
+namespace idlewyn::internal {
+
+/// `format` is looked up by gettext in the application's current domain. A translation may say
+/// `%lld` twice, or `%1$lld` and `%2$lld` in any order and number, and `%%`; one that does anything
+/// else, or leaves a count out, is not used. `format` itself must say `%lld` twice.
+std::string countText(const char* format, std::int64_t first, std::int64_t second);
+
+}  // namespace idlewyn::internal
