@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-/// The whole of IdlewynKit::Core: pair, fetch, answer, detect.
+/// The whole of IdlewynKit::Core: pair, fetch, answer, detect, keep.
 ///
 ///     LiveSessionService service{RelayClient(URLSession::shared())};
 ///     Connection connection = wait(service.pair(link.serverURL, ...));
@@ -9,15 +9,21 @@
 #include <IdlewynKit/demo/DemoSessions.hpp>
 #include <IdlewynKit/model/JSONCoding.hpp>
 #include <IdlewynKit/model/SessionTransition.hpp>
+#include <IdlewynKit/platform/bundle/Bundle.hpp>
 #include <IdlewynKit/platform/tasks/Wait.hpp>
+#include <IdlewynKit/push/PushGatewayClient.hpp>
 #include <IdlewynKit/relay/LiveSessionService.hpp>
 #include <IdlewynKit/relay/PairingLink.hpp>
 #include <IdlewynKit/relay/RelayError.hpp>
 #include <IdlewynKit/security/CertificatePin.hpp>
 #include <IdlewynKit/security/PinningDelegate.hpp>
+#include <IdlewynKit/storage/AppGroup.hpp>
+#include <IdlewynKit/storage/ConnectionStore.hpp>
+#include <IdlewynKit/storage/SnapshotStore.hpp>
 
 namespace idlewyn {
 
+using platform::Bundle;
 using platform::Data;
 using platform::DateClock;
 using platform::HTTPResponse;

@@ -2,14 +2,11 @@
 #include <IdlewynKit/push/PushGatewayClient.hpp>
 
 #include <chrono>
-#include <exception>
 #include <map>
 #include <mutex>
 #include <tuple>
 #include <utility>
 #include <variant>
-
-#include <boost/asio/this_coro.hpp>
 
 #include <IdlewynKit/platform/coding/JSONDecoder.hpp>
 #include <IdlewynKit/platform/coding/JSONEncoder.hpp>
@@ -72,8 +69,6 @@ std::string readKey(URLSession::Outcome outcome) {
   return platform::JSONDecoder().decode<Registered>(response.body).pushKey;
 }
 
-// In a cancelled coroutine asio throws at the next co_await and the exchange's outcome would be
-// lost, so that is switched off around it, and back to the caller's setting after it.
 template <class Keys>
 awaitable<std::optional<std::string>> obtainKey(std::optional<URL> gateway,
                                                 std::shared_ptr<Keys> keys, std::string token,
@@ -82,19 +77,9 @@ awaitable<std::optional<std::string>> obtainKey(std::optional<URL> gateway,
   const std::string name = environment + ":" + token;
   std::optional<std::string> key = keys->find(name);
   if (key) co_return key;
-  const URLRequest request = registrationRequest(*gateway, token, environment);
-  const bool throwIfCancelled = co_await boost::asio::this_coro::throw_if_cancelled();
-  co_await boost::asio::this_coro::throw_if_cancelled(false);
-  std::optional<URLSession::Outcome> outcome;
-  std::exception_ptr failure;
-  try {
-    outcome.emplace(co_await URLSession::shared()->exchange(request));
-  } catch (...) {
-    failure = std::current_exception();
-  }
-  co_await boost::asio::this_coro::throw_if_cancelled(throwIfCancelled);
-  if (failure) std::rethrow_exception(failure);
-  key = readKey(std::move(*outcome));
+  // The only wait. Once begun it has an outcome however it is cancelled.
+  URLRequest request = registrationRequest(*gateway, token, environment);
+  key = readKey(co_await URLSession::shared()->exchange(std::move(request)));
   keys->store(name, *key);
   co_return key;
 }

@@ -47,10 +47,7 @@ std::string uriOf(const std::string& path) {
 
 }  // namespace
 
-Query::~Query() {
-  sqlite3_reset(statement_);
-  sqlite3_clear_bindings(statement_);
-}
+Query::~Query() { sqlite3_reset(statement_); }
 
 void Query::bind(int parameter, std::string_view text) noexcept {
   isUnbound_ |= sqlite3_bind_text64(statement_, parameter, text.data() ? text.data() : "",
@@ -100,8 +97,8 @@ double Query::real(int column) const noexcept { return sqlite3_column_double(sta
 
 Outcome Connection::open(const std::string& path, Access access) {
   close(Closing::quick);
-  int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_NOFOLLOW |
-              SQLITE_OPEN_EXRESCODE;
+  int flags =
+      SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_EXRESCODE;
   flags |= access == Access::any ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY | SQLITE_OPEN_URI;
   const std::string name = access == Access::any ? path : uriOf(path);
   errno = 0;
@@ -110,24 +107,24 @@ Outcome Connection::open(const std::string& path, Access access) {
     close(Closing::quick);
     return outcome;
   }
+  isReadOnly_ = sqlite3_db_readonly(database_, "main") == 1;
   // A file that somebody else has made up may not run code of its own choice.
   sqlite3_db_config(database_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
   sqlite3_db_config(database_, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
   return Outcome::done;
 }
 
-bool Connection::isReadOnly() const noexcept { return sqlite3_db_readonly(database_, "main") == 1; }
-
 Outcome Connection::prepare(std::string_view sql, sqlite3_stmt*& statement) {
-  if (const auto kept = statements_.find(sql); kept != statements_.end()) {
-    statement = kept->second;
+  for (const Prepared& prepared : statements_) {
+    if (prepared.sql != sql) continue;
+    statement = prepared.statement;
     return Outcome::done;
   }
   errno = 0;
   const Outcome outcome =
       outcomeOf(sqlite3_prepare_v3(database_, sql.data(), static_cast<int>(sql.size()),
                                    SQLITE_PREPARE_PERSISTENT, &statement, nullptr));
-  if (outcome == Outcome::done) statements_.emplace(sql, statement);
+  if (outcome == Outcome::done) statements_.push_back({std::string(sql), statement});
   return outcome;
 }
 
@@ -150,8 +147,8 @@ std::int64_t Connection::changes() const noexcept { return sqlite3_changes64(dat
 
 void Connection::close(Closing closing) noexcept {
   if (database_ == nullptr) return;
-  for (const auto& [sql, statement] : statements_)
-    sqlite3_finalize(statement);
+  for (const Prepared& prepared : statements_)
+    sqlite3_finalize(prepared.statement);
   statements_.clear();
   if (closing == Closing::quick) {
     sqlite3_db_config(database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);

@@ -2,10 +2,9 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
-#include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <IdlewynKit/platform/base/Data.hpp>
 
@@ -35,8 +34,8 @@ enum class Outcome : std::uint8_t {
   failed,
 };
 
-/// A statement in use. Frees what it holds when it goes out of scope; what was bound must live
-/// until then. Parameters count from 1 and columns from 0.
+/// A statement in use, which lets go of its locks when it goes out of scope; what was bound must
+/// live until then. Parameters count from 1 and columns from 0; each use binds all of them.
 class Query {
  public:
   enum class Type : std::uint8_t { null, data, text, integer, real };
@@ -80,7 +79,7 @@ class Connection {
   /// Leaves a closed connection when the outcome is not `done`.
   Outcome open(const std::string& path, Access access);
   bool isOpen() const noexcept { return database_ != nullptr; }
-  bool isReadOnly() const noexcept;
+  bool isReadOnly() const noexcept { return isReadOnly_; }
 
   /// The statement is prepared once and kept.
   Outcome prepare(std::string_view sql, sqlite3_stmt*& statement);
@@ -105,8 +104,14 @@ class Connection {
   Connection& operator=(const Connection&) = delete;
 
  private:
+  struct Prepared {
+    std::string sql;
+    sqlite3_stmt* statement;
+  };
+
   sqlite3* database_ = nullptr;
-  std::map<std::string, sqlite3_stmt*, std::less<>> statements_;
+  bool isReadOnly_ = false;
+  std::vector<Prepared> statements_;
 };
 
 }  // namespace idlewyn::platform

@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <map>
 #include <memory>
+#include <optional>
 #include <thread>
 
 #include <IdlewynKit/platform/sqlite/internal/PrivateFiles.hpp>
@@ -20,6 +21,8 @@ namespace idlewyn::platform {
 namespace {
 
 constexpr std::chrono::milliseconds longestWait(2000), longestPause(20);
+// Looking costs as much as half a read.
+constexpr std::chrono::milliseconds longestTrust(5);
 constexpr int attempts = 4;
 constexpr std::int64_t formatVersion = 1;
 constexpr std::uintmax_t pageSize = 4096;
@@ -111,14 +114,17 @@ Outcome DatabaseFile::probe() {
 // SQLite could wait by itself, but with the connection in its hands: nobody else could read.
 template <class Attempt>
 Outcome DatabaseFile::patiently(const Attempt& attempt) {
-  const auto deadline = std::chrono::steady_clock::now() + longestWait;
+  std::optional<std::chrono::steady_clock::time_point> deadline;
   std::chrono::milliseconds pause(1);
   while (true) {
     const Outcome outcome = [&] {
       const std::lock_guard lock(mutex_);
       return attempt();
     }();
-    if (outcome != Outcome::busy || std::chrono::steady_clock::now() >= deadline) return outcome;
+    if (outcome != Outcome::busy) return outcome;
+    const auto now = std::chrono::steady_clock::now();
+    if (!deadline) deadline = now + longestWait;
+    if (now >= *deadline) return outcome;
     std::this_thread::sleep_for(pause);
     pause = std::min(2 * pause, longestPause);
   }
@@ -146,6 +152,7 @@ Outcome DatabaseFile::writeNow(Missing missing, Operation operation) {
     }
     // Written into a file that nobody can find any more: once more, into the one that they do.
     if (!connection_.isOpen() || isStillThere()) return outcome;
+    connection_.close(Connection::Closing::quick);
   }
   return Outcome::busy;
 }
@@ -199,13 +206,16 @@ Outcome DatabaseFile::inspect(Identity& identity) const noexcept {
   return status.st_size == 0 ? Outcome::damaged : Outcome::done;
 }
 
-bool DatabaseFile::isStillThere() const noexcept {
+bool DatabaseFile::isStillThere() noexcept {
   Identity now;
-  return inspect(now) == Outcome::done && now == identity_;
+  if (inspect(now) != Outcome::done || now != identity_) return false;
+  lastSeen_ = std::chrono::steady_clock::now();
+  return true;
 }
 
 Outcome DatabaseFile::open() {
   if (connection_.isOpen()) {
+    if (std::chrono::steady_clock::now() - lastSeen_ < longestTrust) return Outcome::done;
     if (isStillThere()) return Outcome::done;
     connection_.close(Connection::Closing::quick);
   }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <mutex>
@@ -19,9 +20,9 @@
 ///
 /// The file lies in directories that are made with mode 0700, has mode 0600, a write-ahead log
 /// beside it and, while it is made or set aside, a lock in "NAME.lock". Operations wait for two
-/// seconds for locks of other processes, and other threads can go on meanwhile. A file that was
-/// removed or replaced underneath is noticed by the next operation, and a write is repeated when
-/// its file is gone afterwards. A damaged file is set aside as "NAME.damaged-TIME" by the first
+/// seconds for locks of other processes, and other threads can go on meanwhile. That the file was
+/// removed or replaced underneath is noticed by every write, which is then repeated, and by reads
+/// within a few milliseconds. A damaged file is set aside as "NAME.damaged-TIME" by the first
 /// write that meets it; nothing is ever deleted. In a forked child the file is opened anew: around
 /// a fork nothing is open.
 namespace idlewyn::platform {
@@ -38,10 +39,7 @@ class DatabaseFile {
   struct Format {
     constexpr Format(const char* schema, std::int64_t application, Durability durability,
                      bool isPrivate)
-        : schema(schema),
-          application(application),
-          durability(durability),
-          isPrivate(isPrivate) {}
+        : schema(schema), application(application), durability(durability), isPrivate(isPrivate) {}
 
     const char* schema;
     /// Told apart from databases of another kind by this number.
@@ -132,7 +130,7 @@ class DatabaseFile {
   Outcome make();
   Outcome fill(const std::string& path) const;
   Outcome inspect(Identity& identity) const noexcept;
-  bool isStillThere() const noexcept;
+  bool isStillThere() noexcept;
 
   const std::string path_;
   const std::string directory_;
@@ -141,6 +139,7 @@ class DatabaseFile {
   // The rest belongs to whoever holds the mutex.
   Connection connection_;
   Identity identity_;
+  std::chrono::steady_clock::time_point lastSeen_;
 };
 
 }  // namespace idlewyn::platform

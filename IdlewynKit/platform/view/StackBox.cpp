@@ -10,8 +10,8 @@ namespace {
 /// Sums of lengths are not exact.
 constexpr double tolerance = 1e-6;
 
-/// Arrangements a child that a frame may try. Ordinary trees need less than ten; stacks nested
-/// crosswise a hundred deep would need more than there is time for.
+/// Arrangements a child that a frame may try. Ordinary trees need less than ten; in rows and
+/// columns nested crosswise each level asks the next for more different sizes.
 constexpr std::int64_t triesPerChild = 64;
 
 Stretch stretchOf(std::span<Box* const> children) {

@@ -77,7 +77,11 @@ const std::shared_ptr<const ShapedText>& TextBox::shaped(const Proposal& proposa
 
 Size TextBox::size(const Proposal& proposal) {
   const auto& text = shaped(proposal);
-  return text ? metricsOf(*text).size : Size{0, metricsOf(*ideal_).size.height};
+  if (!text) return {0, metricsOf(*ideal_).size.height};
+  Size size = metricsOf(*text).size;
+  // An ellipsis may be wider than the offer; it sticks out without moving the others.
+  if (text != ideal_) size.width = std::min(size.width, *proposal.width);
+  return size;
 }
 
 double TextBox::capitalsCentre(const Proposal& proposal) {

@@ -32,9 +32,7 @@ class MemberScanner {
 
  private:
   // Blanks, and what stands between the keys and values of the outermost object.
-  void skipUntilToken() {
-    at_ = std::min(text_.find_first_not_of(" \t\r\n:,", at_), text_.size());
-  }
+  void skipUntilToken() { at_ = std::min(text_.find_first_not_of(" \t\r\n:,", at_), text_.size()); }
 
   std::string_view takeValue() {
     const std::size_t begin = at_;

@@ -9,7 +9,6 @@
 
 #include <hb-ot.h>
 #include <hb.h>
-#include <pango/pangofc-fontmap.h>
 
 #include <IdlewynKit/platform/view/FontFamilies.hpp>
 #include <IdlewynKit/platform/view/internal/TextShaping.hpp>
@@ -17,6 +16,7 @@
 namespace idlewyn::platform {
 namespace {
 
+constexpr double minimumSize = 0.01;
 constexpr double maximumSize = 2000;
 constexpr std::size_t maximumRemembered = 256;
 
@@ -77,7 +77,7 @@ void setFontFamilies(const FontFamilies& value) {
 
 double shapedSize(const Font& font, double textScale) {
   const double size = font.size() * (font.followsTextScale() ? textScale : 1);
-  return size > 0 ? std::min(size, maximumSize) : 0;
+  return size >= minimumSize ? std::min(size, maximumSize) : 0;
 }
 
 double capHeight(const Font& font, double textScale) {

@@ -27,6 +27,7 @@ class TextCache {
   }
 
   void insert(const TextRequest& request, const std::shared_ptr<const ShapedText>& shaped) {
+    if (!Equal()(request, request)) return;  // not a number: it could not be found again
     Entry entry{std::string(request.text), request, shaped, weightOf(request, *shaped)};
     if (entry.weight > maximumWeight / 8) return;
     entries_.push_front(std::move(entry));

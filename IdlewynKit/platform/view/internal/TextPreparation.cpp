@@ -17,11 +17,6 @@ constexpr std::string_view replacement = "\uFFFD";
 
 bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; }
 
-std::string_view leading(std::string_view text, std::size_t bytes) {
-  for (int back = 0; back < 3 && bytes > 0 && isContinuation(text[bytes]); ++back) --bytes;
-  return text.substr(0, bytes);
-}
-
 std::string_view trailing(std::string_view text, std::size_t bytes) {
   std::size_t start = text.size() - bytes;
   for (int on = 0; on < 3 && start < text.size() && isContinuation(text[start]); ++on) ++start;
@@ -81,6 +76,12 @@ std::string_view withoutLastLineBreaks(std::string_view text) {
 
 }  // namespace
 
+std::string_view leadingCharacters(std::string_view text, std::size_t bytes) {
+  if (bytes >= text.size()) return text;
+  for (int back = 0; back < 3 && bytes > 0 && isContinuation(text[bytes]); ++back) --bytes;
+  return text.substr(0, bytes);
+}
+
 PreparedText prepareText(const TextRequest& request, double size, double width, int lines) {
   const char lineBreak = lines == 1 ? ' ' : '\n';
   const std::size_t line = bytesOfLine(size, width);
@@ -99,7 +100,7 @@ PreparedText prepareText(const TextRequest& request, double size, double width, 
     appendClean(prepared.text, text, lineBreak);
     return prepared;
   }
-  appendClean(prepared.text, leading(text, head), lineBreak);
+  appendClean(prepared.text, leadingCharacters(text, head), lineBreak);
   prepared.text += ellipsis;
   if (tail > 0) appendClean(prepared.text, trailing(text, tail), lineBreak);
   return prepared;

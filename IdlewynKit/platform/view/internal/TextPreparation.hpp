@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
 #include <string>
+#include <string_view>
 
 #include <IdlewynKit/platform/view/internal/TextShaping.hpp>
 
@@ -18,5 +20,8 @@ struct PreparedText {
 /// What of a request's text is worth shaping at `size` points and at most `width`, for `lines`
 /// lines.
 PreparedText prepareText(const TextRequest& request, double size, double width, int lines);
+
+/// At most so many bytes of UTF-8, whole characters.
+std::string_view leadingCharacters(std::string_view text, std::size_t bytes);
 
 }  // namespace idlewyn::platform

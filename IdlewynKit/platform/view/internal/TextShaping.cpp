@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <string>
 
 #include <IdlewynKit/platform/view/internal/FontContext.hpp>
 #include <IdlewynKit/platform/view/internal/LineCollector.hpp>
@@ -31,6 +33,7 @@ class Shaping {
         layout_(context_.layout()),
         prepared_(prepared),
         truncation_(truncation),
+        size_(font.size),
         collector_(context_, font.font.hasMonospacedDigits()) {
     pango_layout_set_font_description(layout_, font.description.get());
     PangoAttrList* attributes = nullptr;
@@ -63,6 +66,7 @@ class Shaping {
   }
 
   void addEllipsized(std::string_view text, double width, double top) {
+    pango_layout_set_auto_dir(layout_, TRUE);
     setText(text, true, width);
     const double baseline = static_cast<double>(pango_layout_get_baseline(layout_)) / PANGO_SCALE;
     collector_.add(pango_layout_get_line_readonly(layout_, 0), pango_layout_get_text(layout_),
@@ -74,30 +78,63 @@ class Shaping {
     metrics_.isTruncated = metrics_.isTruncated || pango_layout_is_ellipsized(layout_) != FALSE;
   }
 
-  /// Pango's own limit counts the lines of each paragraph, hence the last line apart.
+  /// In windows of some lines: Pango shapes the rest of a long word anew for each line of it.
+  /// Its own line limit counts the lines of each paragraph, hence the last line apart.
   void addWrapped(int lines, double width) {
-    setText(prepared_.text, false, width);
-    const bool isOver = pango_layout_get_line_count(layout_) > lines;
-    PangoLayoutIter* iterator = pango_layout_get_iter(layout_);
-    std::optional<std::size_t> rest;
+    const std::string_view text = prepared_.text;
+    std::size_t start = 0;
     double top = 0;
-    for (int line = 0;; ++line) {
+    for (int line = 0;;) {
+      const std::string_view window = windowAt(start, width);
+      setText(window, false, width);
+      const bool isLast = start + window.size() == text.size();
+      const int count = pango_layout_get_line_count(layout_);
+      const int complete = isLast ? count : std::max(1, count - 1);
+      const bool isOver = line + count > lines || (!isLast && line + complete >= lines);
+      const int taken = isOver ? std::min(complete, lines - 1 - line) : complete;
+      const std::size_t next = addLines(window, taken, line == 0, top);
+      line += taken;
+      start += next;
+      if (isOver && line == lines - 1) return addRest(start, width, top);
+      if (isLast || next == 0) return;
+    }
+  }
+
+  /// What follows within a paragraph keeps its direction and ends with it.
+  std::string_view windowAt(std::size_t start, double width) {
+    std::string_view text = std::string_view(prepared_.text).substr(start);
+    const double charactersOfLine = width / (0.5 * size_);
+    const auto most = static_cast<std::size_t>(std::max(16 * charactersOfLine, 128.0));
+    const bool isInside = start > 0 && prepared_.text[start - 1] != '\n';
+    pango_layout_set_auto_dir(layout_, isInside ? FALSE : TRUE);
+    pango_context_set_base_dir(pango_layout_get_context(layout_), direction_);
+    if (isInside) text = text.substr(0, std::min(text.find('\n'), text.size() - 1) + 1);
+    return leadingCharacters(text, most);
+  }
+
+  /// Adds the first `count` lines of the window and moves `top` below them. Returns where in the
+  /// window the next line starts.
+  std::size_t addLines(std::string_view window, int count, bool isFirst, double& top) {
+    PangoLayoutIter* iterator = pango_layout_get_iter(layout_);
+    const double above = top;
+    std::size_t next = 0;
+    for (int line = 0; line < count; ++line) {
       PangoRectangle box;
       pango_layout_iter_get_line_extents(iterator, nullptr, &box);
-      top = static_cast<double>(box.y) / PANGO_SCALE;
       PangoLayoutLine* current = pango_layout_iter_get_line_readonly(iterator);
-      if (isOver && line == lines - 1) {
-        rest = static_cast<std::size_t>(current->start_index);
-        break;
-      }
       const double baseline = pango_layout_iter_get_baseline(iterator) / double{PANGO_SCALE};
-      if (line == 0) metrics_.baseline = baseline;
-      collector_.add(current, prepared_.text, baseline);
-      metrics_.size.height = top + static_cast<double>(box.height) / PANGO_SCALE;
-      if (pango_layout_iter_next_line(iterator) == FALSE) break;
+      if (isFirst && line == 0) metrics_.baseline = baseline;
+      collector_.add(current, window, above + baseline);
+      direction_ = static_cast<PangoDirection>(current->resolved_dir);
+      top = above + (box.y + box.height) / double{PANGO_SCALE};
+      const bool isEnd = pango_layout_iter_next_line(iterator) == FALSE;
+      next = isEnd ? window.size()
+                   : static_cast<std::size_t>(
+                         pango_layout_iter_get_line_readonly(iterator)->start_index);
     }
     pango_layout_iter_free(iterator);
-    if (rest) addRest(*rest, width, top);
+    metrics_.size.height = top;
+    return next;
   }
 
   void addRest(std::size_t start, double width, double top) {
@@ -110,6 +147,8 @@ class Shaping {
   PangoLayout* layout_;
   const PreparedText& prepared_;
   TruncationMode truncation_;
+  double size_;
+  PangoDirection direction_ = PANGO_DIRECTION_LTR;  ///< of the line before
   LineCollector collector_;
   TextMetrics metrics_;
 };

@@ -105,7 +105,7 @@ LocaleTexts& textsOf(std::string_view locale) {
 double slack(Date a, Date b) {
   const double larger =
       std::max(std::abs(secondsSinceReferenceDate(a)), std::abs(secondsSinceReferenceDate(b)));
-  return std::max(1e-6, larger * 1e-15);
+  return std::clamp(larger * 1e-15, 1e-6, 0.5);
 }
 
 bool isWithin(double seconds) { return std::abs(seconds) < static_cast<double>(longest); }

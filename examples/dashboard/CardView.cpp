@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: MIT
+#include "CardView.hpp"
+
+#include <limits>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace dashboard {
+
+using namespace idlewyn;
+using platform::Column;
+using platform::HorizontalAlignment;
+using platform::Row;
+using platform::Spacer;
+using platform::Symbol;
+using platform::Text;
+using platform::VerticalAlignment;
+
+namespace {
+
+constexpr Color primary(Palette::ink, Palette::OnDark::primary);
+constexpr Color secondary(Palette::ink.opacity(0.72), Palette::OnDark::secondary);
+
+View state(const AgentSession& session) {
+  const View status = Text(std::string(label(session.status)))
+                          .font(Typography::metaStrong)
+                          .foreground(tint(session.status));
+  const View elapsed = View(ElapsedLabel(session)).font(Typography::number).foreground(secondary);
+  return Row({status, elapsed}, VerticalAlignment::centre, Spacing::xs).lineLimit(1);
+}
+
+View progress(const AgentSession& session) {
+  const auto tasks = session.taskProgress();
+  return tasks ? View(TaskProgressView(tasks->done, tasks->total, tint(session.status))) : View();
+}
+
+View doing(const AgentSession& session) {
+  if (const auto activity = session.currentActivity())
+    return ActivityLine(*activity, secondary, true, false);
+  if (const auto summary = session.displaySummary())
+    return Text(*summary).font(Typography::supporting).foreground(primary).lineLimit(3);
+  return View();
+}
+
+}  // namespace
+
+View HeadlineView::body() const {
+  const View icon = View(Symbol(lead.isEmpty ? "moon.zzz.fill" : "sparkle"))
+                        .font(Typography::heroGlyph)
+                        .foreground(lead.isEmpty ? secondary : tint(lead.status));
+  const View text = Text(lead.summary()).font(Typography::screenTitle).foreground(primary);
+  const View count = Text(std::to_string(lead.count))
+                         .font(Typography::count)
+                         .foreground(tint(lead.status));
+  return Row({lead.isEmpty ? icon : count, text, Spacer()}, VerticalAlignment::centre, Spacing::m)
+      .accessibilityLabel(lead.summary());
+}
+
+View CardView::body() const {
+  const View icon =
+      View(StatusIndicator(session.status, StatusIconSize::medium)).frame(Layout::iconColumn);
+  const View name = Text(session.projectName())
+                        .font(Typography::headline)
+                        .foreground(primary)
+                        .lineLimit(1);
+  const View title =
+      Text(session.title).font(Typography::supporting).foreground(secondary).lineLimit(1);
+  const View heading =
+      Column({Row({name, ProviderBadge(session.provider, true), Spacer(), state(session)}),
+              Row({title, Spacer(), progress(session)})},
+             HorizontalAlignment::leading, Spacing::hairline);
+  const View text = Column({heading, doing(session)}, HorizontalAlignment::leading, Spacing::s);
+  return Row({icon, text}, VerticalAlignment::top, Spacing::s);
+}
+
+View TroubleView::body() const {
+  const Color color = tint(SessionStatus::failed);
+  const std::string sentence =
+      std::string(displayName(trouble.provider)) + ": " + trouble.sentence;
+  std::vector<View> parts{
+      Text(sentence).font(Typography::supporting).foreground(color).lineLimit(2)};
+  if (trouble.lastSeen) {
+    parts.push_back(
+        Row({Text(" Last seen").font(Typography::meta), Text::relative(*trouble.lastSeen)
+                 .font(Typography::meta), Text("ago").font(Typography::meta)},
+            VerticalAlignment::centre, Spacing::xs)
+            .foreground(secondary)
+            .lineLimit(1));
+  }
+  parts.push_back(Spacer());
+  return Row(std::move(parts), VerticalAlignment::centre, Spacing::s);
+}
+
+}  // namespace dashboard

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <IdlewynKit/UI.hpp>
+#include <IdlewynKit/model/SessionSnapshot.hpp>
+
+#include "DashboardModel.hpp"
+
+/// What the window shows that is drawn, not typed into: each a view of the library's own parts.
+namespace dashboard {
+
+/// What matters most, in a line.
+struct HeadlineView {
+  idlewyn::View body() const;
+
+  idlewyn::SnapshotLead lead;
+};
+
+/// One session, as wide as its card.
+struct CardView {
+  idlewyn::View body() const;
+
+  idlewyn::AgentSession session;
+};
+
+/// What went wrong with an agent, and the age of what is still shown of it.
+struct TroubleView {
+  idlewyn::View body() const;
+
+  AgentTrouble trouble;
+};
+
+}  // namespace dashboard

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: MIT
+#include "SessionCard.hpp"
+
+#include <memory>
+#include <string>
+#include <utility>
+
+#include <IdlewynKit/UI.hpp>
+
+#include "CardView.hpp"
+
+namespace dashboard {
+namespace {
+
+using namespace idlewyn;
+
+// What a button does, owned by its signal.
+struct Press {
+  SessionCard::Answer answer;
+  PermissionDecision decision;
+};
+
+GtkWidget* makeLabel(const std::string& text, const char* style) {
+  // GTK takes UTF-8 only; what is none is shown as U+FFFD.
+  char* valid = g_utf8_make_valid(text.data(), static_cast<gssize>(text.size()));
+  GtkWidget* label = gtk_label_new(valid);
+  g_free(valid);
+  gtk_label_set_wrap(GTK_LABEL(label), TRUE);
+  gtk_label_set_wrap_mode(GTK_LABEL(label), PANGO_WRAP_WORD_CHAR);
+  gtk_label_set_xalign(GTK_LABEL(label), 0);
+  gtk_label_set_selectable(GTK_LABEL(label), TRUE);
+  gtk_widget_add_css_class(label, style);
+  return label;
+}
+
+}  // namespace
+
+SessionCard::SessionCard(const AgentSession& session, Answer answer)
+    : answer_(std::move(answer)), box_(gtk_box_new(GTK_ORIENTATION_VERTICAL, Spacing::s)) {
+  g_object_ref_sink(box_);
+  gtk_widget_add_css_class(box_, "card");
+  gtk_widget_set_hexpand(view_.widget(), TRUE);
+  gtk_box_append(GTK_BOX(box_), view_.widget());
+  show(session, false, false);
+}
+
+SessionCard::~SessionCard() { g_object_unref(box_); }
+
+void SessionCard::show(const AgentSession& session, bool isAnswering, bool isNight) {
+  view_.setView(nightMode(CardView{session}, isNight));
+  gtk_accessible_update_property(GTK_ACCESSIBLE(box_), GTK_ACCESSIBLE_PROPERTY_LABEL,
+                                 session.projectName().c_str(), -1);
+  if (session.permission != shown_) {
+    if (prompt_ != nullptr) gtk_box_remove(GTK_BOX(box_), std::exchange(prompt_, nullptr));
+    buttons_ = nullptr;
+    shown_ = session.permission;
+    if (shown_) makePrompt(*shown_);
+  }
+  if (buttons_ != nullptr) gtk_widget_set_sensitive(buttons_, isAnswering ? FALSE : TRUE);
+}
+
+void SessionCard::makePrompt(const PermissionPrompt& prompt) {
+  prompt_ = gtk_box_new(GTK_ORIENTATION_VERTICAL, Spacing::s);
+  gtk_widget_add_css_class(prompt_, "prompt");
+  gtk_box_append(GTK_BOX(prompt_), makeLabel(prompt.toolName, "tool"));
+  gtk_box_append(GTK_BOX(prompt_), makeLabel(prompt.detail, "detail"));
+  const bool hasRule = prompt.alwaysRule && !prompt.alwaysRule->empty();
+  if (hasRule)
+    gtk_box_append(GTK_BOX(prompt_), makeLabel("Always adds: " + *prompt.alwaysRule, "rule"));
+
+  buttons_ = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, Spacing::s);
+  addButton("_Allow", "suggested-action", PermissionDecision::allow, prompt);
+  addButton("_Deny", "destructive-action", PermissionDecision::deny, prompt);
+  if (hasRule) addButton("Al_ways", "always", PermissionDecision::always, prompt);
+  gtk_box_append(GTK_BOX(prompt_), buttons_);
+  gtk_box_append(GTK_BOX(box_), prompt_);
+}
+
+GtkWidget* SessionCard::addButton(const char* label, const char* style,
+                                  PermissionDecision decision, const PermissionPrompt& prompt) {
+  GtkWidget* button = gtk_button_new_with_mnemonic(label);
+  gtk_widget_add_css_class(button, style);
+  // A screen reader hears what the button is about, not only "Allow".
+  std::string title(rawValue(decision));
+  title.front() = static_cast<char>(g_ascii_toupper(title.front()));
+  gtk_accessible_update_property(GTK_ACCESSIBLE(button), GTK_ACCESSIBLE_PROPERTY_LABEL,
+                                 (title + " " + prompt.toolName).c_str(),
+                                 GTK_ACCESSIBLE_PROPERTY_DESCRIPTION, prompt.detail.c_str(), -1);
+  const auto pressed = [](GtkButton*, gpointer data) {
+    const Press press = *static_cast<Press*>(data);  // the button may go meanwhile
+    press.answer(press.decision);
+  };
+  g_signal_connect_data(button, "clicked", G_CALLBACK(+pressed), new Press{answer_, decision},
+                        [](gpointer data, GClosure*) { delete static_cast<Press*>(data); },
+                        static_cast<GConnectFlags>(0));
+  gtk_box_append(GTK_BOX(buttons_), button);
+  return button;
+}
+
+}  // namespace dashboard
