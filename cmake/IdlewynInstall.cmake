@@ -33,8 +33,11 @@ foreach(component IN LISTS IDLEWYN_COMPONENTS)
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endforeach()
 
+# Loaded at run time from the folder beside the library.
+install(TARGETS idlewyn_secretservice LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/idlewynkit)
+
 set(excluded PATTERN internal EXCLUDE)
-foreach(part IN LISTS IDLEWYN_WITHOUT)
+foreach(part IN LISTS IDLEWYN_WITHOUT ITEMS platform/sqlite)
   list(APPEND excluded REGEX "IdlewynKit/${part}(/|$)" EXCLUDE)
 endforeach()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/IdlewynKit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}

@@ -12,7 +12,7 @@
 ///       cards.push_back(TaskProgressView(progress->done, progress->total, tint(session.status)));
 ///
 /// The texts are `%lld/%lld` and, for screen readers, `%lld of %lld tasks done`, looked up by
-/// gettext in the application's current domain (resources/IdlewynKit.pot).
+/// gettext in the application's current domain, as UTF-8; resources/IdlewynKit.pot has them.
 namespace idlewyn {
 
 using platform::Color;

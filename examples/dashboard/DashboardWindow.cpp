@@ -57,8 +57,6 @@ GtkWidget* DashboardWindow::makeHeader() {
   GtkWidget* label = gtk_label_new_with_mnemonic("_Night");
   gtk_label_set_mnemonic_widget(GTK_LABEL(label), night);
   gtk_widget_set_valign(night, GTK_ALIGN_CENTER);
-  gtk_accessible_update_property(GTK_ACCESSIBLE(night), GTK_ACCESSIBLE_PROPERTY_LABEL,
-                                 "Night mode", -1);
   onSwitched(night, +[](gpointer self, GParamSpec*, GtkSwitch* control) {
     static_cast<DashboardWindow*>(self)->setNight(gtk_switch_get_active(control) != FALSE);
   }, this);

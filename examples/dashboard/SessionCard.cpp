@@ -83,6 +83,7 @@ GtkWidget* SessionCard::addButton(const char* label, const char* style,
   // A screen reader hears what the button is about, not only "Allow".
   std::string title(rawValue(decision));
   title.front() = static_cast<char>(g_ascii_toupper(title.front()));
+  gtk_accessible_reset_relation(GTK_ACCESSIBLE(button), GTK_ACCESSIBLE_RELATION_LABELLED_BY);
   gtk_accessible_update_property(GTK_ACCESSIBLE(button), GTK_ACCESSIBLE_PROPERTY_LABEL,
                                  (title + " " + prompt.toolName).c_str(),
                                  GTK_ACCESSIBLE_PROPERTY_DESCRIPTION, prompt.detail.c_str(), -1);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Commands.hpp"
 #include "Records.hpp"
+#include "SessionReport.hpp"
 
 namespace idlewyn::command {
 namespace {
@@ -9,8 +10,8 @@ std::string describeApprovals(AgentProvider agent, bool enabled) {
   return std::string(shortName(agent)) + ": remote approvals are " + (enabled ? "on" : "off");
 }
 
-ExitCode readApprovals(const ApprovalsOptions& options, Surroundings& with) {
-  const auto connections = with.connections.paired(options.agent);
+ExitCode readApprovals(const Arguments& given, Surroundings& with) {
+  const auto connections = with.connections().paired(given.agent());
   ApprovalsListRecord list;
   std::map<AgentProvider, std::exception_ptr> errors;
   for (const Connection& connection : connections) {
@@ -25,25 +26,24 @@ ExitCode readApprovals(const ApprovalsOptions& options, Surroundings& with) {
   for (const ApprovalsRecord& one : list.approvals) {
     with.output.line(describeApprovals(one.agent, one.remoteApprovals));
   }
-  for (const AgentErrorRecord& error : list.errors) {
-    with.output.line(std::string(shortName(error.agent)) + ": " + error.message);
-  }
+  if (!errors.empty()) with.output.line(errorReport(errors, with.output.style));
   if (with.output.isJSON) with.output.json(list);
   return exitCodeOf(errors, connections.size());
 }
 
 }  // namespace
 
-ExitCode runApprovals(const ApprovalsOptions& options, Surroundings& with) {
-  if (!options.enabled) return readApprovals(options, with);
-  const Connection connection = with.connections.onlyOne(options.agent);
+ExitCode runApprovals(const Arguments& given, Surroundings& with) {
+  if (!given.has("switch")) return readApprovals(given, with);
+  const bool wanted = given.text("switch") == "on";
+  const Connection connection = with.connections().onlyOne(given.agent());
   // What the relay now says counts, not what was asked.
-  const bool enabled = with.relays.setRemoteApprovals(*options.enabled, connection);
+  const bool enabled = with.relays.setRemoteApprovals(wanted, connection);
   ApprovalsListRecord list;
   list.approvals.emplace_back(connection.provider, enabled);
   if (with.output.isJSON) with.output.json(list);
   with.output.line(describeApprovals(connection.provider, enabled));
-  if (enabled == *options.enabled) return ExitCode::ok;
+  if (enabled == wanted) return ExitCode::ok;
   with.output.note("The relay did not change them.");
   return ExitCode::failure;
 }

@@ -12,8 +12,9 @@
 
 #include <IdlewynKit/Version.hpp>
 
+#include "CommandHelp.hpp"
 #include "Commands.hpp"
-#include "ConnectionFile.hpp"
+#include "SharedConnections.hpp"
 #include "Records.hpp"
 
 namespace idlewyn::command {
@@ -21,149 +22,106 @@ namespace {
 
 using namespace std::string_view_literals;
 
-constexpr const char* exitCodes = R"(Exit status:
-   0  done                      11  the prompt is not open (any more)
-   1  failed                    12  too many pairing attempts
-   2  wrong arguments           13  an answer that makes no sense
-   3  some agents failed        14  another HTTP status
-   4  code or token refused     20  network failure or time-out
-  10  wrong certificate        130  interrupted
-When every agent failed alike, its status is given instead of 3.)";
+bool takesID(const Command& command) {
+  return std::ranges::find(command.options, ValueKind::promptID, &Option::kind) !=
+         command.options.end();
+}
 
-// The arguments of the command that was asked for, and how to run it.
+// The table's commands as the parser wants them, and what was given to the one that was asked for.
 class CommandLine {
  public:
-  explicit CommandLine(Output& output) : output_(output) { declare(); }
+  CommandLine() { declare(); }
 
-  ExitCode run(std::span<const char* const> arguments);
+  /// Throws a Failure for wrong arguments. False when help or the version was asked for and
+  /// shown.
+  bool parse(std::span<const char* const> arguments);
+  const Command& chosen() const { return *chosen_; }
+  const Arguments& given() const noexcept { return given_; }
 
  private:
   void declare();
-  void declarePair();
-  void declareWatching();
-  void declareAnswer(PermissionDecision decision, AnswerOptions& options, const char* help);
-  void declareSettings();
-  void declareDemo();
-
-  // A command over the paired agents, with the options that all of these have.
-  CLI::App* command(const std::string& name, const std::string& help,
-                    std::optional<AgentProvider>& agent,
-                    std::function<ExitCode(Surroundings&)> action);
-  ExitCode runChosen();
-  Failure describeParseError(const CLI::ParseError& error, bool isBare) const;
+  void declare(const Command& command);
+  CLI::Option* declare(const Option& option, CLI::App& app);
+  CLI::App& groupOf(const Command& command);
+  const CLI::App* deepest() const;
+  Failure describeParseError(const CLI::ParseError& error, std::string_view last) const;
   std::string nameOfOption(const CLI::ParseError& error) const;
+  std::string unknownCommand(const CLI::App& among, bool isMissing) const;
 
-  Output& output_;
-  CLI::App app_{"Watch coding agents' sessions on relays, and answer their questions"};
-  std::map<const CLI::App*, std::function<ExitCode(Surroundings&)>> actions_;
-  PairOptions pair_;
-  SessionsOptions sessions_;
-  WatchOptions watch_;
-  AnswerOptions allow_{PermissionDecision::allow};
-  AnswerOptions deny_{PermissionDecision::deny};
-  AnswerOptions always_{PermissionDecision::always};
-  ApprovalsOptions approvals_;
-  UnpairOptions unpair_;
-  DemoOptions demo_;
-  CLI::App* demoCommand_ = nullptr;
+  CLI::App app_{commandTable().summary};
+  std::map<std::string, CLI::App*> groups_;
+  std::map<const CLI::App*, const Command*> commands_;
+  const Command* chosen_ = nullptr;
+  Arguments given_;
 };
-
-template <class E>
-std::function<bool(const CLI::results_t&)> parser(std::optional<E>& into) {
-  return [&into](const CLI::results_t& texts) {
-    into = fromRawValue<E>(texts.front());
-    return into.has_value();
-  };
-}
-
-CLI::App* CommandLine::command(const std::string& name, const std::string& help,
-                               std::optional<AgentProvider>& agent,
-                               std::function<ExitCode(Surroundings&)> action) {
-  CLI::App* command = app_.add_subcommand(name, help);
-  command->add_option("--agent", parser(agent), "claude or codex")->type_name("AGENT");
-  command->add_flag("--json", output_.isJSON, "Write JSON, one object a line");
-  actions_[command] = std::move(action);
-  return command;
-}
 
 void CommandLine::declare() {
   app_.name("idlewyn");
   app_.set_version_flag("--version", "idlewyn " + std::string(IdlewynKitVersionString));
   app_.require_subcommand(1);
-  declarePair();
-  declareWatching();
-  declareAnswer(PermissionDecision::allow, allow_, "Let the tool run this once");
-  declareAnswer(PermissionDecision::deny, deny_, "Refuse the tool");
-  declareAnswer(PermissionDecision::always, always_, "Let it run, and add the prompt's rule");
-  declareSettings();
-  declareDemo();
-  app_.footer(exitCodes);  // last: commands declared behind it would repeat it
+  for (const Command& command : commandTable().commands)
+    declare(command);
+  app_.footer(commandTable().exitStatus);  // last: commands declared behind it would repeat it
 }
 
-void CommandLine::declarePair() {
-  CLI::App* command = this->command("pair", "Pair an agent with a relay", pair_.agent,
-                                    [this](Surroundings& with) { return runPair(pair_, with); });
-  auto* link = command->add_option("link", pair_.link, "Pairing link, or - to read it");
-  auto* address = command->add_option("--address", pair_.address, "Address of the relay");
-  auto* code = command->add_option("--code", pair_.code, "Pairing code, or - to read it");
-  link->type_name("LINK")->excludes(address)->excludes(code);
-  address->type_name("URL")->needs(code);
-  code->type_name("CODE")->needs(address);
+// A group comes into being with its first command, and so has that one's place in help.
+CLI::App& CommandLine::groupOf(const Command& command) {
+  const auto [first, second] = wordsOf(command);
+  if (second.empty()) return app_;
+  const auto& known = commandTable().groups;
+  CLI::App*& group = groups_[std::string(first)];
+  if (group == nullptr) {
+    const auto found = std::ranges::find(known, first, &CommandGroup::name);
+    group = app_.add_subcommand(found->name, found->summary)->require_subcommand(1);
+  }
+  return *group;
 }
 
-void CommandLine::declareWatching() {
-  command("sessions", "Show the sessions of the paired agents", sessions_.agent,
-          [this](Surroundings& with) { return runSessions(sessions_, with); });
-  CLI::App* watch =
-      command("watch", "Show them again and again, and what has come to need you", watch_.agent,
-              [this](Surroundings& with) { return runWatch(watch_, with); });
-  watch->add_option("--interval", watch_.interval, "Seconds between rounds")
-      ->type_name("SECONDS")
-      ->check(CLI::Range(0.01, 86400.0).description(""))
-      ->capture_default_str();
-  watch->add_option("--count", watch_.rounds, "Rounds; without it until a signal comes")
-      ->type_name("N")
-      ->check(CLI::Range(1, 1'000'000'000).description(""));
+void CommandLine::declare(const Command& command) {
+  const auto [first, second] = wordsOf(command);
+  CLI::App* app = groupOf(command).add_subcommand(std::string(second.empty() ? first : second),
+                                                  command.summary);
+  if (command.isHidden) app->group("");
+  app->footer(footerOf(command));
+  std::map<std::string, CLI::Option*> declared;
+  for (const Option& option : command.options)
+    declared[option.name] = declare(option, *app);
+  for (const Option& option : command.options) {
+    for (const std::string& other : option.needs)
+      declared.at(option.name)->needs(declared.at(other));
+    for (const std::string& other : option.excludes)
+      declared.at(option.name)->excludes(declared.at(other));
+  }
+  commands_[app] = &command;
 }
 
-void CommandLine::declareAnswer(PermissionDecision decision, AnswerOptions& options,
-                                const char* help) {
-  CLI::App* command =
-      this->command(std::string(rawValue(decision)), help, options.agent,
-                    [&options](Surroundings& with) { return runAnswer(options, with); });
-  command->footer(
-      "The prompt is shown before it is answered; with --json it stands in the result.");
-  command->add_option("prompt", options.prompt, "Id of the prompt; after -- when it begins with -")
-      ->type_name("PROMPT")
-      ->required();
-}
-
-void CommandLine::declareSettings() {
-  CLI::App* approvals =
-      command("approvals", "Show or change whether relays take answers from afar", approvals_.agent,
-              [this](Surroundings& with) { return runApprovals(approvals_, with); });
-  const auto readSwitch = [this](const CLI::results_t& texts) {
-    const bool isOn = texts.front() == "on";
-    approvals_.enabled = isOn;
-    return isOn || texts.front() == "off";
+CLI::Option* CommandLine::declare(const Option& option, CLI::App& app) {
+  if (!option.takesValue()) {
+    return app.add_flag_callback(
+        option.name, [&] { given_.set(option.name, ""); }, option.help);
+  }
+  const auto take = [&](const CLI::results_t& texts) {
+    if (!option.accepts(texts.front())) return false;
+    given_.set(option.name, texts.front());
+    return true;
   };
-  approvals->add_option("switch", readSwitch, "on or off")->type_name("on|off");
-  CLI::App* unpair = command("unpair", "End a pairing", unpair_.agent,
-                             [this](Surroundings& with) { return runUnpair(unpair_, with); });
-  unpair->add_flag("--forget", unpair_.forget, "Only here, without telling the relay");
+  return app.add_option(option.name, take, option.help)
+      ->type_name(option.value)
+      ->required(option.isRequired);
 }
 
-void CommandLine::declareDemo() {
-  demoCommand_ = app_.add_subcommand("demo", "A tour on relays that are started for it");
-  demoCommand_->add_flag("--offline", demo_.offline, "Demo connections only, without network");
+// The innermost command that was recognised.
+const CLI::App* CommandLine::deepest() const {
+  const CLI::App* app = &app_;
+  while (!app->get_subcommands().empty())
+    app = app->get_subcommands().front();
+  return app;
 }
 
 // The option whose value was refused, by the names that are known here; empty for none.
 std::string CommandLine::nameOfOption(const CLI::ParseError& error) const {
   const std::string_view text = error.what();
-  const auto chosen = app_.get_subcommands();
-  if (chosen.empty()) return "";
-  for (const CLI::Option* option : chosen.front()->get_options()) {
+  for (const CLI::Option* option : deepest()->get_options()) {
     const std::string name = option->get_name();
     if (text.starts_with(name + ": ") || text.starts_with("Could not convert: " + name + " =")) {
       return name;
@@ -172,58 +130,73 @@ std::string CommandLine::nameOfOption(const CLI::ParseError& error) const {
   return "";
 }
 
+std::string CommandLine::unknownCommand(const CLI::App& among, bool isMissing) const {
+  std::string message =
+      isMissing ? "A command is required:" : "That is no command or option; the commands are";
+  for (const CLI::App* known : among.get_subcommands(nullptr)) {
+    if (!known->get_group().empty()) message += " " + known->get_name() + ",";
+  }
+  message.back() = '.';
+  return message;
+}
+
 // The library's sentences quote the arguments, which may be links and codes.
-Failure CommandLine::describeParseError(const CLI::ParseError& error, bool isBare) const {
-  const auto chosen = app_.get_subcommands();
-  const std::string command = chosen.empty() ? "" : " " + chosen.front()->get_name();
-  const std::string name = error.get_name();
+Failure CommandLine::describeParseError(const CLI::ParseError& error, std::string_view last) const {
+  const CLI::App* app = deepest();
+  const std::string kind = error.get_name();
   std::string message =
       "An unknown option or a word too many; an id that begins with - goes after --.";
-  if (chosen.empty()) {
-    message = isBare ? "A command is required:" : "That is no command or option; the commands are";
-    for (const CLI::App* known : app_.get_subcommands(nullptr))
-      message += " " + known->get_name() + ",";
-    message.back() = '.';
-  } else if (name == "RequiredError" || name == "RequiresError" || name == "ExcludesError") {
+  if (!app->get_subcommands(nullptr).empty()) {
+    message = unknownCommand(*app, last.empty() || last == app->get_name());
+  } else if (kind == "RequiredError" || kind == "RequiresError" || kind == "ExcludesError") {
     message = error.what();  // names of options only
     if (!message.ends_with('.')) message += '.';
-    // Only an id is required.
-    if (name == "RequiredError") message += " An id that begins with - goes after --.";
-  } else if (name == "ArgumentMismatch") {
+    if (kind == "RequiredError" && takesID(*commands_.at(app))) message += " An id that begins with - goes after --.";
+  } else if (kind == "ArgumentMismatch") {
     message = "An option lacks its value, or was given twice.";
   } else if (const std::string option = nameOfOption(error); !option.empty()) {
     message = "That is no value for " + option + ".";
   }
-  return usageFailure(message + " See idlewyn" + command + " --help.");
+  std::string words;
+  for (; app != &app_; app = app->get_parent())
+    words = " " + app->get_name() + words;
+  return usageFailure(message + " See idlewyn" + words + " --help.");
 }
 
-ExitCode CommandLine::runChosen() {
-  Relays relays;
-  const CLI::App* chosen = app_.get_subcommands().front();
-  if (chosen == demoCommand_) return runDemo(demo_, output_, relays);
-  ConnectionFile connections(ConnectionFile::defaultDirectory(),
-                             [&](std::chrono::milliseconds time) { relays.pause(time); });
-  Surroundings with{output_, connections, relays};
-  return actions_.at(chosen)(with);
-}
-
-ExitCode CommandLine::run(std::span<const char* const> arguments) {
+bool CommandLine::parse(std::span<const char* const> arguments) {
   try {
     app_.parse(static_cast<int>(arguments.size()), arguments.data());
   } catch (const CLI::Success& success) {
-    return static_cast<ExitCode>(app_.exit(success, std::cout, std::cerr));
+    app_.exit(success, std::cout, std::cerr);
+    return false;
   } catch (const CLI::ParseError& error) {
-    throw describeParseError(error, arguments.size() <= 1);
+    throw describeParseError(error, arguments.size() > 1 ? arguments.back() : "");
   }
-  return runChosen();
+  chosen_ = commands_.at(deepest());
+  return true;
+}
+
+ExitCode run(std::span<const char* const> arguments, Output& output) {
+  CommandLine line;
+  if (!line.parse(arguments)) return ExitCode::ok;
+  output.isJSON = line.given().has("--json");
+  Relays relays;
+  const auto open = [&]() -> std::unique_ptr<ConnectionList> {
+    return std::make_unique<SharedConnections>(
+        ConnectionStore::shared(), [&](std::chrono::milliseconds time) { relays.pause(time); });
+  };
+  Surroundings with(output, relays, open);
+  return line.chosen().run(line.given(), with);
 }
 
 void report(const Failure& failure, Output& output) {
   if (output.isJSON) {
     output.json(ErrorRecord(failure));
-  } else {
-    output.note("idlewyn: " + failure.message);
+    return;
   }
+  output.note("idlewyn: " + failure.message);
+  for (const std::string& line : failure.details)
+    output.note(line);
 }
 
 }  // namespace
@@ -237,7 +210,7 @@ ExitCode runCommandLine(int argc, const char* const* argv) {
   output.isJSON = std::ranges::find(options, "--json"sv) != options.end();
   ExitCode code = ExitCode::ok;
   try {
-    code = CommandLine(output).run(arguments);
+    code = run(arguments, output);
   } catch (...) {
     const Failure failure = describe(std::current_exception());
     report(failure, output);

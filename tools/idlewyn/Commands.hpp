@@ -1,88 +1,72 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cstdint>
-#include <optional>
-#include <string>
-#include <vector>
+#include <functional>
+#include <memory>
 
+#include "CommandTable.hpp"
 #include "ConnectionList.hpp"
 #include "Failure.hpp"
 #include "Output.hpp"
 #include "Relays.hpp"
 
-/// What each command takes and does. They throw a Failure, or what the library throws.
+/// What each command does. They throw a Failure, or what the library throws.
 namespace idlewyn::command {
 
+/// What commands work with.
 struct Surroundings {
+  using Open = std::function<std::unique_ptr<ConnectionList>()>;
+
+  Surroundings(Output& output, Relays& relays, Open open)
+      : output(output), relays(relays), open_(std::move(open)) {}
+
+  /// Opened at the first use, which may throw a Failure.
+  ConnectionList& connections() {
+    if (!connections_) connections_ = open_();
+    return *connections_;
+  }
+
   Output& output;
-  ConnectionList& connections;
   Relays& relays;
+
+ private:
+  Open open_;
+  std::unique_ptr<ConnectionList> connections_;
 };
 
-struct PairOptions {
-  PairOptions() = default;
+ExitCode runPair(const Arguments& given, Surroundings& with);
+ExitCode runUnpair(const Arguments& given, Surroundings& with);
 
-  std::optional<AgentProvider> agent;
-  /// A pairing link, or "-" for one on standard input; empty to pair by address and code.
-  std::string link;
-  std::string address;
-  /// "-" for one on standard input.
-  std::string code;
-};
-ExitCode runPair(const PairOptions& options, Surroundings& with);
+ExitCode runConnections(const Arguments& given, Surroundings& with);
+ExitCode runKeychainWhere(const Arguments& given, Surroundings& with);
+ExitCode runKeychainMove(const Arguments& given, Surroundings& with);
+ExitCode runPushRegister(const Arguments& given, Surroundings& with);
 
-struct SessionsOptions {
-  SessionsOptions() = default;
+/// From the shared snapshot, without the network.
+ExitCode runStatus(const Arguments& given, Surroundings& with);
+/// Of the shared snapshot, with the drawing module.
+ExitCode runRender(const Arguments& given, Surroundings& with);
+ExitCode runSessions(const Arguments& given, Surroundings& with);
+ExitCode runWatch(const Arguments& given, Surroundings& with);
 
-  std::optional<AgentProvider> agent;
-};
-ExitCode runSessions(const SessionsOptions& options, Surroundings& with);
+ExitCode runAnswer(PermissionDecision decision, const Arguments& given, Surroundings& with);
+/// Reads, or with a `switch` sets.
+ExitCode runApprovals(const Arguments& given, Surroundings& with);
 
-struct WatchOptions {
-  WatchOptions() = default;
+ExitCode runPinShow(const Arguments& given, Surroundings& with);
+ExitCode runPinVerify(const Arguments& given, Surroundings& with);
+ExitCode runPinReplace(const Arguments& given, Surroundings& with);
 
-  std::optional<AgentProvider> agent;
-  /// Seconds between rounds.
-  double interval = 5;
-  /// 0 goes on until a signal comes.
-  std::uint64_t rounds = 0;
-};
-ExitCode runWatch(const WatchOptions& options, Surroundings& with);
+/// Looks at everything that pairing, watching and answering stand on.
+ExitCode runDoctor(const Arguments& given, Surroundings& with);
 
-struct AnswerOptions {
-  explicit AnswerOptions(PermissionDecision decision) : decision(decision) {}
-
-  PermissionDecision decision;
-  std::optional<AgentProvider> agent;
-  std::string prompt;
-};
-ExitCode runAnswer(const AnswerOptions& options, Surroundings& with);
-
-struct ApprovalsOptions {
-  ApprovalsOptions() = default;
-
-  std::optional<AgentProvider> agent;
-  /// Absent to read only.
-  std::optional<bool> enabled;
-};
-ExitCode runApprovals(const ApprovalsOptions& options, Surroundings& with);
-
-struct UnpairOptions {
-  UnpairOptions() = default;
-
-  std::optional<AgentProvider> agent;
-  /// Without telling the relay.
-  bool forget = false;
-};
-ExitCode runUnpair(const UnpairOptions& options, Surroundings& with);
-
-struct DemoOptions {
-  DemoOptions() = default;
-
-  bool offline = false;
-};
 /// Uses nothing of the user's: connections are kept in a directory of its own, which goes again.
-ExitCode runDemo(const DemoOptions& options, Output& output, Relays& relays);
+ExitCode runDemo(const Arguments& given, Surroundings& with);
+
+ExitCode runCompletions(const Arguments& given, Surroundings& with);
+/// The manual page, or what `--help` shows.
+ExitCode runHelp(const Arguments& given, Surroundings& with);
+/// The ids of open prompts, for completions: quick, and silent about what fails.
+ExitCode runPromptIDs(const Arguments& given, Surroundings& with);
 
 }  // namespace idlewyn::command

@@ -25,6 +25,13 @@ class ConnectionList {
   /// this before anything is changed.
   void update(const std::function<void(std::vector<Connection>&)>& change);
 
+  /// Puts a list that can't be read where it is out of the way, not lost. Throws a Failure when
+  /// there is none.
+  virtual void setDamagedAside() = 0;
+
+  /// Keeps other processes from updating for as long as the result lives.
+  virtual std::shared_ptr<void> exclude() = 0;
+
   /// Throws a Failure now when `update` would: before something that can't be repeated.
   void prepare();
 
@@ -37,8 +44,6 @@ class ConnectionList {
  protected:
   /// Saves the list as `save` would, but in vain.
   virtual void trySaving(const std::vector<Connection>& connections) = 0;
-  /// Keeps other processes from updating for as long as the result lives.
-  virtual std::shared_ptr<void> exclude() = 0;
 };
 
 }  // namespace idlewyn::command

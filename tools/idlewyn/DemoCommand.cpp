@@ -102,17 +102,23 @@ void runOfflineTour(Tour& tour, Relays& relays) {
 
 }  // namespace
 
-ExitCode runDemo(const DemoOptions& options, Output& output, Relays& relays) {
+ExitCode runDemo(const Arguments& given, Surroundings& with) {
+  Relays& relays = with.relays;
+  Output& output = with.output;
   // Neither a signal nor a reader that goes away may leave relays or files behind.
   relays.listen();
   std::signal(SIGPIPE, SIG_IGN);
   Tour tour(output);
-  if (options.offline) {
+  if (given.has("--offline")) {
     runOfflineTour(tour, relays);
   } else {
     const TemporaryDirectory directory;
-    ConnectionFile connections(directory.path());
-    DemoTour(tour, relays, connections).run();
+    // Stores of its own: nothing of the user's is read or changed.
+    setenv("IDLEWYN_DATA_DIR", directory.path().c_str(), 1);
+    setenv("IDLEWYN_KEYCHAIN", "file", 1);
+    const std::string pictures = given.text("--pictures");
+    DemoTour(tour, relays, with.connections(), pictures.empty() ? directory.path() : pictures)
+        .run();
   }
   output.line();
   output.line(toned("The tour showed everything that it should.", Tone::good, output.style));

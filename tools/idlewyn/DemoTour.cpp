@@ -2,16 +2,22 @@
 #include "DemoTour.hpp"
 
 #include <algorithm>
+#include <filesystem>
 #include <utility>
 
 #include <sys/stat.h>
 
+#include <IdlewynKit/platform/secrets/KeychainPlace.hpp>
 #include <IdlewynKit/relay/PairingLink.hpp>
 #include <IdlewynKit/relay/RelayError.hpp>
+#include <IdlewynKit/storage/ConnectionStore.hpp>
+#include <IdlewynKit/storage/SnapshotStore.hpp>
 
 #include "Escape.hpp"
 #include "Fingerprint.hpp"
+#include "PictureFile.hpp"
 #include "PromptChoice.hpp"
+#include "RenderModule.hpp"
 #include "SessionReport.hpp"
 
 namespace idlewyn::command {
@@ -19,14 +25,8 @@ namespace {
 
 std::string quoted(const std::exception_ptr& error) { return "“" + describe(error).message + "”"; }
 
-bool isRelayError(const std::exception_ptr& error, const RelayError& expected) {
-  try {
-    if (error) std::rethrow_exception(error);
-  } catch (const RelayError& relayError) {
-    return relayError == expected;
-  } catch (const std::exception&) {
-  }
-  return false;
+bool hasCode(const std::exception_ptr& error, ExitCode code) {
+  return error && describe(error).code == code;
 }
 
 std::exception_ptr errorOf(const SnapshotResult& result, AgentProvider provider) {
@@ -34,9 +34,13 @@ std::exception_ptr errorOf(const SnapshotResult& result, AgentProvider provider)
   return found == result.errors.end() ? nullptr : found->second;
 }
 
-bool isOwnersAlone(const std::filesystem::path& file) {
-  struct stat status {};
-  return stat(file.c_str(), &status) == 0 && (status.st_mode & 0777) == 0600;
+// Everything below the folder.
+bool isOwnersAlone(const std::filesystem::path& folder) {
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+    struct stat status {};
+    if (stat(entry.path().c_str(), &status) != 0 || (status.st_mode & 077) != 0) return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -54,10 +58,11 @@ void showSessions(Tour& tour, const SessionSnapshot& snapshot, Date now) {
               "the summary begins with the lead");
 }
 
-DemoTour::DemoTour(Tour& tour, Relays& relays, ConnectionFile& connections)
+DemoTour::DemoTour(Tour& tour, Relays& relays, ConnectionList& connections, std::string pictures)
     : tour_(tour),
       relays_(relays),
       connections_(connections),
+      pictures_(std::move(pictures)),
       claude_(SandboxProcess::findProgram(), relays),
       codex_(SandboxProcess::findProgram(), relays) {}
 
@@ -71,6 +76,7 @@ void DemoTour::run() {
   refuseCertificate();
   pairAnew();
   losePeer();
+  drawPictures();
 }
 
 void DemoTour::showRelays() {
@@ -121,9 +127,11 @@ void DemoTour::pairByAddress() {
   for (const std::string& line : fingerprintLines(*connection.certificatePin)) {
     tour_.show("  " + line);
   }
-  tour_.expect(isOwnersAlone(connections_.file()),
-               "the connections are kept for their owner alone");
-  tour_.show("Both connections are kept in a file of mode 0600, of this tour alone.");
+  const platform::KeychainLocation keychain = platform::where();
+  tour_.expect(isOwnersAlone(keychain.directory), "the connections are kept for their owner alone");
+  tour_.expect(ConnectionStore::shared().load() == connections_.load(),
+               "every program of the product finds both");
+  tour_.show("Both connections are kept in a keychain of this tour alone, mode 0600.");
 }
 
 SnapshotResult DemoTour::fetch() { return relays_.snapshot(connections_.load(), last_); }
@@ -133,6 +141,9 @@ void DemoTour::takeSnapshot() {
   now_ = claude_.advance(0);
   SnapshotResult result = fetch();
   tour_.expect(result.errors.empty(), "both relays answer");
+  SnapshotStore::shared().save(result.snapshot);
+  tour_.expect(SnapshotStore::shared().load().sessions.size() == result.snapshot.sessions.size(),
+               "other programs see the snapshot");
   for (const AgentProvider provider : allCases<AgentProvider>()) {
     tour_.expect(!result.snapshot.sessionsFor(provider).empty(),
                  std::string(displayName(provider)) + " has sessions");
@@ -193,7 +204,7 @@ void DemoTour::answerAgain(const PromptRecord& prompt, const Connection& connect
   } catch (const RelayError&) {
     error = std::current_exception();
   }
-  tour_.expect(isRelayError(error, RelayError::promptExpired()), "the second answer came too late");
+  tour_.expect(hasCode(error, ExitCode::promptExpired), "the second answer came too late");
   tour_.show("allow " + escaped(prompt.id) + ": " + quoted(error));
 }
 
@@ -207,7 +218,7 @@ void DemoTour::refuseCertificate() {
   claude_.replaceCertificate();
   const SnapshotResult result = fetch();
   const auto error = errorOf(result, AgentProvider::claude);
-  tour_.expect(isRelayError(error, RelayError::certificateMismatch()),
+  tour_.expect(hasCode(error, ExitCode::certificateMismatch),
                "the wrong certificate was refused");
   tour_.expect(!errorOf(result, AgentProvider::codex), "the other agent is not affected");
   tour_.expect(result.snapshot.sessionsFor(AgentProvider::claude) ==
@@ -231,12 +242,30 @@ void DemoTour::losePeer() {
   codex_.stop();
   const SnapshotResult result = fetch();
   const auto error = errorOf(result, AgentProvider::codex);
-  tour_.expect(error && describe(error).code == ExitCode::network, "the relay can't be reached");
+  tour_.expect(hasCode(error, ExitCode::network), "the relay can't be reached");
   tour_.expect(!errorOf(result, AgentProvider::claude), "the other agent is not affected");
   tour_.expect(
       result.snapshot.sessionsFor(AgentProvider::codex) == last_.sessionsFor(AgentProvider::codex),
       "its last known sessions are kept");
   showSnapshot(result);
+}
+
+void DemoTour::drawPictures() {
+  tour_.step("The last snapshot as a picture: light, dark and by night");
+  std::error_code error;
+  std::filesystem::create_directories(pictures_, error);
+  Rendering rendering(last_);
+  rendering.now = now_;
+  for (const auto& [look, name] : {std::pair{PictureLook::light, "light"},
+                                   std::pair{PictureLook::dark, "dark"},
+                                   std::pair{PictureLook::night, "night"}}) {
+    rendering.look = look;
+    const std::string file = pictures_ + "/sessions-" + name + ".png";
+    const platform::Data picture = render(rendering);
+    writePicture(picture, file);
+    tour_.expect(picture.text().starts_with("\x89PNG"), "it is a picture");
+    tour_.show(escaped(file));
+  }
 }
 
 }  // namespace idlewyn::command

@@ -3,10 +3,11 @@
 
 #include <exception>
 #include <map>
+#include <string>
 
 #include <IdlewynKit/model/SessionSnapshot.hpp>
 
-#include "ConnectionFile.hpp"
+#include "ConnectionList.hpp"
 #include "PromptRecord.hpp"
 #include "Relays.hpp"
 #include "SandboxProcess.hpp"
@@ -18,7 +19,8 @@ namespace idlewyn::command {
 /// sandbox relays: one for each agent.
 class DemoTour {
  public:
-  DemoTour(Tour& tour, Relays& relays, ConnectionFile& connections);
+  /// Pictures are written into the folder, which is made when it isn't there.
+  DemoTour(Tour& tour, Relays& relays, ConnectionList& connections, std::string pictures);
 
   void run();
 
@@ -33,6 +35,7 @@ class DemoTour {
   void refuseCertificate();
   void pairAnew();
   void losePeer();
+  void drawPictures();
 
   Connection pairClaude();
   void keep(const Connection& connection);
@@ -42,7 +45,8 @@ class DemoTour {
 
   Tour& tour_;
   Relays& relays_;
-  ConnectionFile& connections_;
+  ConnectionList& connections_;
+  const std::string pictures_;
   SandboxProcess claude_;
   SandboxProcess codex_;
   Date now_;

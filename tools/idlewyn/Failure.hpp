@@ -3,6 +3,7 @@
 
 #include <exception>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -40,7 +41,12 @@ struct Failure : std::exception {
   ExitCode code;
   std::string kind;
   std::string message;
-  /// The prompts that could be meant, where a prompt id was refused.
+  /// Further lines for people, escaped.
+  std::vector<std::string> details;
+  /// Where a certificate was refused: the pinned fingerprint, and the server's if it was seen.
+  std::optional<std::string> expectedFingerprint;
+  std::optional<std::string> seenFingerprint;
+  /// The prompts that could be meant, where a prompt id was refused or came too late.
   std::vector<PromptRecord> candidates;
 };
 

@@ -48,6 +48,9 @@ class Output {
     results_ << escapedJSON(JSONEncoder::relay().encode(record).text()) << '\n' << std::flush;
   }
 
+  /// A result that is no text. Written with `isJSON` too.
+  void bytes(std::string_view bytes) { results_ << bytes; }
+
   /// False when a result could not be written.
   bool finish();
 

@@ -5,7 +5,9 @@
 #include <IdlewynKit/platform/text/Unicode.hpp>
 #include <IdlewynKit/relay/PairingLink.hpp>
 
+#include "CertificateProbe.hpp"
 #include "Commands.hpp"
+#include "Confirmation.hpp"
 #include "Escape.hpp"
 #include "Fingerprint.hpp"
 #include "Records.hpp"
@@ -29,18 +31,84 @@ PairingLink parseLink(const std::string& given) {
   return *std::move(link);
 }
 
-PairingLink parseAddress(const PairOptions& options) {
-  if (options.address.empty()) {
+PairingLink parseAddress(const Arguments& given) {
+  if (!given.has("--address")) {
     throw usageFailure("Give a pairing link, or --address and --code.");
   }
-  const auto url = URL::parse(options.address);
+  const auto url = URL::parse(given.text("--address"));
   const std::string scheme = url ? url->lowercasedScheme() : std::string();
   if ((scheme != "https" && scheme != "http") || url->host().value_or("").empty()) {
     throw usageFailure("The address must be http or https with a host.");
   }
-  std::string code = options.code == "-" ? readLine() : options.code;
+  std::optional<std::string> pin;
+  if (given.has("--pin")) pin = parseFingerprint(given.text("--pin"));
+  if (pin && scheme == "http") throw usageFailure("Over http there is no certificate to pin.");
+  const std::string code = given.text("--code");
   if (code.empty()) throw usageFailure("The pairing code is empty.");
-  return PairingLink(*url, std::move(code), std::nullopt);
+  return PairingLink(*url, code, std::move(pin));
+}
+
+// After this, and only then, the code may be sent.
+void establishTrust(PairingLink& link, const Arguments& given, Surroundings& with) {
+  if (link.serverURL.lowercasedScheme() == "http") {
+    with.output.note(
+        "Note: over http nothing is encrypted; everybody on the way can read the token.");
+    return;
+  }
+  if (link.certificatePin || given.has("--accept-new")) return;
+  auto terminal = with.output.isJSON ? std::nullopt : Terminal::open();
+  if (!terminal) {
+    throw usageFailure(
+        "There is no terminal to ask on whether the relay's certificate is the right one. Give "
+        "its fingerprint with --pin, or --accept-new to trust whatever comes first.");
+  }
+  const std::string seen =
+      CertificatePin::fingerprint(probeCertificate(link.serverURL, with.relays));
+  confirmFingerprint(*terminal, seen, with.relays);
+  link.certificatePin = seen;
+}
+
+// The token that nobody needs any more. The pairing stands whatever comes of it.
+void revoke(const Connection& old, Surroundings& with) {
+  if (old.isDemo()) return;
+  try {
+    with.relays.unpair(old);
+  } catch (...) {
+    const Failure failure = describe(std::current_exception());
+    if (failure.code == ExitCode::interrupted) throw failure;
+    if (failure.code == ExitCode::unauthorized) return;  // it is forgotten already
+    with.output.note("The token of the earlier pairing could not be revoked: " + failure.message);
+  }
+}
+
+// The connection could not be saved: a token that nobody has must not live on.
+[[noreturn]] void giveUp(const Connection& connection, Surroundings& with) {
+  Failure failure = describe(std::current_exception());
+  try {
+    with.relays.unpair(connection);
+    failure.message += " The relay has ended the new pairing again.";
+  } catch (...) {
+    failure.message += " The relay keeps the new pairing, which is of no use to anybody.";
+  }
+  throw failure;
+}
+
+// What it replaced.
+std::vector<Connection> save(const Connection& connection, Surroundings& with) {
+  std::vector<Connection> replaced;
+  try {
+    with.connections().update([&](std::vector<Connection>& connections) {
+      std::erase_if(connections, [&](const Connection& old) {
+        if (old.provider != connection.provider) return false;
+        replaced.push_back(old);
+        return true;
+      });
+      connections.push_back(connection);
+    });
+  } catch (...) {
+    giveUp(connection, with);
+  }
+  return replaced;
 }
 
 void report(const Connection& connection, bool wasReplaced, bool trustedOnFirstUse,
@@ -64,37 +132,22 @@ void report(const Connection& connection, bool wasReplaced, bool trustedOnFirstU
 
 }  // namespace
 
-std::vector<std::string> fingerprintLines(std::string_view fingerprint) {
-  constexpr std::size_t group = 4, line = 32;
-  std::vector<std::string> lines;
-  for (std::size_t i = 0; i < fingerprint.size(); i += group) {
-    if (i % line == 0) {
-      lines.emplace_back();
-    } else {
-      lines.back() += ' ';
-    }
-    lines.back() += fingerprint.substr(i, group);
-  }
-  return lines;
-}
-
-ExitCode runPair(const PairOptions& options, Surroundings& with) {
-  if (!options.agent) throw usageFailure("A pairing is for one agent; name it with --agent.");
-  const PairingLink link = options.link.empty() ? parseAddress(options) : parseLink(options.link);
+ExitCode runPair(const Arguments& given, Surroundings& with) {
+  const auto agent = given.agent();
+  if (!agent) throw usageFailure("A pairing is for one agent; name it with --agent.");
+  PairingLink link = given.has("link") ? parseLink(given.text("link")) : parseAddress(given);
   with.relays.listen();
-  with.connections.prepare();  // a list that can't be changed must not cost the code
-  if (link.serverURL.lowercasedScheme() == "http") {
-    with.output.note("Note: over http everybody on the way can read the token.");
-  }
+  with.connections().prepare();  // a list that can't be changed must not cost the code
+  establishTrust(link, given, with);
+  if (given.text("--code") == "-") link.code = readLine();
+  if (link.code.empty()) throw usageFailure("The pairing code is empty.");
   const Connection connection =
-      with.relays.pair(*options.agent, link.serverURL, link.code, link.certificatePin);
-  bool wasReplaced = false;
-  with.connections.update([&](std::vector<Connection>& connections) {
-    const auto isSame = [&](const Connection& c) { return c.provider == connection.provider; };
-    wasReplaced = std::erase_if(connections, isSame) > 0;
-    connections.push_back(connection);
-  });
-  report(connection, wasReplaced, !link.certificatePin && connection.certificatePin, with.output);
+      with.relays.pair(*agent, link.serverURL, link.code, link.certificatePin);
+  const std::vector<Connection> replaced = save(connection, with);
+  report(connection, !replaced.empty(), !link.certificatePin && connection.certificatePin,
+         with.output);
+  for (const Connection& old : replaced)
+    revoke(old, with);
   return ExitCode::ok;
 }
 

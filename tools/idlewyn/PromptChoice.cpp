@@ -9,11 +9,6 @@
 namespace idlewyn::command {
 namespace {
 
-bool isSameQuestion(const PromptRecord& a, const PromptRecord& b) {
-  return a.agent == b.agent && a.id == b.id && a.toolName == b.toolName && a.detail == b.detail &&
-         a.alwaysRule == b.alwaysRule;
-}
-
 Failure refusal(std::string kind, ExitCode code, const std::string& sentence,
                 std::vector<PromptRecord> candidates) {
   std::string message = sentence;
@@ -27,6 +22,11 @@ Failure refusal(std::string kind, ExitCode code, const std::string& sentence,
 }
 
 }  // namespace
+
+bool isSameQuestion(const PromptRecord& a, const PromptRecord& b) {
+  return a.agent == b.agent && a.id == b.id && a.toolName == b.toolName && a.detail == b.detail &&
+         a.alwaysRule == b.alwaysRule;
+}
 
 std::vector<PromptRecord> openPrompts(const std::vector<AgentSession>& sessions) {
   std::vector<PromptRecord> open;

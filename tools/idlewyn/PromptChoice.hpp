@@ -14,6 +14,9 @@ namespace idlewyn::command {
 /// The open prompts, in the sessions' order.
 std::vector<PromptRecord> openPrompts(const std::vector<AgentSession>& sessions);
 
+/// The same agent asks the same thing by the same id.
+bool isSameQuestion(const PromptRecord& a, const PromptRecord& b);
+
 /// The prompt with that id, written as it is or as it is shown. Never one that merely begins so:
 /// a prompt that the user has not seen must not be answered in place of one that is gone. Throws
 /// a Failure with the candidates when there is none, or when prompts of several agents or of

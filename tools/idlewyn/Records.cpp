@@ -35,4 +35,9 @@ ConnectionRecord::ConnectionRecord(const Connection& connection, bool wasReplace
   if (connection.serverURL) address = connection.serverURL->withoutUserInfo().text();
 }
 
+PinRecord::PinRecord(const Connection& connection)
+    : agent(connection.provider), fingerprint(connection.certificatePin) {
+  if (connection.serverURL) address = connection.serverURL->withoutUserInfo().text();
+}
+
 }  // namespace idlewyn::command

@@ -24,18 +24,32 @@ using platform::field;
 /// Why one agent's fetch failed.
 struct AgentErrorRecord {
   AgentErrorRecord(AgentProvider agent, const Failure& failure)
-      : agent(agent), kind(failure.kind), message(failure.message) {}
+      : agent(agent),
+        kind(failure.kind),
+        message(failure.message),
+        expectedFingerprint(failure.expectedFingerprint),
+        seenFingerprint(failure.seenFingerprint) {}
   explicit AgentErrorRecord(DecodingKey) {}
 
   static constexpr auto fields() {
     using R = AgentErrorRecord;
-    return std::tuple{field("agent", &R::agent), field("kind", &R::kind),
-                      field("message", &R::message)};
+    return std::tuple{field("agent", &R::agent),
+                      field("kind", &R::kind),
+                      field("message", &R::message),
+                      field("expectedFingerprint", &R::expectedFingerprint),
+                      field("seenFingerprint", &R::seenFingerprint),
+                      field("answeredAt", &R::answeredAt),
+                      field("nextTryAt", &R::nextTryAt)};
   }
 
   AgentProvider agent{};
   std::string kind;
   std::string message;
+  std::optional<std::string> expectedFingerprint;
+  std::optional<std::string> seenFingerprint;
+  /// While watching: when it last answered, and when it is asked again, which may be never.
+  std::optional<Date> answeredAt;
+  std::optional<Date> nextTryAt;
 };
 
 std::vector<AgentErrorRecord> errorRecords(
@@ -59,7 +73,25 @@ struct TransitionRecord {
   std::optional<SessionStatus> from;
 };
 
-/// `sessions`, and each round of `watch`, which adds the transitions.
+/// An answer that was given on the desktop while watching, and why it was not taken.
+struct WatchAnswerRecord {
+  WatchAnswerRecord(PermissionDecision decision, PromptRecord prompt)
+      : decision(decision), prompt(std::move(prompt)) {}
+  explicit WatchAnswerRecord(DecodingKey key) : prompt(key) {}
+
+  static constexpr auto fields() {
+    using R = WatchAnswerRecord;
+    return std::tuple{field("decision", &R::decision), field("prompt", &R::prompt),
+                      field("kind", &R::kind), field("message", &R::message)};
+  }
+
+  PermissionDecision decision{};
+  PromptRecord prompt;
+  std::optional<std::string> kind;
+  std::optional<std::string> message;
+};
+
+/// `sessions`, and each round of `watch`, which adds transitions and, with `--notify`, answers.
 struct SessionsRecord {
   SessionsRecord(const SessionSnapshot& snapshot, std::vector<AgentErrorRecord> errors,
                  std::optional<std::vector<TransitionRecord>> transitions)
@@ -72,9 +104,9 @@ struct SessionsRecord {
 
   static constexpr auto fields() {
     using R = SessionsRecord;
-    return std::tuple{field("summary", &R::summary), field("updatedAt", &R::updatedAt),
-                      field("sessions", &R::sessions), field("errors", &R::errors),
-                      field("transitions", &R::transitions)};
+    return std::tuple{field("summary", &R::summary),         field("updatedAt", &R::updatedAt),
+                      field("sessions", &R::sessions),       field("errors", &R::errors),
+                      field("transitions", &R::transitions), field("answers", &R::answers)};
   }
 
   std::string summary;
@@ -83,6 +115,7 @@ struct SessionsRecord {
   std::vector<AgentSession> sessions;
   std::vector<AgentErrorRecord> errors;
   std::optional<std::vector<TransitionRecord>> transitions;
+  std::optional<std::vector<WatchAnswerRecord>> answers;
 };
 
 /// `pair` and `unpair`: a connection without its token and without user names in its address.
@@ -125,6 +158,38 @@ struct AnswerRecord {
   PromptRecord prompt;
 };
 
+/// One agent's pinned certificate, and in `pin verify` what its relay shows.
+struct PinRecord {
+  explicit PinRecord(const Connection& connection);
+  explicit PinRecord(DecodingKey) {}
+
+  static constexpr auto fields() {
+    using R = PinRecord;
+    return std::tuple{field("agent", &R::agent), field("address", &R::address),
+                      field("fingerprint", &R::fingerprint),
+                      field("seenFingerprint", &R::seenFingerprint)};
+  }
+
+  AgentProvider agent{};
+  std::optional<std::string> address;
+  /// Absent over http, where there is nothing to pin.
+  std::optional<std::string> fingerprint;
+  std::optional<std::string> seenFingerprint;
+};
+
+/// `pin show`, `pin verify` and `pin replace`.
+struct PinListRecord {
+  PinListRecord() = default;
+  explicit PinListRecord(DecodingKey) {}
+
+  static constexpr auto fields() {
+    return std::tuple{field("pins", &PinListRecord::pins), field("errors", &PinListRecord::errors)};
+  }
+
+  std::vector<PinRecord> pins;
+  std::vector<AgentErrorRecord> errors;
+};
+
 /// One agent's remote approvals.
 struct ApprovalsRecord {
   ApprovalsRecord(AgentProvider agent, bool remoteApprovals)
@@ -157,18 +222,26 @@ struct ApprovalsListRecord {
 /// `{"error":{...}}`, in place of a result.
 struct ErrorRecord {
   struct Details {
-    explicit Details(const Failure& failure) : kind(failure.kind), message(failure.message) {
+    explicit Details(const Failure& failure)
+        : kind(failure.kind),
+          message(failure.message),
+          expectedFingerprint(failure.expectedFingerprint),
+          seenFingerprint(failure.seenFingerprint) {
       if (!failure.candidates.empty()) candidates = failure.candidates;
     }
     explicit Details(DecodingKey) {}
 
     static constexpr auto fields() {
       return std::tuple{field("kind", &Details::kind), field("message", &Details::message),
+                        field("expectedFingerprint", &Details::expectedFingerprint),
+                        field("seenFingerprint", &Details::seenFingerprint),
                         field("candidates", &Details::candidates)};
     }
 
     std::string kind;
     std::string message;
+    std::optional<std::string> expectedFingerprint;
+    std::optional<std::string> seenFingerprint;
     std::optional<std::vector<PromptRecord>> candidates;
   };
 

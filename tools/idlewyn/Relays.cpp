@@ -1,90 +1,51 @@
 // SPDX-License-Identifier: MIT
 #include "Relays.hpp"
 
-#include <csignal>
-#include <utility>
+#include <algorithm>
 
-#include <boost/asio/bind_cancellation_slot.hpp>
-#include <boost/asio/cancellation_signal.hpp>
-#include <boost/asio/co_spawn.hpp>
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/signal_set.hpp>
-#include <boost/asio/steady_timer.hpp>
-#include <boost/asio/this_coro.hpp>
-#include <boost/asio/use_awaitable.hpp>
+#include <IdlewynKit/push/PushGatewayClient.hpp>
+#include <IdlewynKit/relay/RelayError.hpp>
 
-#include "Failure.hpp"
+#include "CertificateProbe.hpp"
+#include "RelaysLoop.hpp"
 
 namespace idlewyn::command {
 namespace {
 
 namespace asio = boost::asio;
 
-asio::awaitable<void> sleep(std::chrono::duration<double> time) {
-  asio::steady_timer timer(co_await asio::this_coro::executor);
-  timer.expires_after(std::chrono::duration_cast<asio::steady_timer::duration>(time));
-  co_await timer.async_wait(asio::use_awaitable);
+asio::awaitable<void> sleep(asio::steady_timer& timer) {
+  boost::system::error_code woken;
+  co_await timer.async_wait(asio::redirect_error(asio::use_awaitable, woken));
+}
+
+asio::awaitable<void> untilReadable(int descriptor) {
+  asio::posix::stream_descriptor input(co_await asio::this_coro::executor, descriptor);
+  boost::system::error_code ended;
+  co_await input.async_wait(asio::posix::descriptor_base::wait_read,
+                            asio::redirect_error(asio::use_awaitable, ended));
+  input.release();
+}
+
+bool isMismatch(const std::exception_ptr& error) {
+  try {
+    std::rethrow_exception(error);
+  } catch (const RelayError& relayError) {
+    return relayError == RelayError::certificateMismatch();
+  } catch (...) {
+    return false;
+  }
+}
+
+// The same error, or one that tells which certificate was expected and which came.
+std::exception_ptr explanation(const std::exception_ptr& error, const Connection& connection,
+                               Relays& relays) {
+  if (!isMismatch(error) || !connection.serverURL || !connection.certificatePin) return error;
+  return std::make_exception_ptr(mismatchFailure(connection.provider, *connection.certificatePin,
+                                                 fingerprintIfSeen(*connection.serverURL, relays)));
 }
 
 }  // namespace
-
-struct Relays::Loop {
-  Loop() { listen(); }
-
-  void listen() {
-    signals.async_wait([this](const boost::system::error_code& error, int) {
-      if (error) return;
-      isInterrupted = true;
-      cancellation.emit(asio::cancellation_type::terminal);
-      listen();
-    });
-  }
-
-  // Whatever the operation came to, an interrupted one counts as interrupted.
-  template <class Spawn>
-  void drive(Spawn spawn) {
-    context.poll();
-    if (isInterrupted) throw interruption();
-    bool isDone = false;
-    spawn(isDone);
-    while (!isDone)
-      context.run_one();
-    if (isInterrupted) throw interruption();
-    if (failure) std::rethrow_exception(std::exchange(failure, nullptr));
-  }
-
-  template <class T>
-  T run(asio::awaitable<T> operation) {
-    std::optional<T> result;
-    drive([&](bool& isDone) {
-      const auto finish = [&](std::exception_ptr error, T value) {
-        failure = std::move(error);
-        if (!failure) result.emplace(std::move(value));
-        isDone = true;
-      };
-      asio::co_spawn(context, std::move(operation),
-                     asio::bind_cancellation_slot(cancellation.slot(), finish));
-    });
-    return std::move(*result);
-  }
-
-  void run(asio::awaitable<void> operation) {
-    drive([&](bool& isDone) {
-      const auto finish = [&](std::exception_ptr error) {
-        failure = std::move(error);
-        isDone = true;
-      };
-      asio::co_spawn(context, std::move(operation),
-                     asio::bind_cancellation_slot(cancellation.slot(), finish));
-    });
-  }
-
-  asio::io_context context{1};
-  asio::signal_set signals{context, SIGINT, SIGTERM};
-  asio::cancellation_signal cancellation;
-  bool isInterrupted = false;
-  std::exception_ptr failure;
-};
 
 Relays::Relays() : service_(RelayClient(URLSession::shared())) {}
 Relays::~Relays() = default;
@@ -94,36 +55,94 @@ Relays::Loop& Relays::loop() {
   return *loop_;
 }
 
+void Relays::limit(std::chrono::milliseconds time) { loop().limit(time); }
+
+template <class Call>
+auto Relays::explained(const Connection& connection, Call call) {
+  try {
+    return loop().run(call());
+  } catch (const RelayError&) {
+    const auto error = std::current_exception();
+    std::rethrow_exception(explanation(error, connection, *this));
+  }
+}
+
 Connection Relays::pair(AgentProvider provider, const URL& address, const std::string& code,
                         const std::optional<std::string>& pin) {
-  return loop().run(service_.pair(provider, address, code, pin));
+  const Connection asked(provider, address, "", "", DateClock::now(), pin);
+  return explained(asked, [&] { return service_.pair(provider, address, code, pin); });
 }
 
 SnapshotResult Relays::snapshot(const std::vector<Connection>& connections,
                                 const SessionSnapshot& fallback) {
-  return loop().run(service_.snapshot(connections, fallback));
+  SnapshotResult result = loop().run(service_.snapshot(connections, fallback));
+  for (auto& [provider, error] : result.errors) {
+    const auto connection = std::ranges::find(connections, provider, &Connection::provider);
+    if (connection != connections.end()) error = explanation(error, *connection, *this);
+  }
+  return result;
 }
 
 void Relays::decide(PermissionDecision decision, const std::string& promptID,
                     const Connection& connection) {
-  loop().run(service_.decide(decision, promptID, connection));
+  explained(connection, [&] { return service_.decide(decision, promptID, connection); });
 }
 
 bool Relays::remoteApprovals(const Connection& connection) {
-  return loop().run(service_.remoteApprovals(connection));
+  return explained(connection, [&] { return service_.remoteApprovals(connection); });
 }
 
 bool Relays::setRemoteApprovals(bool enabled, const Connection& connection) {
-  return loop().run(service_.setRemoteApprovals(enabled, connection));
+  return explained(connection, [&] { return service_.setRemoteApprovals(enabled, connection); });
 }
 
-void Relays::unpair(const Connection& connection) { loop().run(service_.unpair(connection)); }
+void Relays::registerPushToken(const PushTokenRegistration& registration,
+                               const Connection& connection) {
+  explained(connection, [&] { return service_.registerPushToken(registration, connection); });
+}
+
+std::optional<std::string> Relays::pushKey(const std::string& token,
+                                           const std::string& environment) {
+  return loop().run(PushGatewayClient::shared().pushKey(token, environment));
+}
+
+void Relays::unpair(const Connection& connection) {
+  explained(connection, [&] { return service_.unpair(connection); });
+}
 
 platform::HTTPResponse Relays::send(const std::shared_ptr<URLSession>& session,
                                     const platform::URLRequest& request) {
   return loop().run(session->data(request));
 }
 
-void Relays::pause(std::chrono::duration<double> time) { loop().run(sleep(time)); }
+void Relays::pause(std::chrono::duration<double> time) {
+  Loop& loop = this->loop();
+  // Handlers of signals and inputs run first; they may have asked for the next round already.
+  loop.context.restart();
+  loop.context.poll();
+  if (!std::exchange(loop.isWoken, false)) {
+    loop.sleeper.expires_after(std::chrono::duration_cast<asio::steady_timer::duration>(time));
+    loop.run(sleep(loop.sleeper));
+    loop.isWoken = false;
+  }
+}
+
+void Relays::wake() {
+  loop().isWoken = true;
+  loop().sleeper.cancel();
+}
+
+void Relays::waitForInput(int descriptor) { loop().run(untilReadable(descriptor)); }
+
+void Relays::onSignals(const std::vector<int>& signals, std::function<void(int)> handle) {
+  Loop::Signals& added = loop().moreSignals.emplace_back(loop().context, std::move(handle));
+  for (const int signal : signals)
+    added.set.add(signal);
+  added.listen();
+}
+
+void Relays::onInput(int descriptor, std::function<void()> handle) {
+  loop().inputs.emplace_back(loop().context, descriptor, std::move(handle)).listen();
+}
 
 }  // namespace idlewyn::command

@@ -19,6 +19,7 @@
 
 #include "Escape.hpp"
 #include "Failure.hpp"
+#include "ProgramFolder.hpp"
 
 namespace idlewyn::command {
 namespace {
@@ -62,8 +63,7 @@ fs::path SandboxProcess::findProgram() {
   if (const char* named = std::getenv("IDLEWYN_SANDBOX_RELAY"); named != nullptr && *named != 0) {
     return named;
   }
-  std::error_code error;
-  const fs::path folder = fs::read_symlink("/proc/self/exe", error).parent_path();
+  const fs::path folder = programFolder();
   for (const fs::path& place : {folder / name, folder.parent_path() / "sandbox-relay" / name}) {
     if (access(place.c_str(), X_OK) == 0) return place;
   }

@@ -94,8 +94,11 @@ std::string errorReport(const std::map<AgentProvider, std::exception_ptr>& error
                         const Style& style) {
   std::string text;
   for (const auto& [provider, error] : errors) {
-    append(text, toned(std::string(shortName(provider)) + ": " + describe(error).message, Tone::bad,
-                       style));
+    const Failure failure = describe(error);
+    append(text,
+           toned(std::string(shortName(provider)) + ": " + failure.message, Tone::bad, style));
+    for (const std::string& line : failure.details)
+      append(text, line);
   }
   return text;
 }
@@ -108,16 +111,15 @@ std::string transitionLine(const SessionTransition& transition, const Style& sty
   return line + toned(label(session.status), toneOf(session.status), style);
 }
 
-void reportSnapshot(Output& output, const SessionSnapshot& snapshot,
-                    const std::map<AgentProvider, std::exception_ptr>& errors, Date now) {
+void reportSnapshot(Output& output, const SessionSnapshot& snapshot, const std::string& errors,
+                    Date now) {
   const bool isEmpty = snapshot.sessions.empty();
   const std::string table = isEmpty ? "" : sessionTable(snapshot, now, output.style);
   // Of agents that failed nobody knows whether they have sessions.
   const std::string summary = isEmpty && !errors.empty() ? "" : SnapshotLead(snapshot).summary();
   bool isFirst = true;
-  for (const std::string& part :
-       {table, promptReport(snapshot, output.style), errorReport(errors, output.style),
-        toned(summary, Tone::strong, output.style)}) {
+  for (const std::string& part : {table, promptReport(snapshot, output.style), errors,
+                                  toned(summary, Tone::strong, output.style)}) {
     if (part.empty()) continue;
     if (!std::exchange(isFirst, false)) output.line();
     output.line(part);

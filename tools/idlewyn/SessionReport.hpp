@@ -20,15 +20,15 @@ std::string sessionTable(const SessionSnapshot& snapshot, Date now, const Style&
 /// The open prompts with all that is asked, and the answers that each takes. Empty for none.
 std::string promptReport(const SessionSnapshot& snapshot, const Style& style);
 
-/// One line an agent that failed.
+/// A line for each agent that failed, and what else there is to say about it.
 std::string errorReport(const std::map<AgentProvider, std::exception_ptr>& errors,
                         const Style& style);
 
 std::string transitionLine(const SessionTransition& transition, const Style& style);
 
-/// Table, prompts, errors and the summary, with empty lines between.
-void reportSnapshot(Output& output, const SessionSnapshot& snapshot,
-                    const std::map<AgentProvider, std::exception_ptr>& errors, Date now);
+/// Table, prompts, the report of errors and the summary, with empty lines between.
+void reportSnapshot(Output& output, const SessionSnapshot& snapshot, const std::string& errors,
+                    Date now);
 
 /// "0:42", "12:05", "1:02:03"; times to come count as 0.
 std::string elapsedText(double seconds);

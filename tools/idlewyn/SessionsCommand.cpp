@@ -1,17 +1,23 @@
 // SPDX-License-Identifier: MIT
+#include <IdlewynKit/storage/SnapshotStore.hpp>
+
 #include "Commands.hpp"
 #include "Records.hpp"
 #include "SessionReport.hpp"
+#include "SharedSnapshot.hpp"
 
 namespace idlewyn::command {
 
-ExitCode runSessions(const SessionsOptions& options, Surroundings& with) {
-  const auto connections = with.connections.paired(options.agent);
-  const SnapshotResult result = with.relays.snapshot(connections, SessionSnapshot::empty());
+ExitCode runSessions(const Arguments& given, Surroundings& with) {
+  const auto connections = with.connections().paired(given.agent());
+  const SnapshotResult result =
+      with.relays.snapshot(connections, SnapshotStore::shared().load());
+  shareSnapshot(result.snapshot, given.agent());
   if (with.output.isJSON) {
     with.output.json(SessionsRecord(result.snapshot, errorRecords(result.errors), std::nullopt));
   } else {
-    reportSnapshot(with.output, result.snapshot, result.errors, DateClock::now());
+    reportSnapshot(with.output, result.snapshot, errorReport(result.errors, with.output.style),
+                   DateClock::now());
   }
   return exitCodeOf(result.errors, connections.size());
 }

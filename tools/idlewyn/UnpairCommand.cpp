@@ -5,6 +5,7 @@
 
 #include "Commands.hpp"
 #include "Records.hpp"
+#include "SharedSnapshot.hpp"
 
 namespace idlewyn::command {
 namespace {
@@ -22,11 +23,19 @@ bool tellRelay(const Connection& connection, Surroundings& with) {
 
 }  // namespace
 
-ExitCode runUnpair(const UnpairOptions& options, Surroundings& with) {
-  const Connection connection = with.connections.onlyOne(options.agent);
+ExitCode runUnpair(const Arguments& given, Surroundings& with) {
+  if (given.has("--damaged")) {
+    with.connections().setDamagedAside();
+    with.output.line("The damaged list was set aside; no agent is paired now.");
+    return ExitCode::ok;
+  }
+  const bool forget = given.has("--forget");
+  const Connection connection = with.connections().onlyOne(given.agent());
+  with.relays.listen();
+  with.connections().prepare();  // a list that can't be changed would keep a dead token
   bool wasKnown = true;
   try {
-    if (!options.forget) wasKnown = tellRelay(connection, with);
+    if (!forget) wasKnown = tellRelay(connection, with);
   } catch (...) {
     Failure failure = describe(std::current_exception());
     if (failure.code != ExitCode::interrupted) {
@@ -35,12 +44,13 @@ ExitCode runUnpair(const UnpairOptions& options, Surroundings& with) {
     throw failure;
   }
   bool isOneLeft = false;
-  with.connections.update([&](std::vector<Connection>& connections) {
+  with.connections().update([&](std::vector<Connection>& connections) {
     // Only the one that was unpaired: meanwhile another process may have paired anew.
     std::erase(connections, connection);
     isOneLeft = std::ranges::find(connections, connection.provider, &Connection::provider) !=
                 connections.end();
   });
+  if (!isOneLeft) forgetSessions(connection.provider);
   if (with.output.isJSON) with.output.json(ConnectionRecord(connection, false, false));
   if (isOneLeft) {
     with.output.line("Ended; another pairing of " + std::string(displayName(connection.provider)) +
@@ -49,7 +59,7 @@ ExitCode runUnpair(const UnpairOptions& options, Surroundings& with) {
     with.output.line(std::string(displayName(connection.provider)) + " is no longer paired.");
   }
   if (!wasKnown) with.output.note("The relay did not know the token any more.");
-  if (options.forget) with.output.note("The relay was not told; its token still works.");
+  if (forget) with.output.note("The relay was not told; its token still works.");
   return ExitCode::ok;
 }
 

@@ -1,58 +1,186 @@
 // SPDX-License-Identifier: MIT
-#include <array>
-#include <ctime>
+#include <algorithm>
+#include <csignal>
+#include <random>
+#include <utility>
+
+#include <unistd.h>
 
 #include "Commands.hpp"
-#include "Records.hpp"
+#include "DesktopAnswer.hpp"
+#include "NotifierModule.hpp"
+#include "PromptNotices.hpp"
+#include "Screen.hpp"
 #include "SessionReport.hpp"
+#include "SharedSnapshot.hpp"
+#include "WatchReport.hpp"
+#include "Watcher.hpp"
 
 namespace idlewyn::command {
 namespace {
 
-std::string timeOfDay() {
-  const std::time_t now = std::time(nullptr);
-  std::tm local{};
-  localtime_r(&now, &local);
-  std::array<char, 16> text{};
-  std::strftime(text.data(), text.size(), "%H:%M:%S", &local);
-  return text.data();
+using Clock = std::chrono::steady_clock;
+constexpr Watcher::Seconds tick{1};
+constexpr std::size_t newsShown = 4;
+
+std::function<double()> chance() {
+  return [engine = std::mt19937(std::random_device()())]() mutable {
+    return std::uniform_real_distribution<double>(0, 1)(engine);
+  };
 }
 
-void reportJSON(Output& output, const SnapshotResult& result,
-                const std::vector<SessionTransition>& transitions) {
-  std::vector<TransitionRecord> records;
-  for (const SessionTransition& transition : transitions)
-    records.emplace_back(transition);
-  output.json(SessionsRecord(result.snapshot, errorRecords(result.errors), std::move(records)));
+class Watch {
+ public:
+  Watch(const Arguments& given, Surroundings& with)
+      : with_(with),
+        agent_(given.agent()),
+        rounds_(static_cast<std::uint64_t>(given.number("--count", 0))),
+        watcher_(Watcher::Seconds(given.number("--interval", 5)), chance()),
+        tellsDesktop_(given.has("--notify")) {}
+
+  ExitCode run();
+
+ private:
+  void takeScreen();
+  void startNotices();
+  void noteNews();
+  void say(std::string line);
+  void sendAnswers();
+  std::vector<SessionTransition> ask();
+  void report(const std::vector<SessionTransition>& transitions);
+  void redraw();
+  void sleep();
+  ExitCode exitCode() const { return exitCodeOf(watcher_.errors(), watcher_.agents().size()); }
+
+  Surroundings& with_;
+  const std::optional<AgentProvider> agent_;
+  const std::uint64_t rounds_;
+  Watcher watcher_;
+  const bool tellsDesktop_;
+  std::optional<Screen> screen_;
+  std::optional<PromptNotices> notices_;
+  bool isMissingTold_ = false;
+  std::vector<NoticeAnswer> pressed_;
+  std::vector<WatchAnswerRecord> answered_;
+  std::deque<std::string> news_;
+};
+
+// Signals come while a call of `relays` runs, and so never in the midst of drawing.
+void Watch::takeScreen() {
+  if (with_.output.isJSON || !Screen::isPossible()) return;
+  screen_.emplace();
+  with_.relays.onSignals({SIGWINCH, SIGTSTP}, [this](int signal) {
+    if (signal == SIGTSTP) {
+      screen_->leave();
+      raise(SIGSTOP);
+      screen_->enter();
+    }
+    redraw();
+  });
 }
 
-void reportText(Output& output, const SnapshotResult& result,
-                const std::vector<SessionTransition>& transitions) {
-  output.line(toned("── " + timeOfDay(), Tone::faint, output.style));
-  for (const SessionTransition& transition : transitions) {
-    output.line(transitionLine(transition, output.style));
+void Watch::startNotices() {
+  if (!tellsDesktop_) return;
+  try {
+    notices_.emplace(loadNotifier());
+    with_.relays.onInput(notices_->notifier().descriptor(), [this] { noteNews(); });
+  } catch (const Failure& failure) {
+    say(failure.message + " What changes is told here only.");
   }
-  if (!transitions.empty()) output.line();
-  reportSnapshot(output, result.snapshot, result.errors, DateClock::now());
-  output.line();
+}
+
+void Watch::noteNews() {
+  for (NoticeAnswer& answer : notices_->take())
+    pressed_.push_back(std::move(answer));
+  const Notifier& notifier = notices_->notifier();
+  if (notifier.state() == NotifierState::unavailable && !std::exchange(isMissingTold_, true)) {
+    say(notifier.description() + " What changes is told here only.");
+  }
+  with_.relays.wake();
+}
+
+void Watch::say(std::string line) {
+  if (!screen_) return with_.output.note(line);
+  news_.push_back(timeOfDay() + "  " + std::move(line));
+  if (news_.size() > newsShown) news_.pop_front();
+}
+
+// What can't be answered any more is said and dropped; each agent answered is asked at once what
+// is open now.
+void Watch::sendAnswers() {
+  for (const NoticeAnswer& answer : std::exchange(pressed_, {})) {
+    const auto agent = watcher_.agents().find(answer.prompt.agent);
+    if (agent == watcher_.agents().end()) continue;
+    const Connection connection = agent->second.connection;
+    answered_.push_back(sendAnswer(answer, connection, with_.relays));
+    say(answerLine(answered_.back()));
+    watcher_.hasten(answer.prompt.agent, Clock::now());
+  }
+}
+
+std::vector<SessionTransition> Watch::ask() {
+  // Read anew each time: another terminal may pair meanwhile.
+  const auto watched = with_.connections().paired(agent_);
+  watcher_.follow(watched);
+  const auto now = Clock::now();
+  const auto due = watcher_.due(now);
+  if (due.empty()) return {};
+  auto transitions =
+      watcher_.take(with_.relays.snapshot(due, watcher_.snapshot()), now, Clock::now());
+  shareSnapshot(watcher_.snapshot(), agent_);
+  return transitions;
+}
+
+void Watch::report(const std::vector<SessionTransition>& transitions) {
+  const auto now = Clock::now();
+  if (notices_) {
+    notices_->tell(transitions);
+    notices_->update(watcher_.snapshot());
+  }
+  if (with_.output.isJSON) {
+    auto answers = tellsDesktop_ ? std::optional(std::exchange(answered_, {})) : std::nullopt;
+    return reportRoundJSON(with_.output, watcher_, transitions, std::move(answers), now);
+  }
+  if (!screen_) return reportRound(with_.output, watcher_, transitions, now);
+  for (const SessionTransition& transition : transitions)
+    say(transitionLine(transition, with_.output.style));
+  redraw();
+}
+
+void Watch::redraw() {
+  Style style = with_.output.style;
+  style.width = Screen::size().columns;
+  screen_->draw(watchScreen(watcher_, news_, Clock::now(), style));
+}
+
+// Until somebody is due. On a screen ages are shown, which go on between the rounds.
+void Watch::sleep() {
+  while (true) {
+    sendAnswers();
+    const auto next = watcher_.next(), now = std::optional(Clock::now());
+    if (!next || next <= now) return;
+    Watcher::Seconds left = *next - *now;
+    if (screen_) left = std::min(left, tick);
+    with_.relays.pause(left);
+    if (screen_) redraw();
+  }
+}
+
+ExitCode Watch::run() {
+  with_.relays.listen();
+  takeScreen();
+  startNotices();
+  for (std::uint64_t round = 1;; ++round) {
+    report(ask());
+    if (!with_.output.finish()) return ExitCode::failure;
+    if (round == rounds_ || !watcher_.next()) break;
+    sleep();
+  }
+  return exitCode();
 }
 
 }  // namespace
 
-ExitCode runWatch(const WatchOptions& options, Surroundings& with) {
-  SessionSnapshot previous = SessionSnapshot::empty();
-  for (std::uint64_t round = 1;; ++round) {
-    // Read anew each time: another terminal may pair meanwhile.
-    const auto connections = with.connections.paired(options.agent);
-    SnapshotResult result = with.relays.snapshot(connections, previous);
-    const auto transitions = SessionTransition::detect(previous, result.snapshot);
-    with.output.isJSON ? reportJSON(with.output, result, transitions)
-                       : reportText(with.output, result, transitions);
-    if (!with.output.finish()) return ExitCode::failure;
-    if (round == options.rounds) return exitCodeOf(result.errors, connections.size());
-    previous = std::move(result.snapshot);
-    with.relays.pause(std::chrono::duration<double>(options.interval));
-  }
-}
+ExitCode runWatch(const Arguments& given, Surroundings& with) { return Watch(given, with).run(); }
 
 }  // namespace idlewyn::command

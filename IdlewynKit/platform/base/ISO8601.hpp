@@ -16,9 +16,9 @@ namespace idlewyn::platform {
 
 enum class FractionOfSecond { required, absent };
 
-/// Reads `YYYY-MM-DDThh:mm:ss`, with `.` and one to nine digits exactly when `fraction` is
-/// required, then `Z`, `+hhmm` or `+hh:mm` (or `-`). Days are checked against the month,
-/// hours go to 23, minutes and seconds to 59. Anything else gives no value.
+/// Reads `YYYY-MM-DDThh:mm:ss`, with a point and one to nine digits exactly when `fraction` is
+/// required, then `Z`, `+hhmm` or `+hh:mm` (or `-`). Days are checked against the month, hours
+/// go to 23, minutes and seconds to 59. Anything else gives no value.
 IDLEWYNKIT_EXPORT std::optional<Date> parseISO8601(std::string_view text,
                                                    FractionOfSecond fraction) noexcept;
 

@@ -21,8 +21,8 @@ bool isSame(const KeychainAttributes& a, const KeychainAttributes& b) {
 }
 
 const KeychainItem* counterpart(const KeychainListing& listing, const KeychainItem& item) {
-  const auto found = std::find_if(
-      listing.items.begin(), listing.items.end(), [&](const KeychainItem& other) {
+  const auto found =
+      std::find_if(listing.items.begin(), listing.items.end(), [&](const KeychainItem& other) {
         return other.service == item.service && other.account == item.account &&
                other.accessGroup == item.accessGroup;
       });
@@ -121,8 +121,8 @@ class Mover {
 
   Code carry(bool isUndecided) {
     if (const Code status = places_.reach(to_); status != success) return status;
-    const auto from = to_ == KeychainPlace::file ? KeychainPlace::secretService
-                                                 : KeychainPlace::file;
+    const auto from =
+        to_ == KeychainPlace::file ? KeychainPlace::secretService : KeychainPlace::file;
     const TwoPlaces both(places_, from, to_);
     const Code fromStatus = both.listedFrom.status;
     // A place that was never decided on and isn't there holds nothing of ours.

@@ -73,7 +73,7 @@ struct KeychainMove {
 /// Moves every item of every access group into the other place and makes that the one in use.
 /// Nothing is lost when it is cut off, at whatever point: everything is copied and read back
 /// first, then the record is switched in one step, then the old place is emptied; calling it
-/// again goes on where it stopped. Writers of this library wait meanwhile, for at most three
+/// again goes on where it stopped. Writers of this library wait meanwhile, for at most two
 /// seconds (then `notAvailable`). Where both places hold an item, the newer value stays; with
 /// equal or unknown times that of the place that was in use.
 ///

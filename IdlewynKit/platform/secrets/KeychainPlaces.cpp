@@ -63,8 +63,7 @@ KeychainLocation whereIn(const KeychainSettings& settings) {
     const auto place = fromRawValue<KeychainPlace>(*settings.word);
     if (place) {
       return {place, KeychainReason::environment, directory,
-              "Items are kept " + named(*place, directory) +
-                  ", because IDLEWYN_KEYCHAIN says so."};
+              "Items are kept " + named(*place, directory) + ", because IDLEWYN_KEYCHAIN says so."};
     }
     return {std::nullopt, KeychainReason::unknownWord, directory,
             "IDLEWYN_KEYCHAIN is neither secret-service nor file nor memory: no keychain is used."};

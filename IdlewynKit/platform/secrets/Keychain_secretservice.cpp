@@ -87,8 +87,8 @@ class SecretServiceItems final : public SecretItems {
   KeychainMatch read(const ItemAddress& address) override {
     KeychainMatch match;
     const Table* module = table();
-    match.status = module ? module->read(borrowed(address), takeValue, &match)
-                          : KeychainStatus::notAvailable;
+    match.status =
+        module ? module->read(borrowed(address), takeValue, &match) : KeychainStatus::notAvailable;
     return match;
   }
 

@@ -41,14 +41,14 @@ std::string busAddress() {
   return std::string("unix:path=") + escaped.get();
 }
 
-/// Waits for an asynchronous operation of GIO in a context of its own: the context of the
+/// Waits for an asynchronous operation of GIO in the link's own context: the context of the
 /// program, which may run in any thread or in none, has no part in it.
 class Operation {
  public:
-  Operation() : context_(g_main_context_new()), cancellable_(g_cancellable_new()) {
-    g_main_context_push_thread_default(context_.get());
+  explicit Operation(GMainContext* context) : context_(context), cancellable_(g_cancellable_new()) {
+    g_main_context_push_thread_default(context_);
   }
-  ~Operation() { g_main_context_pop_thread_default(context_.get()); }
+  ~Operation() { g_main_context_pop_thread_default(context_); }
   Operation(const Operation&) = delete;
   Operation& operator=(const Operation&) = delete;
 
@@ -61,9 +61,9 @@ class Operation {
   GAsyncResult* wait(int milliseconds) {
     GSource* timer = g_timeout_source_new(static_cast<guint>(milliseconds));
     g_source_set_callback(timer, &Operation::cancel, cancellable_.get(), nullptr);
-    g_source_attach(timer, context_.get());
+    g_source_attach(timer, context_);
     while (!result_)
-      g_main_context_iteration(context_.get(), TRUE);
+      g_main_context_iteration(context_, TRUE);
     g_source_destroy(timer);
     g_source_unref(timer);
     return result_.get();
@@ -75,13 +75,13 @@ class Operation {
     return G_SOURCE_REMOVE;
   }
 
-  const Owned<GMainContext> context_;
+  GMainContext* const context_;
   const Owned<GCancellable> cancellable_;
   Owned<GAsyncResult> result_;
 };
 
-GDBusConnection* connect(const std::string& address, int milliseconds) {
-  Operation operation;
+GDBusConnection* connect(GMainContext* context, const std::string& address, int milliseconds) {
+  Operation operation(context);
   constexpr auto flags =
       static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
                                         G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
@@ -99,13 +99,13 @@ void restoreConstructor(gpointer objectClass, gpointer) {
 
 GType privateServiceType() {
   static const GType type = g_type_register_static_simple(
-      SECRET_TYPE_SERVICE, "IdlewynSecretService", sizeof(SecretServiceClass),
-      &restoreConstructor, sizeof(SecretService), nullptr, static_cast<GTypeFlags>(0));
+      SECRET_TYPE_SERVICE, "IdlewynSecretService", sizeof(SecretServiceClass), &restoreConstructor,
+      sizeof(SecretService), nullptr, static_cast<GTypeFlags>(0));
   return type;
 }
 
-SecretService* openSession(GDBusConnection* connection, int milliseconds) {
-  Operation operation;
+SecretService* openSession(GMainContext* context, GDBusConnection* connection, int milliseconds) {
+  Operation operation(context);
   constexpr auto flags = static_cast<GDBusProxyFlags>(G_DBUS_PROXY_FLAGS_DO_NOT_LOAD_PROPERTIES |
                                                       G_DBUS_PROXY_FLAGS_DO_NOT_CONNECT_SIGNALS |
                                                       G_DBUS_PROXY_FLAGS_DO_NOT_AUTO_START);
@@ -180,13 +180,22 @@ Process& process() {
 
 }  // namespace
 
-ServiceLink::ServiceLink(const std::string& address, Clock::time_point deadline) {
-  connection_.reset(connect(address, millisecondsUntil(deadline)));
+// Delegates, so that the destructor clears up after a failure too.
+ServiceLink::ServiceLink(const std::string& address, Clock::time_point deadline) : ServiceLink() {
+  connection_.reset(connect(context_.get(), address, millisecondsUntil(deadline)));
   if (!connection_) throw unreachable;
   g_dbus_connection_set_exit_on_close(connection_.get(), FALSE);
   startService(deadline);
-  service_.reset(openSession(connection_.get(), millisecondsUntil(deadline)));
+  service_.reset(openSession(context_.get(), connection_.get(), millisecondsUntil(deadline)));
   if (!service_ || !session()) throw unreachable;
+}
+
+ServiceLink::~ServiceLink() {
+  service_.reset();
+  connection_.reset();
+  // What a proxy leaves behind is freed from its context.
+  while (g_main_context_iteration(context_.get(), FALSE)) {
+  }
 }
 
 void ServiceLink::startService(Clock::time_point deadline) const {

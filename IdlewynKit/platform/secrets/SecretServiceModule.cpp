@@ -214,9 +214,9 @@ Code replace(const Item& item) noexcept {
   return carriedOut(2s, [&](const Conversation& conversation) {
     for (const std::string& path : found(conversation, item.address)) {
       const Object object{path.c_str(), itemInterface};
-      conversation.call(
-          object, "SetSecret",
-          g_variant_new("(@(oayays))", conversation.link().encoded(item.value)), "()");
+      conversation.call(object, "SetSecret",
+                        g_variant_new("(@(oayays))", conversation.link().encoded(item.value)),
+                        "()");
       const auto attributes = conversation.property(object, "Attributes");
       if (attribute(attributes.get(), accessibleAttribute) == accessibleText(item)) continue;
       conversation.call({object.path, propertiesInterface}, "Set",
@@ -231,8 +231,7 @@ Code replace(const Item& item) noexcept {
 Code erase(const Address& address) noexcept {
   return carriedOut(2s, [&](const Conversation& conversation) {
     for (const std::string& path : found(conversation, address)) {
-      const auto reply =
-          conversation.call({path.c_str(), itemInterface}, "Delete", nullptr, "(o)");
+      const auto reply = conversation.call({path.c_str(), itemInterface}, "Delete", nullptr, "(o)");
       const char* prompt = nullptr;
       g_variant_get(reply.get(), "(&o)", &prompt);
       conversation.refusePrompt(prompt);
@@ -250,10 +249,12 @@ void deliver(const Conversation& conversation, const std::string& path, Receiver
   if (!serviceName || !account) return;  // not one of ours, whatever its schema says
   const std::string group = named(groupAttribute).value_or("");
   const auto secret = secretOf(conversation, path);
-  const auto modified =
-      static_cast<std::int64_t>(g_variant_get_uint64(conversation.property(object, "Modified").get()));
-  receiver(context, Item{{*serviceName, *account, group}, bytesOf(secret.get()),
-                         named(accessibleAttribute) == "when-unlocked", modified});
+  const auto modified = static_cast<std::int64_t>(
+      g_variant_get_uint64(conversation.property(object, "Modified").get()));
+  receiver(context, Item{{*serviceName, *account, group},
+                         bytesOf(secret.get()),
+                         named(accessibleAttribute) == "when-unlocked",
+                         modified});
 }
 
 Code list(Receiver receiver, void* context) noexcept {

@@ -67,8 +67,8 @@ class SelectedKeychain final : public Keychain {
     }
     const auto reading = record_.read();
     if (reading.record) return {reading.record->place, KeychainStatus::success};
-    return {std::nullopt, reading.isReadable ? KeychainStatus::itemNotFound
-                                             : KeychainStatus::notAvailable};
+    return {std::nullopt,
+            reading.isReadable ? KeychainStatus::itemNotFound : KeychainStatus::notAvailable};
   }
 
   Keychain& at(KeychainPlace place) const { return *keychains_[static_cast<std::size_t>(place)]; }

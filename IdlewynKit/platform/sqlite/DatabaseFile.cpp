@@ -20,7 +20,9 @@
 namespace idlewyn::platform {
 namespace {
 
-constexpr std::chrono::milliseconds longestWait(2000), longestPause(20);
+constexpr std::chrono::milliseconds longestWait(2000);
+// Others who write without a break leave the lock free for a moment only.
+constexpr std::chrono::microseconds shortestPause(100), longestPause(1000);
 // Looking costs as much as half a read.
 constexpr std::chrono::milliseconds longestTrust(5);
 constexpr int attempts = 4;
@@ -115,7 +117,7 @@ Outcome DatabaseFile::probe() {
 template <class Attempt>
 Outcome DatabaseFile::patiently(const Attempt& attempt) {
   std::optional<std::chrono::steady_clock::time_point> deadline;
-  std::chrono::milliseconds pause(1);
+  std::chrono::microseconds pause = shortestPause;
   while (true) {
     const Outcome outcome = [&] {
       const std::lock_guard lock(mutex_);

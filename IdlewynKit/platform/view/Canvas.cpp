@@ -23,6 +23,18 @@ bool hasFilter(const LayerBegin& effect) {
   return effect.grayscale != 0 || effect.contrast != 1 || effect.multiply != white;
 }
 
+/// Shapes too thin to be seen are also too thin for a painter's matrices.
+bool hasArea(const DrawOperation& operation) {
+  constexpr double least = 1e-3;
+  const auto isSeen = [](const Rect& rect) {
+    return rect.size.width >= least && rect.size.height >= least;
+  };
+  if (const auto* symbol = std::get_if<SymbolOperation>(&operation)) return isSeen(symbol->box);
+  if (const auto* shape = std::get_if<CapsuleOperation>(&operation)) return isSeen(shape->rect);
+  if (const auto* shape = std::get_if<RectangleOperation>(&operation)) return isSeen(shape->rect);
+  return true;
+}
+
 void makeFainter(Paint& paint, double opacity) {
   if (auto* color = std::get_if<RGBA>(&paint)) {
     color->alpha *= opacity;
@@ -45,7 +57,7 @@ std::string spoken(std::string_view label) {
 }  // namespace
 
 void Canvas::draw(DrawOperation operation) {
-  if (invisible_ == 0) operations_.push_back(std::move(operation));
+  if (invisible_ == 0 && hasArea(operation)) operations_.push_back(std::move(operation));
 }
 
 void Canvas::speak(AccessibleRole role, std::string_view label, const Rect& rect,

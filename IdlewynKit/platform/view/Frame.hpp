@@ -50,6 +50,7 @@ struct CapsuleOperation {
 struct RectangleOperation {
   Rect rect;
   Paint paint;
+  double cornerRadius = 0;  ///< at most half of the shorter side
 };
 /// Grayscale first, then contrast, then the multiplication, then opacity.
 struct LayerBegin {

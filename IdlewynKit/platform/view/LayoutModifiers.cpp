@@ -112,8 +112,7 @@ class FrameNode final : public ModifierNode {
   Alignment alignment_;
 };
 
-/// Null stands for the rectangle.
-using BackgroundShape = std::optional<Capsule>;
+using BackgroundShape = std::variant<Capsule, Rectangle>;
 
 class BackgroundBox final : public WrapperBox {
  public:
@@ -123,10 +122,10 @@ class BackgroundBox final : public WrapperBox {
   void place(Point origin, const Proposal& proposal, Canvas& canvas) override {
     const Rect rect{origin, content_->size(proposal)};
     const Paint paint = stretchedOver(paint_, rect);
-    if (shape_) {
-      canvas.draw(CapsuleOperation{rect, paint, shape_->isContinuous});
+    if (const auto* capsule = std::get_if<Capsule>(&shape_)) {
+      canvas.draw(CapsuleOperation{rect, paint, capsule->isContinuous});
     } else {
-      canvas.draw(RectangleOperation{rect, paint});
+      canvas.draw(RectangleOperation{rect, paint, std::get<Rectangle>(shape_).cornerRadius});
     }
     content_->place(origin, proposal, canvas);
   }
@@ -164,8 +163,9 @@ View View::background(const ShapeStyle& style, Capsule shape) const {
   return modified<detail::BackgroundNode>(style, detail::BackgroundShape(shape));
 }
 
-View View::background(const ShapeStyle& style, Rectangle) const {
-  return modified<detail::BackgroundNode>(style, detail::BackgroundShape());
+View View::background(const ShapeStyle& style, Rectangle shape) const {
+  shape.cornerRadius = saneLength(shape.cornerRadius);
+  return modified<detail::BackgroundNode>(style, detail::BackgroundShape(shape));
 }
 
 View View::frame(std::optional<double> width, std::optional<double> height,

@@ -56,8 +56,8 @@ void drawOn(cairo_surface_t* surface, const Frame& frame, double scale, double l
 
 CairoSurface paintSurface(const Frame& frame, double scale, const std::optional<RGBA>& background) {
   const Size size = checkedSize(frame.size, scale);
-  CairoSurface surface(cairo_image_surface_create(
-      CAIRO_FORMAT_ARGB32, static_cast<int>(size.width), static_cast<int>(size.height)));
+  CairoSurface surface(cairo_image_surface_create(CAIRO_FORMAT_ARGB32, static_cast<int>(size.width),
+                                                  static_cast<int>(size.height)));
   drawOn(surface.get(), frame, scale, scale, background);
   cairo_surface_flush(surface.get());
   return surface;

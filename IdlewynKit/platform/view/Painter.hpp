@@ -25,11 +25,11 @@ namespace idlewyn::platform {
 class IDLEWYNKIT_EXPORT PaintError : public std::exception {
  public:
   enum class Code : std::uint8_t {
-    invalidSize,   ///< size or scale zero, negative or not a number
-    tooLarge,      ///< a side over 32,767 pixels (points for SVG and PDF), over 100,000,000
-                   ///< pixels, or layers nested more than 32 deep
+    invalidSize,  ///< size or scale zero, negative or not a number
+    tooLarge,     ///< a side over 32,767 pixels (points for SVG and PDF), over 100,000,000
+                  ///< pixels, or layers nested more than 32 deep
     drawingFailed,
-    writeFailed,   ///< the file; what stood there before still does
+    writeFailed,  ///< the file; what stood there before still does
   };
 
   PaintError(Code code, std::string description)
@@ -70,8 +70,7 @@ IDLEWYNKIT_EXPORT Data paintPDF(const Frame& frame,
                                 const std::optional<RGBA>& background = std::nullopt);
 
 /// To a file, which appears whole or stays as it was.
-IDLEWYNKIT_EXPORT void paintPNG(const Frame& frame, double scale,
-                                const std::filesystem::path& file,
+IDLEWYNKIT_EXPORT void paintPNG(const Frame& frame, double scale, const std::filesystem::path& file,
                                 const std::optional<RGBA>& background = std::nullopt);
 IDLEWYNKIT_EXPORT void paintSVG(const Frame& frame, const std::filesystem::path& file,
                                 const std::optional<RGBA>& background = std::nullopt);

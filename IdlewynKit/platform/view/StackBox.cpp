@@ -136,6 +136,15 @@ void StackBox::squeeze(double available) {
     measure(child, std::min(std::max(available, 0.0) / waiting--, child.ideal));
     available -= along(child.size);
   }
+  // Texts break where words end: what they leave goes to what takes more than its ideal.
+  auto stretching = static_cast<double>(std::count_if(
+      children_.begin(), children_.end(), [](const Child& child) { return child.stretches; }));
+  for (Child& child : children_) {
+    if (!child.stretches || available <= tolerance) continue;
+    const double before = along(child.size);
+    measure(child, before + available / stretching--);
+    available -= along(child.size) - before;
+  }
 }
 
 void StackBox::place(Point origin, const Proposal& proposal, Canvas& canvas) {

@@ -52,7 +52,9 @@ struct Capsule {
   /// Curvature grows and falls without a jump; else the ends are half circles.
   bool isContinuous = true;
 };
-struct Rectangle {};
+struct Rectangle {
+  double cornerRadius = 0;  ///< at most half of the shorter side
+};
 
 class IDLEWYNKIT_EXPORT View {
  public:

@@ -8,7 +8,6 @@ import signal
 import stat
 import sys
 import time
-import unittest
 
 sys.dont_write_bytecode = True
 import sandbox
@@ -91,7 +90,8 @@ class Pairing(CommandTest):
         with Relay() as relay:
             self.note_secrets(relay)
             text = self.run_command("pair", "--address", relay.address, "--code", "-",
-                                    "--agent", "codex", input=relay.pairingCode + "\n")
+                                    "--agent", "codex", "--accept-new",
+                                    input=relay.pairingCode + "\n")
             self.assertIn("Trusted on first use", text)
             self.assertIn(relay.fingerprint, text.replace(" ", "").replace("\n", ""))
             self.assertIn(relay.address, text)
@@ -103,7 +103,7 @@ class Pairing(CommandTest):
         with Relay() as relay:
             self.secrets.add("WRONGCODE")
             attempt = ("pair", "--address", relay.address, "--code", "WRONGCODE",
-                       "--agent", "claude")
+                       "--agent", "claude", "--accept-new")
             for _ in range(5):
                 self.run_command(*attempt, status=4)
             self.assertEqual(self.run_json(*attempt, status=12)["error"]["kind"],
@@ -156,7 +156,7 @@ class Pairing(CommandTest):
             self.assertIn("idlewyn: ", self.run_command(*arguments, status=2))
 
     def test_wrong_arguments_are_explained(self):
-        for arguments, part in ((("bogus",), "no command"), ((), "pair, sessions, watch"),
+        for arguments, part in ((("bogus",), "no command"), ((), "pair, unpair, pin, sessions, watch"),
                                 (("sessions", "--agent", "x"), "for --agent"),
                                 (("watch", "--count", "x"), "for --count"),
                                 (("watch", "--count", "0"), "for --count"),
@@ -256,7 +256,15 @@ class Answering(CommandTest):
             self.pair(relay, "claude")
             relay.advance(30)
             relay.fault("v1/permissions/*", "status=404")
-            self.assertIn(EXPIRED, self.run_command("allow", "tidy-up-1", status=11))
+            text = self.run_command("allow", "tidy-up-1", status=11)
+            self.assertIn(EXPIRED, text)
+            self.assertNotIn("Open now", text, "what expired is not offered again")
+            relay.show(session("claude", {"id": "p-1", "detail": "one"}),
+                       session("claude", {"id": "p-2", "detail": "two"}, id="s-2"))
+            text = self.run_command("allow", "p-1", status=11)
+            self.assertIn("Bash: two", text[text.index("Open now"):])
+            sent = [r["target"] for r in relay.control("requests", method="GET")["requests"]]
+            self.assertEqual(sent.count("/v1/permissions/p-1"), 1)
 
     def test_ambiguous_ids_are_refused_with_the_candidates(self):
         with Relay() as relay:
@@ -359,5 +367,4 @@ class Watching(CommandTest):
 
 
 if __name__ == "__main__":
-    sandbox.IDLEWYN, sandbox.SANDBOX = sys.argv[1:3]
-    unittest.main(argv=sys.argv[:1] + sys.argv[3:])
+    sandbox.run()

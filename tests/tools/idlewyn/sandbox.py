@@ -1,19 +1,32 @@
 # SPDX-License-Identifier: MIT
 """Runs the command and sandbox relays as processes, and watches for secrets."""
 import ctypes
+import fcntl
 import json
 import os
 import pathlib
+import pty
 import re
+import select
 import shutil
 import signal
 import ssl
+import struct
 import subprocess
+import sys
 import tempfile
+import termios
 import unittest
 import urllib.request
 
-IDLEWYN = SANDBOX = ""  # set by the script that is run
+IDLEWYN = SANDBOX = ""
+
+
+def run():
+    """The script's own test cases, on the programs that its arguments name."""
+    global IDLEWYN, SANDBOX
+    IDLEWYN, SANDBOX = sys.argv[1:3]
+    unittest.main(argv=sys.argv[:1] + sys.argv[3:])
 
 
 class Relay:
@@ -113,6 +126,7 @@ class CommandTest(unittest.TestCase):
         self.secrets.update({relay.pairingCode, relay.pairingLink})
 
     def start(self, *arguments, **options):
+        options.setdefault("start_new_session", True)  # without the terminal of who runs this
         return subprocess.Popen([IDLEWYN, *arguments], env=self.environment, text=True,
                                 stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                 stderr=subprocess.PIPE, **options)
@@ -150,3 +164,49 @@ class CommandTest(unittest.TestCase):
     def kill(self, process):
         process.kill()
         return self.finish(process, -signal.SIGKILL)
+
+
+class Terminal:
+    """The command as the program of a terminal of its own, whose keyboard the test is."""
+
+    def __init__(self, environment, *arguments, rows=40, columns=100):
+        self.master, slave = pty.openpty()
+        self.resize(rows, columns)
+        self.process = subprocess.Popen(
+            [IDLEWYN, *arguments], env=environment, stdin=slave, stdout=slave, stderr=slave,
+            start_new_session=True, preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0))
+        os.close(slave)
+        self.shown = ""
+
+    def resize(self, rows, columns):
+        fcntl.ioctl(self.master, termios.TIOCSWINSZ, struct.pack("HHHH", rows, columns, 0, 0))
+
+    def read(self):
+        """What is written next; empty once nobody has the terminal open any more."""
+        if not select.select([self.master], [], [], 20)[0]:
+            raise AssertionError(f"nothing more comes behind: {self.shown}")
+        try:
+            text = os.read(self.master, 65536).decode(errors="replace")
+        except OSError:  # EIO: all have closed it
+            text = ""
+        self.shown += text
+        return text
+
+    def expect(self, text):
+        """Reads on until `text` was shown; gives what was shown up to there, and forgets it."""
+        while text not in self.shown:
+            if not self.read():
+                raise AssertionError(f"{text!r} is not in {self.shown!r}")
+        before, self.shown = self.shown.split(text, 1)
+        return before + text
+
+    def type(self, text):
+        os.write(self.master, text.encode())
+
+    def finish(self, case, status):
+        while self.read():
+            pass
+        os.close(self.master)
+        case.written += self.shown
+        case.assertEqual(self.process.wait(20), status, self.shown)
+        return self.shown

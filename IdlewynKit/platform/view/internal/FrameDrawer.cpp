@@ -28,8 +28,9 @@ ColorFilter filterOf(const LayerBegin& layer) {
 
 Rect wholePixels(const Rect& rect, double scale, double x, double y) {
   const Point from{std::floor(rect.left() * scale + x), std::floor(rect.top() * scale + y)};
-  return {from, {std::ceil(rect.right() * scale + x) - from.x,
-                 std::ceil(rect.bottom() * scale + y) - from.y}};
+  return {from,
+          {std::ceil(rect.right() * scale + x) - from.x,
+           std::ceil(rect.bottom() * scale + y) - from.y}};
 }
 
 }  // namespace
@@ -130,7 +131,8 @@ void FrameDrawer::drawOperation(const CapsuleOperation& operation) {
 void FrameDrawer::drawOperation(const RectangleOperation& operation) {
   const Rect& rect = operation.rect;
   setSource(operation.paint);
-  cairo_rectangle(target_, rect.left(), rect.top(), rect.size.width, rect.size.height);
+  cairo_new_path(target_);
+  addRectangle(target_, rect, operation.cornerRadius);
   cairo_fill(target_);
 }
 
@@ -163,8 +165,9 @@ void FrameDrawer::drawFiltered(const LayerBegin& layer, std::size_t begin, std::
   const double height = std::clamp(std::floor(room / width), 1.0, 32'767.0);
   for (double y = pixels.top(); y < pixels.bottom(); y += height)
     for (double x = pixels.left(); x < pixels.right(); x += width)
-      drawBand(layer, begin, end,
-               {{x, y}, {std::min(width, pixels.right() - x), std::min(height, pixels.bottom() - y)}});
+      drawBand(
+          layer, begin, end,
+          {{x, y}, {std::min(width, pixels.right() - x), std::min(height, pixels.bottom() - y)}});
 }
 
 /// Whatever the target is, an image surface of our own: groups of other targets have no pixels

@@ -25,7 +25,8 @@ Rect united(const Rect& a, const Rect& b) {
   if (isEmpty(a)) return b;
   if (isEmpty(b)) return a;
   const Point from{std::min(a.left(), b.left()), std::min(a.top(), b.top())};
-  return {from, {std::max(a.right(), b.right()) - from.x, std::max(a.bottom(), b.bottom()) - from.y}};
+  return {from,
+          {std::max(a.right(), b.right()) - from.x, std::max(a.bottom(), b.bottom()) - from.y}};
 }
 
 struct Bounds {
@@ -63,7 +64,8 @@ Rect boundsOf(const DrawOperation& operation) {
 
 Rect intersection(const Rect& a, const Rect& b) {
   const Point from{std::max(a.left(), b.left()), std::max(a.top(), b.top())};
-  const Size size{std::min(a.right(), b.right()) - from.x, std::min(a.bottom(), b.bottom()) - from.y};
+  const Size size{std::min(a.right(), b.right()) - from.x,
+                  std::min(a.bottom(), b.bottom()) - from.y};
   return size.width > 0 && size.height > 0 ? Rect{from, size} : Rect{};
 }
 
@@ -97,7 +99,8 @@ LayerSpans::LayerSpans(const std::vector<DrawOperation>& operations) {
       bounds = united(bounds, boundsOf(operation));
     }
   }
-  while (!open.empty()) close(operations.size());
+  while (!open.empty())
+    close(operations.size());
 }
 
 }  // namespace idlewyn::platform

@@ -36,9 +36,7 @@ bool isIdentity(const LayerBegin& layer);
 /// is not a number.
 Rect boundsOf(const DrawOperation& operation);
 
-inline bool isEmpty(const Rect& rect) {
-  return !(rect.size.width > 0 && rect.size.height > 0);
-}
+inline bool isEmpty(const Rect& rect) { return !(rect.size.width > 0 && rect.size.height > 0); }
 /// Empty where they don't meet.
 Rect intersection(const Rect& a, const Rect& b);
 

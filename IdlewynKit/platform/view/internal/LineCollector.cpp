@@ -65,7 +65,8 @@ GlyphRun& LineCollector::runOf(PangoFont* font) {
   cairo_scaled_font_t* scaled = pango_cairo_font_get_scaled_font(PANGO_CAIRO_FONT(font));
   const bool isNew = runs_.size() == lines_.back().firstRun || runs_.back().font.get() != scaled;
   if (isNew)
-    runs_.push_back({ScaledFont(cairo_scaled_font_reference(scaled), cairo_scaled_font_destroy), {}});
+    runs_.push_back(
+        {ScaledFont(cairo_scaled_font_reference(scaled), cairo_scaled_font_destroy), {}});
   return runs_.back();
 }
 
@@ -93,7 +94,8 @@ ShapedText LineCollector::finish(TextMetrics metrics) {
     if (!line.isRightToLeft || shift <= 0) continue;
     const std::size_t endOfRuns = isLast ? runs_.size() : lines_[index + 1].firstRun;
     for (std::size_t run = line.firstRun; run < endOfRuns; ++run)
-      for (cairo_glyph_t& glyph : runs_[run].glyphs) glyph.x += shift;
+      for (cairo_glyph_t& glyph : runs_[run].glyphs)
+        glyph.x += shift;
     const std::size_t endOfMissing = isLast ? missing_.size() : lines_[index + 1].firstMissing;
     for (std::size_t at = line.firstMissing; at < endOfMissing; ++at)
       missing_[at].origin.x += shift;

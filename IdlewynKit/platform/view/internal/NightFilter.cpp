@@ -16,8 +16,8 @@ double bounded(double value, double most, double otherwise) {
 /// The filter as coefficients. Premultiplied values work like plain ones when mid-grey is scaled
 /// by alpha too: nothing has to be divided.
 struct Coefficients {
-  float own;    ///< of the channel
-  float red;    ///< of the luminance
+  float own;  ///< of the channel
+  float red;  ///< of the luminance
   float green;
   float blue;
   float grey;  ///< of alpha
@@ -89,8 +89,8 @@ bool isWide() { return false; }
 ColorFilter ColorFilter::clamped() const noexcept {
   return {bounded(grayscale, 1, 0),
           bounded(contrast, maximumContrast, 1),
-          {bounded(multiply.red, 1, 1), bounded(multiply.green, 1, 1),
-           bounded(multiply.blue, 1, 1), bounded(multiply.alpha, 1, 1)}};
+          {bounded(multiply.red, 1, 1), bounded(multiply.green, 1, 1), bounded(multiply.blue, 1, 1),
+           bounded(multiply.alpha, 1, 1)}};
 }
 
 bool ColorFilter::isIdentity() const noexcept {

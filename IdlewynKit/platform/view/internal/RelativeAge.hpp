@@ -19,7 +19,8 @@ inline constexpr int secondUnit = 5;
 
 constexpr RelativeAge relativeAge(std::int64_t seconds) {
   int unit = 0;
-  while (unit < secondUnit && seconds < ageUnits[unit]) ++unit;
+  while (unit < secondUnit && seconds < ageUnits[unit])
+    ++unit;
   const std::int64_t count = seconds / ageUnits[unit];
   if (unit == secondUnit) return {unit, count, 0};
   return {unit, count, seconds % ageUnits[unit] / ageUnits[unit + 1]};

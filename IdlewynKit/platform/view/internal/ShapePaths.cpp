@@ -67,4 +67,19 @@ void addCapsule(cairo_t* target, const Rect& rect, bool isContinuous) {
   cairo_set_matrix(target, &before);
 }
 
+void addRectangle(cairo_t* target, const Rect& rect, double cornerRadius) {
+  const double radius = std::min({cornerRadius, rect.size.width / 2, rect.size.height / 2});
+  if (!(radius > 0)) {
+    cairo_rectangle(target, rect.left(), rect.top(), rect.size.width, rect.size.height);
+    return;
+  }
+  constexpr double right = std::numbers::pi / 2;
+  cairo_new_sub_path(target);
+  cairo_arc(target, rect.right() - radius, rect.top() + radius, radius, -right, 0);
+  cairo_arc(target, rect.right() - radius, rect.bottom() - radius, radius, 0, right);
+  cairo_arc(target, rect.left() + radius, rect.bottom() - radius, radius, right, 2 * right);
+  cairo_arc(target, rect.left() + radius, rect.top() + radius, radius, 2 * right, 3 * right);
+  cairo_close_path(target);
+}
+
 }  // namespace idlewyn::platform

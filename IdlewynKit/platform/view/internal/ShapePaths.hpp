@@ -11,4 +11,7 @@ namespace idlewyn::platform {
 /// whose curvature sets in without a jump.
 void addCapsule(cairo_t* target, const Rect& rect, bool isContinuous);
 
+/// Adds a rectangle with round corners; a radius that is too long is shortened.
+void addRectangle(cairo_t* target, const Rect& rect, double cornerRadius);
+
 }  // namespace idlewyn::platform

@@ -89,7 +89,8 @@ class PathReader {
 
  private:
   double number() {
-    while (!path_.empty() && path_.front() == ' ') path_.remove_prefix(1);
+    while (!path_.empty() && path_.front() == ' ')
+      path_.remove_prefix(1);
     double value = 0;
     const auto end = std::from_chars(path_.data(), path_.data() + path_.size(), value).ptr;
     path_.remove_prefix(static_cast<std::size_t>(end - path_.data()));
@@ -114,9 +115,7 @@ class PathReader {
     cairo_curve_to(target_, first.x, first.y, second.x, second.y, third.x, third.y);
   }
 
-  void circle(Point centre, double radius, bool isHole) {
-    capsule(centre, centre, radius, isHole);
-  }
+  void circle(Point centre, double radius, bool isHole) { capsule(centre, centre, radius, isHole); }
 
   void capsule(Point top, Point bottom, double radius, bool isHole) {
     constexpr double half = std::numbers::pi;

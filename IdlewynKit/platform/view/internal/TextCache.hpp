@@ -35,7 +35,8 @@ class TextCache {
     added.request.text = added.text;
     index_.emplace(added.request, entries_.begin());
     weight_ += added.weight;
-    while (weight_ > maximumWeight) dropOldest();
+    while (weight_ > maximumWeight)
+      dropOldest();
   }
 
   void clear() {

@@ -19,7 +19,8 @@ bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0
 
 std::string_view trailing(std::string_view text, std::size_t bytes) {
   std::size_t start = text.size() - bytes;
-  for (int on = 0; on < 3 && start < text.size() && isContinuation(text[start]); ++on) ++start;
+  for (int on = 0; on < 3 && start < text.size() && isContinuation(text[start]); ++on)
+    ++start;
   return text.substr(start);
 }
 
@@ -70,7 +71,8 @@ void appendClean(std::string& result, std::string_view text, char lineBreak) {
 }
 
 std::string_view withoutLastLineBreaks(std::string_view text) {
-  while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.remove_suffix(1);
+  while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))
+    text.remove_suffix(1);
   return text;
 }
 
@@ -78,7 +80,8 @@ std::string_view withoutLastLineBreaks(std::string_view text) {
 
 std::string_view leadingCharacters(std::string_view text, std::size_t bytes) {
   if (bytes >= text.size()) return text;
-  for (int back = 0; back < 3 && bytes > 0 && isContinuation(text[bytes]); ++back) --bytes;
+  for (int back = 0; back < 3 && bytes > 0 && isContinuation(text[bytes]); ++back)
+    --bytes;
   return text.substr(0, bytes);
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 
 #include <IdlewynKit/platform/view/internal/FontContext.hpp>
+#include <IdlewynKit/platform/view/internal/GlyphTruncation.hpp>
 #include <IdlewynKit/platform/view/internal/LineCollector.hpp>
 #include <IdlewynKit/platform/view/internal/TextCache.hpp>
 #include <IdlewynKit/platform/view/internal/TextPreparation.hpp>
@@ -60,9 +61,12 @@ class Shaping {
   void setText(std::string_view text, bool isSingleLine, double width) {
     pango_layout_set_text(layout_, text.data(), static_cast<int>(text.size()));
     pango_layout_set_single_paragraph_mode(layout_, isSingleLine ? TRUE : FALSE);
-    pango_layout_set_ellipsize(
-        layout_, isSingleLine ? ellipsizeMode(truncation_) : PANGO_ELLIPSIZE_NONE);
-    pango_layout_set_width(layout_, units(width));
+    pango_layout_set_ellipsize(layout_,
+                               isSingleLine ? ellipsizeMode(truncation_) : PANGO_ELLIPSIZE_NONE);
+    // Without a width Pango works less. No byte takes more than four ems.
+    const bool isNarrow = width == maximumTextWidth &&
+                          static_cast<double>(text.size()) * size_ * 4 < maximumTextWidth;
+    pango_layout_set_width(layout_, isNarrow ? -1 : units(width));
   }
 
   void addEllipsized(std::string_view text, double width, double top) {
@@ -155,8 +159,9 @@ class Shaping {
 
 std::shared_ptr<const ShapedText> shapeAnew(const TextRequest& request) {
   const double size = shapedSize(request.font, request.textScale);
-  if (size <= 0) return std::make_shared<ShapedText>(TextMetrics{}, std::vector<GlyphRun>{},
-                                                     std::vector<Rect>{});
+  if (size <= 0)
+    return std::make_shared<ShapedText>(TextMetrics{}, std::vector<GlyphRun>{},
+                                        std::vector<Rect>{});
   const int lines = std::clamp(request.lineLimit.value_or(maximumLines), 1, maximumLines);
   const double asked = request.width.value_or(maximumTextWidth);
   const double least = lines == 1 ? 0 : size;
@@ -185,21 +190,35 @@ TextCache& cacheOfThread() {
   return cache;
 }
 
+/// From the text as wide as it likes, which is known already or soon needed anyway: nothing is
+/// shaped where it fits or where leaving out glyphs is enough.
+std::shared_ptr<const ShapedText> shapeFromIdeal(const TextRequest& request, TextCache& cache) {
+  constexpr std::size_t longest = 1024;
+  TextRequest ideal = request;
+  ideal.width.reset();
+  const bool isLine = request.lineLimit.value_or(0) == 1 && request.text.size() <= longest &&
+                      !request.font.hasMonospacedDigits();
+  const auto whole = isLine ? shapeText(ideal) : cache.find(ideal);
+  if (whole == nullptr || whole->metrics().isTruncated || std::isnan(*request.width))
+    return nullptr;
+  if (whole->metrics().size.width <= *request.width) return whole;
+  if (!isLine) return nullptr;
+  ideal.text = "\u2026";
+  auto cut =
+      truncateGlyphs(*whole, request.text, *shapeText(ideal), *request.width, request.truncation);
+  return cut ? std::make_shared<ShapedText>(std::move(*cut)) : nullptr;
+}
+
 }  // namespace
 
 std::shared_ptr<const ShapedText> shapeText(const TextRequest& request) {
   TextCache& cache = cacheOfThread();
   if (auto known = cache.find(request)) return known;
-  if (request.width) {
-    // A text that fits as it is needs no second shaping.
-    TextRequest ideal = request;
-    ideal.width.reset();
-    const auto known = cache.find(ideal);
-    if (known && !known->metrics().isTruncated && known->metrics().size.width <= *request.width)
-      return known;
+  auto shaped = request.width ? shapeFromIdeal(request, cache) : nullptr;
+  if (shaped == nullptr) {
+    shaped = shapeAnew(request);
+    cache.insert(request, shaped);
   }
-  auto shaped = shapeAnew(request);
-  cache.insert(request, shaped);
   return shaped;
 }
 

@@ -25,8 +25,8 @@ constexpr std::size_t maximumRemembered = 4096;
 
 std::unique_ptr<icu::MeasureUnit> icuUnit(int unit, UErrorCode& error) {
   using Create = icu::MeasureUnit* (*)(UErrorCode&);
-  constexpr Create creators[] = {icu::MeasureUnit::createYear, icu::MeasureUnit::createMonth,
-                                 icu::MeasureUnit::createDay,  icu::MeasureUnit::createHour,
+  constexpr Create creators[] = {icu::MeasureUnit::createYear,   icu::MeasureUnit::createMonth,
+                                 icu::MeasureUnit::createDay,    icu::MeasureUnit::createHour,
                                  icu::MeasureUnit::createMinute, icu::MeasureUnit::createSecond};
   return std::unique_ptr<icu::MeasureUnit>(creators[unit](error));
 }
@@ -121,8 +121,7 @@ std::optional<Date> later(Date from, std::int64_t seconds, Date now) {
 TimeText timerText(Date start, Date now, std::string_view locale) {
   const double elapsed = (now - start).count();
   if (std::isnan(elapsed)) return {textsOf(locale).clock(0), std::nullopt};
-  if (!isWithin(elapsed))
-    return {textsOf(locale).clock(elapsed < 0 ? 0 : longest), std::nullopt};
+  if (!isWithin(elapsed)) return {textsOf(locale).clock(elapsed < 0 ? 0 : longest), std::nullopt};
   const double counted = std::max(0.0, std::floor(elapsed + slack(start, now)));
   const auto seconds = static_cast<std::int64_t>(counted);
   return {textsOf(locale).clock(seconds), later(start, seconds + 1, now)};

@@ -56,6 +56,9 @@ class ServiceLink {
  public:
   /// Throws a Failure when there is no service by that time.
   ServiceLink(const std::string& address, Clock::time_point deadline);
+  ~ServiceLink();
+  ServiceLink(const ServiceLink&) = delete;
+  ServiceLink& operator=(const ServiceLink&) = delete;
 
   bool isClosed() const { return g_dbus_connection_is_closed(connection_.get()); }
   /// Takes over floating arguments. Throws a Failure.
@@ -67,8 +70,10 @@ class ServiceLink {
   Owned<SecretValue> decoded(GVariant* secret) const;
 
  private:
+  ServiceLink() : context_(g_main_context_new()) {}
   void startService(Clock::time_point deadline) const;
 
+  const Owned<GMainContext> context_;
   Owned<GDBusConnection> connection_;
   Owned<SecretService> service_;
 };

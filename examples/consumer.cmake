@@ -1,0 +1,5 @@
+find_package(IdlewynKit 1.0 REQUIRED COMPONENTS Core UI)
+add_executable(sessions guide.cpp)
+target_link_libraries(sessions PRIVATE IdlewynKit::Core)
+add_executable(draw draw.cpp)
+target_link_libraries(draw PRIVATE IdlewynKit::UI)

@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <fstream>
+
+#include <IdlewynKit/platform/bundle/Bundle.hpp>
+#include <IdlewynKit/platform/bundle/internal/Places.hpp>
+
+#include "tests/support/TemporaryFolder.hpp"
+
+namespace idlewyn::platform {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::TemporaryFolder;
+using Texts = std::vector<std::string>;
+
+void write(const fs::path& file, std::string_view text) {
+  fs::create_directories(file.parent_path());
+  std::ofstream(file, std::ios::binary) << text;
+}
+
+// What the key "k" holds, in one word.
+std::string seen(const Bundle& bundle) {
+  if (const auto text = bundle.text("k")) return "text " + *text;
+  if (const auto texts = bundle.texts("k")) return "texts " + std::to_string(texts->size());
+  return bundle.contains("k") ? "another" : "nothing";
+}
+
+TEST(Bundle, ReadsWhatTheInformationFileHolds) {
+  struct Row {
+    const char* why;
+    std::string document;
+    const char* seen;
+  };
+  const std::string deep = std::string(1000, '[') + std::string(1000, ']');
+  const Row rows[] = {
+      {"text", R"({"k":"v"})", "text v"},
+      {"empty text is a text", R"({"k":""})", "text "},
+      {"blanks everywhere", "\r\n { \t\"j\" : 1 ,\n \"k\" : \"v\" , \"l\" : [ ] } \n", "text v"},
+      {"an escaped key", R"({"\u006b":"\"v\"\u00e9"})", "text \"v\"\xC3\xA9"},
+      {"structure within texts", R"({"{\"k\":\"}":"]},\\","k":"v"})", "text v"},
+      {"the key within another value", R"({"j":{"k":"v"},"l":["k","v"]})", "nothing"},
+      {"of a repeated key the first counts", R"({"k":"v","k":"w"})", "text v"},
+      {"even a null", R"({"k":null,"k":"v"})", "nothing"},
+      {"number", R"({"k":1})", "another"},
+      {"a number that no double holds", R"({"j":1e999,"k":-1E+999})", "another"},
+      {"boolean", R"({"k":true,"j":null})", "another"},
+      {"object", R"({"k":{"a":"}"},"j":"w"})", "another"},
+      {"null is no value", R"({"k":null})", "nothing"},
+      {"texts", R"({"k":["a","b]"],"j":["c"]})", "texts 2"},
+      {"no texts", R"({"k":[]})", "texts 0"},
+      {"texts and something else", R"({"k":["a",null]})", "another"},
+      {"texts in texts", R"({"k":[["a"]]})", "another"},
+      {"deep values", R"({"j":)" + deep + R"(,"k":"v"})", "text v"},
+      {"byte-order mark", "\xEF\xBB\xBF{\"k\":\"v\"}", "text v"},
+      {"not UTF-8", "{\"k\":\"v\",\"j\":\"\xFF\"}", "nothing"},
+      {"not JSON behind the value", R"({"k":"v",})", "nothing"},
+      {"cut off", R"({"k":"v")", "nothing"},
+      {"something behind it", R"({"k":"v"} x)", "nothing"},
+      {"a list", R"(["k","v"])", "nothing"},
+      {"a text", R"("k")", "nothing"},
+      {"an empty file", "", "nothing"},
+      {"just under the limit", R"({"k":"v"})" + std::string((16u << 20) - 9, ' '), "text v"},
+      {"just over the limit", R"({"k":"v"})" + std::string((16u << 20) - 8, ' '), "nothing"},
+  };
+  const TemporaryFolder folder;
+  for (const Row& row : rows) {
+    write(folder.path() / "i.json", row.document);
+    EXPECT_EQ(seen(Bundle(folder.path() / "i.json")), row.seen) << row.why;
+  }
+  write(folder.path() / "i.json", R"({"k":["a\n","","a\n"]})");
+  EXPECT_EQ(Bundle(folder.path() / "i.json").texts("k"), (Texts{"a\n", "", "a\n"}));
+}
+
+TEST(Bundle, IsEmptyWithoutARegularFile) {
+  const TemporaryFolder folder;
+  const fs::path pipe = folder.path() / "pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  for (const fs::path& file : {folder.path() / "missing", folder.path(), pipe, fs::path(),
+                               fs::path("/dev/zero"), folder.path() / std::string(300, 'x')}) {
+    EXPECT_EQ(seen(Bundle(file)), "nothing") << file;
+  }
+}
+
+TEST(Bundle, FindsTheFilesBesideItsInformation) {
+  const TemporaryFolder folder;
+  write(folder.path() / "b" / "Info.json", "{}");
+  write(folder.path() / "b" / "icons" / "a.svg", "<svg/>");
+  write(folder.path() / "outside", "");
+  const fs::path before = fs::current_path();
+  fs::current_path(folder.path());
+  const Bundle bundle("b/Info.json");
+  fs::current_path(before);
+  EXPECT_EQ(bundle.folder(), folder.path() / "b");
+  EXPECT_EQ(bundle.resource("icons/a.svg"), folder.path() / "b" / "icons" / "a.svg");
+  for (const char* name : {"icons", "missing", "", "../outside", "icons/../../outside"})
+    EXPECT_EQ(bundle.resource(name), std::nullopt) << name;
+  EXPECT_EQ(bundle.resource((folder.path() / "outside").string()), std::nullopt);
+}
+
+// What "from" in the main bundle says to a process of its own.
+void expectMain(const std::string& expected, const char* variable, const fs::path& named) {
+  const auto asked = [&] {
+    if (variable != nullptr) setenv("IDLEWYN_INFO", variable, 1);
+    if (!named.empty()) Bundle::setMainInformation(named);
+    const std::string from = Bundle::main().text("from").value_or("nothing");
+    Bundle::setMainInformation("/too/late");
+    std::exit(from == expected && Bundle::main().text("from").value_or("nothing") == from ? 0 : 1);
+  };
+  EXPECT_EXIT(asked(), ::testing::ExitedWithCode(0), "") << expected;
+}
+
+TEST(Bundle, OfTheApplicationIsNamedByItOrByTheEnvironmentOrLiesBesideIt) {
+  const TemporaryFolder folder;
+  const fs::path code = folder.path() / "code.json", variable = folder.path() / "variable.json";
+  write(code, R"({"from":"code"})");
+  write(variable, R"({"from":"variable"})");
+  expectMain("beside", nullptr, {});
+  expectMain("beside", "", {});
+  expectMain("variable", variable.c_str(), {});
+  expectMain("code", variable.c_str(), code);
+  expectMain("nothing", "/nonexistent", {});
+  expectMain("nothing", variable.c_str(), "/nonexistent");
+}
+
+TEST(Bundle, OfTheLibraryIsBesideItElseWhereItIsInstalled) {
+  const TemporaryFolder prefix;
+  const auto under = [&](const char* place) {
+    return prefix.path() / fs::path(place).relative_path();
+  };
+  const fs::path library = under(IDLEWYN_LIBRARY_FOLDER) / "libidlewynkit-core.so.1";
+  const fs::path installed =
+      under(IDLEWYN_DATA_FOLDER) / "idlewynkit" / "IdlewynKitResources.bundle";
+  EXPECT_EQ(internal::resourceFolder(library), installed);
+  const fs::path beside = under(IDLEWYN_LIBRARY_FOLDER) / "IdlewynKitResources.bundle";
+  write(beside / "Info.json", "{}");
+  EXPECT_EQ(internal::resourceFolder(library), beside);
+
+  write(prefix.path() / "mine" / "Info.json", R"({"name":"mine"})");
+  setenv("IDLEWYN_RESOURCES", (prefix.path() / "mine").c_str(), 1);
+  EXPECT_EXIT(std::exit(Bundle::library().text("name") == "mine" ? 0 : 1),
+              ::testing::ExitedWithCode(0), "");
+  unsetenv("IDLEWYN_RESOURCES");
+}
+
+}  // namespace
+}  // namespace idlewyn::platform

@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: MIT
+#include <atomic>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <tests/support/TemporaryFolder.hpp>
+
+#include <IdlewynKit/platform/defaults/UserDefaults.hpp>
+
+namespace idlewyn::platform {
+namespace {
+
+using Value = UserDefaults::Value;
+using std::string_literals::operator""s;
+
+class UserDefaultsTest : public ::testing::Test {
+ protected:
+  UserDefaultsTest() { setenv("IDLEWYN_DATA_DIR", folder_.path().c_str(), 1); }
+
+  const std::filesystem::path& folder() const { return folder_.path(); }
+
+ private:
+  testing::TemporaryFolder folder_;
+};
+
+bool isSame(const Value& a, const Value& b) {
+  const double *left = std::get_if<double>(&a), *right = std::get_if<double>(&b);
+  if (left == nullptr || right == nullptr) return a == b;
+  return std::isnan(*left) ? std::isnan(*right)
+                           : *left == *right && std::signbit(*left) == std::signbit(*right);
+}
+
+TEST_F(UserDefaultsTest, ValuesComeBackWithTheirTypes) {
+  const std::pair<const char*, Value> table[]{
+      {"every byte",
+       [] {
+         Data data;
+         for (int i = 0; i < 256; ++i)
+           data.storage += static_cast<char>(i);
+         return data;
+       }()},
+      {"no bytes", Data()},
+      {"a megabyte", Data::ofText(std::string(1 << 20, 'x'))},
+      {"text", "schönes Wetter"s},
+      {"empty text", ""s},
+      {"text that looks like a number", "1"s},
+      {"text with a NUL", "a\0b"s},
+      {"an integer", std::int64_t{1}},
+      {"the largest", std::numeric_limits<std::int64_t>::max()},
+      {"the smallest", std::numeric_limits<std::int64_t>::min()},
+      {"a real that is whole", 1.0},
+      {"a real", 0.1},
+      {"minus zero", -0.0},
+      {"infinity", -std::numeric_limits<double>::infinity()},
+      {"not a number", std::numeric_limits<double>::quiet_NaN()},
+      {"true", true},
+      {"false", false},
+  };
+  UserDefaults defaults = UserDefaults::suite("values").value();
+  for (const auto& [key, value] : table)
+    EXPECT_TRUE(defaults.set(key, value)) << key;
+  // In one place, one type after the other.
+  for (const auto& [key, value] : table) {
+    EXPECT_TRUE(defaults.set("same", value)) << key;
+    for (const char* place : {key, "same"}) {
+      const std::optional<Value> found = defaults.value(place);
+      ASSERT_TRUE(found) << key;
+      EXPECT_EQ(found->index(), value.index()) << key;
+      EXPECT_TRUE(isSame(*found, value)) << key;
+      EXPECT_EQ(defaults.data(place).has_value(), std::holds_alternative<Data>(value)) << key;
+    }
+  }
+}
+
+TEST_F(UserDefaultsTest, WhatIsNotUTF8IsRefusedAndNothingIsLost) {
+  UserDefaults defaults = UserDefaults::suite("texts").value();
+  ASSERT_TRUE(defaults.set("key", "old"s));
+  EXPECT_FALSE(defaults.set("key", "\xff"s));
+  EXPECT_FALSE(defaults.set("\xff", "text"s));
+  EXPECT_EQ(defaults.value("key"), Value("old"s));
+  EXPECT_EQ(defaults.value("\xff"), std::nullopt);
+}
+
+TEST_F(UserDefaultsTest, KeysAreRemovedOneByOne) {
+  UserDefaults defaults = UserDefaults::suite("keys").value();
+  EXPECT_TRUE(defaults.remove("a")) << "there is not even a file";
+  const std::string keys[]{"a", "A", "a\0"s, "", "ä"};
+  for (const std::string& key : keys)
+    ASSERT_TRUE(defaults.set(key, key));
+  EXPECT_TRUE(defaults.remove("a"));
+  EXPECT_TRUE(defaults.remove("a"));
+  for (const std::string& key : keys)
+    EXPECT_EQ(defaults.value(key).has_value(), key != "a") << key;
+}
+
+TEST_F(UserDefaultsTest, SuitesAreApartAndTheirHandlesTogether) {
+  UserDefaults one = UserDefaults::suite("one").value(), copy = one;
+  UserDefaults other = UserDefaults::suite("other").value();
+  ASSERT_TRUE(one.set("key", true));
+  EXPECT_EQ(copy.value("key"), Value(true));
+  EXPECT_EQ(UserDefaults::suite("one").value().value("key"), Value(true));
+  EXPECT_EQ(other.value("key"), std::nullopt);
+  EXPECT_EQ(UserDefaults::standard().value("key"), std::nullopt);
+}
+
+TEST_F(UserDefaultsTest, ASuiteIsNamedByWhatCanBeAFileOfItsOwn) {
+  const std::tuple<const char*, std::string, bool> table[]{
+      {"a group", "group.org.example", true},
+      {"blanks and other letters", "Große Gruppe #1?", true},
+      {"as long as can be", std::string(200, 'n'), true},
+      {"longer", std::string(201, 'n'), false},
+      {"empty", "", false},
+      {"another folder", "../one", false},
+      {"an absolute path", "/tmp/one", false},
+      {"this folder", ".", false},
+      {"hidden", ".one", false},
+      {"a NUL", "one\0"s, false},
+      {"a line feed", "one\ntwo", false},
+      {"a delete character", "one\x7f", false},
+      {"not UTF-8", "\xc3", false},
+  };
+  for (const auto& [why, name, isName] : table) {
+    std::optional<UserDefaults> suite = UserDefaults::suite(name);
+    ASSERT_EQ(suite.has_value(), isName) << why;
+    if (!suite) continue;
+    EXPECT_TRUE(suite->set("key", true)) << why;
+    EXPECT_TRUE(std::filesystem::exists(folder() / "defaults" / (name + ".sqlite3"))) << why;
+  }
+}
+
+TEST_F(UserDefaultsTest, TheStandardDefaultsAreThoseOfTheExecutable) {
+  UserDefaults standard = UserDefaults::standard();
+  EXPECT_TRUE(standard.set("key", true));
+  const std::string name = std::filesystem::read_symlink("/proc/self/exe").filename();
+  EXPECT_EQ(UserDefaults::suite(name).value().value("key"), Value(true));
+}
+
+TEST_F(UserDefaultsTest, WithoutAPlaceOnlyTheStandardDefaultsAreThereAndEmpty) {
+  setenv("IDLEWYN_DATA_DIR", "/proc/self/nowhere", 1);
+  EXPECT_FALSE(UserDefaults::suite("one"));
+  UserDefaults standard = UserDefaults::standard();
+  EXPECT_FALSE(standard.set("key", true));
+  EXPECT_EQ(standard.value("key"), std::nullopt);
+  EXPECT_TRUE(standard.remove("key")) << "there is nothing";
+}
+
+TEST_F(UserDefaultsTest, ThreadsShareASuite) {
+  std::vector<std::thread> threads;
+  std::atomic<int> failures = 0;
+  for (std::int64_t thread = 0; thread < 4; ++thread) {
+    threads.emplace_back([&, thread] {
+      const std::string own = std::to_string(thread);
+      for (std::int64_t number = 0; number < 100; ++number) {
+        UserDefaults defaults = UserDefaults::suite("threads").value();
+        failures += !defaults.set(own, number) + !defaults.set("common", number) +
+                    (defaults.value(own) != Value(number)) + !defaults.value("common");
+      }
+    });
+  }
+  for (std::thread& thread : threads)
+    thread.join();
+  EXPECT_EQ(failures, 0);
+}
+
+}  // namespace
+}  // namespace idlewyn::platform

@@ -1,0 +1,232 @@
+// SPDX-License-Identifier: MIT
+// The Secret Service when it is locked, late, new or gone. What it does when all is well is in
+// the contract of all keychains.
+#include <gio/gio.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <optional>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include <IdlewynKit/platform/secrets/KeychainPlace.hpp>
+#include <IdlewynKit/platform/secrets/internal/SecretServiceKeychain.hpp>
+#include <tests/contracts/KeyringSession.hpp>
+
+namespace idlewyn::platform {
+namespace {
+
+using testing::KeyringSession;
+using Keyring = KeyringSession::Keyring;
+using Code = KeychainStatus::Code;
+using namespace std::chrono_literals;
+
+const KeychainQuery kept("test", "kept", std::nullopt), absent("test", "absent", std::nullopt);
+const KeychainAttributes attributes(Data{1, 0, 2}, KeychainAccessibility::afterFirstUnlock);
+
+/// The longest that any call took. A second is the promise; the rest is for a busy machine.
+template <class Calls>
+void expectWithin(std::chrono::milliseconds limit, Calls calls) {
+  const auto begin = std::chrono::steady_clock::now();
+  calls();
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, limit + 500ms);
+}
+
+void expectEveryVerb(Keychain& keychain, const KeychainQuery& query, Code expected) {
+  expectWithin(1s, [&] { EXPECT_EQ(keychain.copyMatching(query).status, expected); });
+  expectWithin(1s, [&] { EXPECT_EQ(keychain.add(query, attributes), expected); });
+  expectWithin(1s, [&] { EXPECT_EQ(keychain.update(query, attributes), expected); });
+  expectWithin(1s, [&] { EXPECT_EQ(keychain.remove(query), expected); });
+}
+
+class SecretService : public ::testing::Test {
+ protected:
+  KeyringSession& enter(Keyring keyring) {
+    session_.emplace(keyring);
+    session_->enter();
+    return *session_;
+  }
+
+  const std::unique_ptr<ListedKeychain> keychain_ =
+      makeGroupedKeychain(sharedSecretServiceItems(), {"group"});
+
+ private:
+  std::optional<KeyringSession> session_;
+};
+
+TEST_F(SecretService, WhenItIsLockedNothingSeemsAbsentAndNothingIsAskedOrLost) {
+  KeyringSession& session = enter(Keyring::unlocked);
+  ASSERT_EQ(keychain_->add(kept, attributes), KeychainStatus::success);
+  const auto expectLocked = [&] {
+    for (const KeychainQuery& query : {kept, absent})
+      expectEveryVerb(*keychain_, query, KeychainStatus::interactionNotAllowed);
+    EXPECT_EQ(keychain_->all().status, KeychainStatus::interactionNotAllowed);
+  };
+  session.lock();
+  expectLocked();
+  session.restartKeyring(false);  // as after a login without the keyring's password
+  expectLocked();
+  session.restartKeyring();
+  EXPECT_EQ(keychain_->copyMatching(kept).data, attributes.value);
+  EXPECT_EQ(keychain_->all().items.size(), 1u);
+}
+
+TEST_F(SecretService, WithoutACollectionNothingCanBeAddedAndEverythingIsAbsent) {
+  enter(Keyring::withoutCollection);
+  EXPECT_EQ(reachSecretService(), KeychainStatus::noDefaultKeychain);
+  EXPECT_EQ(keychain_->copyMatching(kept).status, KeychainStatus::itemNotFound);
+  expectWithin(
+      1s, [&] { EXPECT_EQ(keychain_->add(kept, attributes), KeychainStatus::noDefaultKeychain); });
+}
+
+TEST_F(SecretService, ABusWithoutAKeyringNeverCostsMoreThanASecond) {
+  for (const Keyring keyring : {Keyring::absent, Keyring::neverUp}) {
+    enter(keyring);
+    expectWithin(1s, [] { EXPECT_EQ(reachSecretService(), KeychainStatus::notAvailable); });
+    // The answer is remembered, so the rest costs nothing at all.
+    expectWithin(0ms, [&] { expectEveryVerb(*keychain_, kept, KeychainStatus::notAvailable); });
+  }
+}
+
+TEST_F(SecretService, WithoutABusNoneIsStarted) {
+  const testing::TemporaryFolder empty;
+  setenv("XDG_RUNTIME_DIR", empty.path().c_str(), 1);
+  const std::string gone = "unix:path=" + (empty.path() / "bus").string();
+  for (const char* address :
+       {"", "autolaunch:", "unix:path=/nowhere;autolaunch:", "nonsense", gone.c_str()}) {
+    setenv("DBUS_SESSION_BUS_ADDRESS", address, 1);
+    expectEveryVerb(*keychain_, kept, KeychainStatus::notAvailable);
+  }
+  unsetenv("DBUS_SESSION_BUS_ADDRESS");
+  expectEveryVerb(*keychain_, kept, KeychainStatus::notAvailable);
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "something was started";
+}
+
+TEST_F(SecretService, TheBusOfTheUsersRuntimeDirectoryIsFound) {
+  KeyringSession& session = enter(Keyring::unlocked);
+  unsetenv("DBUS_SESSION_BUS_ADDRESS");
+  const std::string folder = session.address().substr(std::string("unix:path=").size());
+  setenv("XDG_RUNTIME_DIR", std::filesystem::path(folder).parent_path().c_str(), 1);
+  EXPECT_EQ(reachSecretService(), KeychainStatus::success);
+  unsetenv("XDG_RUNTIME_DIR");
+}
+
+TEST_F(SecretService, AServiceThatStopsAnsweringHoldsNobodyUpForLong) {
+  KeyringSession& session = enter(Keyring::unlocked);
+  ASSERT_EQ(keychain_->add(kept, attributes), KeychainStatus::success);
+  session.signalKeyring(SIGSTOP);
+  expectWithin(3s, [&] {
+    EXPECT_EQ(keychain_->copyMatching(kept).status, KeychainStatus::notAvailable);
+    expectEveryVerb(*keychain_, kept, KeychainStatus::notAvailable);
+  });
+  session.signalKeyring(SIGCONT);
+  enter(Keyring::unlocked).signalBus(SIGSTOP);
+  expectWithin(1s, [&] { EXPECT_EQ(reachSecretService(), KeychainStatus::notAvailable); });
+}
+
+TEST_F(SecretService, AServiceThatWasStartedAnewIsReachedAtOnce) {
+  KeyringSession& session = enter(Keyring::unlocked);
+  ASSERT_EQ(keychain_->add(kept, attributes), KeychainStatus::success);
+  session.restartKeyring();
+  EXPECT_EQ(keychain_->copyMatching(kept).data, attributes.value);
+  session.restartKeyring();
+  EXPECT_EQ(keychain_->add(absent, attributes), KeychainStatus::success);
+}
+
+TEST_F(SecretService, TheEndOfTheBusIsNotTheEndOfTheProgram) {
+  enter(Keyring::unlocked).signalBus(SIGKILL);
+  EXPECT_EQ(reachSecretService(), KeychainStatus::notAvailable);
+  enter(Keyring::unlocked);
+  ASSERT_EQ(keychain_->add(kept, attributes), KeychainStatus::success);
+  enter(Keyring::unlocked);  // its bus goes while the link is open
+  std::this_thread::sleep_for(100ms);
+  EXPECT_EQ(keychain_->copyMatching(kept).status, KeychainStatus::itemNotFound);
+}
+
+TEST_F(SecretService, TextThatTheBusCannotCarryIsRefused) {
+  enter(Keyring::unlocked);
+  for (const std::string& text : {std::string("\xFF"), std::string("a\0b", 3)}) {
+    expectEveryVerb(*keychain_, {text, "account", std::nullopt}, KeychainStatus::badParameter);
+    expectEveryVerb(*keychain_, {"service", text, std::nullopt}, KeychainStatus::badParameter);
+  }
+}
+
+TEST_F(SecretService, AProgramThatRunsGLibItselfIsNotDisturbed) {
+  KeyringSession& session = enter(Keyring::unlocked);
+  GDBusConnection* own = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
+  ASSERT_NE(own, nullptr);
+  g_dbus_connection_set_exit_on_close(own, FALSE);
+  GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
+  struct Callback {
+    Keychain& keychain;
+    GMainLoop* loop;
+    Code added;
+    std::optional<Data> read;
+  } callback{*keychain_, loop, KeychainStatus::ioError, std::nullopt};
+  // From inside of the loop, in the thread that owns its context.
+  g_idle_add(
+      [](gpointer data) -> gboolean {
+        auto& call = *static_cast<Callback*>(data);
+        call.added = call.keychain.add(kept, attributes);
+        call.read = call.keychain.copyMatching(kept).data;
+        g_main_loop_quit(call.loop);
+        return G_SOURCE_REMOVE;
+      },
+      &callback);
+  g_main_loop_run(loop);
+  g_main_loop_unref(loop);
+  EXPECT_EQ(callback.added, KeychainStatus::success);
+  EXPECT_EQ(callback.read, attributes.value);
+  EXPECT_FALSE(g_dbus_connection_is_closed(own));
+  g_object_unref(own);
+  session.lock();
+  EXPECT_EQ(keychain_->copyMatching(kept).status, KeychainStatus::interactionNotAllowed);
+}
+
+TEST_F(SecretService, TheKeychainOfAProcessIsDecidedOnRecordedAndMovedForReal) {
+  const testing::TemporaryFolder home;
+  setenv("IDLEWYN_DATA_DIR", home.path().c_str(), 1);
+  unsetenv("IDLEWYN_KEYCHAIN");
+  const auto expectFound = [] {
+    EXPECT_EQ(Keychain::open({"group"})->copyMatching(kept).data, attributes.value);
+  };
+  enter(Keyring::unlocked);
+  EXPECT_EQ(where().reason, KeychainReason::undecided);
+  EXPECT_EQ(Keychain::open({"group"})->add(kept, attributes), KeychainStatus::success);
+  EXPECT_EQ(where().place, KeychainPlace::secretService);
+  EXPECT_EQ(keychain_->all().items.size(), 1u);
+  EXPECT_EQ(moveKeychain(KeychainPlace::file).status, KeychainStatus::success);
+  EXPECT_TRUE(keychain_->all().items.empty());
+  EXPECT_EQ(where().place, KeychainPlace::file);
+  expectFound();
+  EXPECT_EQ(moveKeychain(KeychainPlace::secretService).status, KeychainStatus::success);
+  EXPECT_EQ(keychain_->all().items.size(), 1u);
+  expectFound();
+  enter(Keyring::absent);
+  expectEveryVerb(*Keychain::open({"group"}), kept, KeychainStatus::notAvailable);
+  setenv("IDLEWYN_KEYCHAIN", "memory", 1);
+  EXPECT_EQ(Keychain::open({})->add(kept, attributes), KeychainStatus::success);
+  EXPECT_EQ(Keychain::open({"group"})->copyMatching(kept).data, attributes.value);
+  unsetenv("IDLEWYN_KEYCHAIN");
+  unsetenv("IDLEWYN_DATA_DIR");
+}
+
+TEST_F(SecretService, InAForkedChildItIsNotAvailable) {
+  enter(Keyring::unlocked);
+  ASSERT_EQ(keychain_->add(kept, attributes), KeychainStatus::success);
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(1);  // at once, not when a call runs out of time
+    _exit(keychain_->copyMatching(kept).status == KeychainStatus::notAvailable ? 0 : 1);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(keychain_->copyMatching(kept).data, attributes.value);
+}
+
+}  // namespace
+}  // namespace idlewyn::platform

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: MIT
+#include "ViewSupport.hpp"
+
+namespace idlewyn::platform {
+namespace {
+
+/// "role label=value", as a screen reader would go through them.
+std::vector<std::string> spoken(const Frame& frame) {
+  std::vector<std::string> found;
+  for (const AccessibleElement& element : frame.elements) {
+    const char* roles[] = {"text ", "image ", "progress ", "group "};
+    std::string line = roles[static_cast<int>(element.role)] + element.label;
+    if (element.value) line += "=" + std::to_string(*element.value).substr(0, 4);
+    found.push_back(line);
+  }
+  return found;
+}
+
+TEST(Frame, TellsAssistiveTechnologyWhatItShows) {
+  const View text = Text("one");
+  const View bar = ProgressBar(3, 4);
+  const View symbol = Symbol("hand.raised.fill");
+  struct Case {
+    const char* reason;
+    View view;
+    std::vector<std::string> elements;
+  };
+  const std::vector<Case> cases{
+      {"in reading order", Column({Row({symbol, text}), bar}),
+       {"image hand raised fill", "text one", "progress =0.75"}},
+      {"a label reads as its title", Label("Claude", "terminal"), {"text Claude"}},
+      {"times read as they are", Text::timer(dateFromReferenceSeconds(-247)), {"text 4:07"}},
+      {"nothing to say", Row({Text(""), Spacer(), Symbol("")}), {}},
+      {"a name keeps the role of one part", symbol.padding(2).accessibilityLabel("Waiting"),
+       {"image Waiting"}},
+      {"and its value", bar.accessibilityLabel("Tasks"), {"progress Tasks=0.75"}},
+      {"a name makes one of many", Row({bar, text}).accessibilityLabel("3 of 4"),
+       {"group 3 of 4"}},
+      {"and gives one to what is mute", Spacer(3).accessibilityLabel("gap"), {"group gap"}},
+      {"the outer name counts", text.accessibilityLabel("in").accessibilityLabel("out"),
+       {"text out"}},
+      {"ignored parts leave a group", text.accessibilityElement().accessibilityLabel("all"),
+       {"group all"}},
+      {"or nothing without a name", Row({Row({bar, text}).accessibilityElement(), text}),
+       {"text one"}},
+      {"hidden is silent", Row({text.opacity(0), text.opacity(0.01), Row({bar}).opacity(0)}),
+       {"text one"}},
+      {"a name outside of what is hidden stays", Row({bar.opacity(0)}).accessibilityLabel("x"),
+       {"group x"}},
+      {"a name inside of it does not", bar.accessibilityLabel("x").padding(1).opacity(0), {}},
+      {"bytes that are no text", Text("a\xFF" "b").accessibilityLabel("c\xC3"),
+       {"text c\xEF\xBF\xBD"}},
+      {"no amount", ProgressBar(1, 0), {"progress =0.00"}},
+      {"more than all", ProgressBar(9, 4), {"progress =1.00"}},
+      {"less than none", ProgressBar(-9, 4), {"progress =0.00"}},
+      {"not a number", ProgressBar(std::nan(""), 4), {"progress =0.00"}},
+      {"infinite", ProgressBar(HUGE_VAL, HUGE_VAL), {"progress =0.00"}},
+  };
+  for (const Case& row : cases) {
+    EXPECT_EQ(spoken(still(row.view)), row.elements) << row.reason;
+  }
+}
+
+TEST(Frame, PlacesElementsWhereTheyAreDrawn) {
+  const Frame frame = still(Row({block(10, 10), Text("x").accessibilityLabel("padded").padding(4),
+                                 Text("y").padding(4).accessibilityLabel("whole")},
+                                VerticalAlignment::top, 0));
+  ASSERT_EQ(frame.elements.size(), 2U);
+  const auto texts = operations<TextOperation>(frame);
+  ASSERT_EQ(texts.size(), 2U);
+  EXPECT_EQ(frame.elements[0].rect.origin, texts[0].origin);
+  EXPECT_EQ(frame.elements[1].rect.origin, (Point{texts[1].origin.x - 4, 0}));
+  EXPECT_EQ(frame.elements[1].rect.bottom(), frame.size.height);
+}
+
+TEST(Frame, StaysSilentFromTheMomentSomethingIsHidden) {
+  const auto fading = [](bool isShown) {
+    return Text("x").opacity(isShown ? 1 : 0).animation(Animation::easeInOut(1), isShown);
+  };
+  Host host;
+  const auto count = [&](bool isShown, double seconds) {
+    const Frame frame = host.frame(fading(isShown), Environment(), Proposal(),
+                                   dateFromReferenceSeconds(seconds));
+    return std::pair(frame.elements.size(), frame.operations.size());
+  };
+  EXPECT_EQ(count(true, 0), std::pair(1UL, 1UL));
+  EXPECT_EQ(count(false, 1), std::pair(0UL, 1UL)) << "still to be seen";
+  EXPECT_EQ(count(false, 3), std::pair(0UL, 0UL));
+  EXPECT_EQ(count(true, 4), std::pair(1UL, 0UL)) << "on its way";
+}
+
+TEST(Frame, LayersEffectsFromTheInside) {
+  const View two = Row({block(1, 1), block(1, 1)});
+  const Color red(1, 0, 0);
+  struct Case {
+    const char* reason;
+    View view;
+    std::vector<LayerBegin> layers;
+  };
+  const std::vector<Case> cases{
+      {"what changes nothing", two.opacity(1).contrast(1).grayscale(0).colorMultiply(Color::white()),
+       {}},
+      {"in the order of a layer: one",
+       two.grayscale(1).contrast(1.3).colorMultiply(red).opacity(0.5),
+       {{0.5, 1, 1.3, {1, 0, 0, 1}}}},
+      {"against it: one each, the outer first", two.contrast(1.3).grayscale(1),
+       {{1, 1, 1, {1, 1, 1, 1}}, {1, 0, 1.3, {1, 1, 1, 1}}}},
+      {"twice the same: not one in place of the other", two.grayscale(0.5).grayscale(0.25),
+       {{1, 0.25, 1, {1, 1, 1, 1}}, {1, 0.5, 1, {1, 1, 1, 1}}}},
+      {"a background between belongs to the outer one only",
+       two.grayscale(1).background(red).contrast(2),
+       {{1, 0, 2, {1, 1, 1, 1}}, {1, 1, 1, {1, 1, 1, 1}}}},
+      {"one faint drawing needs none", Row({block(1, 1).opacity(0.5)}), {}},
+      {"an empty layer is left out", Spacer(3).grayscale(1), {}},
+      {"nothing inside of what is hidden", two.grayscale(1).padding(1).opacity(0), {}},
+  };
+  for (const Case& row : cases) {
+    SCOPED_TRACE(row.reason);
+    const Frame frame = still(row.view);
+    EXPECT_TRUE(isHarmless(frame));
+    const auto layers = operations<LayerBegin>(frame);
+    ASSERT_EQ(layers.size(), row.layers.size());
+    for (std::size_t i = 0; i < layers.size(); ++i) {
+      EXPECT_EQ(layers[i].opacity, row.layers[i].opacity);
+      EXPECT_EQ(layers[i].grayscale, row.layers[i].grayscale);
+      EXPECT_EQ(layers[i].contrast, row.layers[i].contrast);
+      EXPECT_EQ(layers[i].multiply, row.layers[i].multiply);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace idlewyn::platform

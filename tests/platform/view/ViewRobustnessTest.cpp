@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: MIT
+#include <functional>
+#include <limits>
+#include <thread>
+
+#include <pthread.h>
+
+#include "ViewSupport.hpp"
+
+namespace idlewyn::platform {
+namespace {
+
+/// The application's own view of View.hpp.
+struct Greeting {
+  std::string name;
+  View body() const {
+    return Row({Symbol("sparkle"), Text("Hello, " + name)}, VerticalAlignment::centre, 4)
+        .padding(Edges::horizontal, 8)
+        .background(Color(0.9, 0.9, 1.0), Capsule());
+  }
+};
+
+TEST(View, IsMadeOfAnApplicationsOwnValues) {
+  const Frame frame = frameOf(Greeting{"Ada"}, Environment(), Proposal(), DateClock::now());
+  ASSERT_EQ(frame.elements.size(), 2U);
+  EXPECT_EQ(frame.elements[1].label, "Hello, Ada");
+  const auto capsules = operations<CapsuleOperation>(frame);
+  ASSERT_EQ(capsules.size(), 1U);
+  EXPECT_EQ(capsules[0].rect, (Rect{{0, 0}, frame.size}));
+  EXPECT_EQ(still(Row({Greeting{"A"}, Greeting{"B"}})).elements.size(), 4U);
+}
+
+/// Contains itself.
+struct Endless {
+  View body() const { return Column({block(1, 1), Endless()}).padding(1); }
+};
+
+/// Runs on a thread with the stack of a small worker's.
+void onSmallStack(const std::function<void()>& work) {
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+#if defined(__SANITIZE_ADDRESS__)
+  constexpr std::size_t stack = 4U << 20;
+#else
+  constexpr std::size_t stack = 1U << 20;
+#endif
+  pthread_attr_setstacksize(&attributes, stack);
+  pthread_t thread;
+  const auto run = [](void* function) -> void* {
+    (*static_cast<const std::function<void()>*>(function))();
+    return nullptr;
+  };
+  // The function outlives the thread, which only reads it.
+  auto copy = work;
+  ASSERT_EQ(pthread_create(&thread, &attributes, run, &copy), 0);
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attributes);
+}
+
+TEST(View, SurvivesTreesOfAnyDepth) {
+  const std::vector<std::pair<const char*, std::function<View(View)>>> wrappers{
+      {"padding", [](const View& view) { return view.padding(0.1); }},
+      {"font", [](const View& view) { return view.font(Font::system(9)); }},
+      {"opacity", [](const View& view) { return view.opacity(0.999); }},
+      {"grayscale", [](const View& view) { return view.grayscale(0.5); }},
+      {"animation", [](const View& view) { return view.animation(Animation::easeInOut(1), 1); }},
+      {"label", [](const View& view) { return view.accessibilityLabel("x"); }},
+      {"row", [](const View& view) { return Row({view, block(1, 1)}); }},
+      {"column", [](const View& view) { return Column({Spacer(1), view}); }},
+      {"name", [](const View& view) { return view.id("x"); }},
+      {"component", [](const View& view) {
+         struct Wrap {
+           View content;
+           View body() const { return content; }
+         };
+         return View(Wrap{view});
+       }},
+  };
+  onSmallStack([&] {
+    for (const auto& [name, wrap] : wrappers) {
+      for (const int depth : {500, 10'000, 200'000}) {
+        SCOPED_TRACE(std::string(name) + " " + std::to_string(depth));
+        View view = block(3, 3);
+        for (int level = 0; level < depth; ++level) {
+          view = wrap(view);
+        }
+        const Frame frame = still(view, {.width = 100});
+        EXPECT_TRUE(isHarmless(frame));
+        EXPECT_EQ(depth > 500 || !blocks(frame).empty(), true) << "within the limit";
+      }
+    }
+    const Frame endless = still(Endless());
+    EXPECT_TRUE(isHarmless(endless));
+    EXPECT_GT(blocks(endless).size(), 100U);
+  });
+}
+
+TEST(View, ClampsEveryNumber) {
+  const double numbers[] = {0, -1, -0.0, 1e-320, 1e300, -1e300, HUGE_VAL, -HUGE_VAL,
+                            std::nan(""), std::numeric_limits<double>::max()};
+  for (const double number : numbers) {
+    SCOPED_TRACE(number);
+    const Color color(number, number, number, number);
+    const View text = Text("text 12").font(Font::system(number));
+    const View everything =
+        Row({text, Label("label", "terminal").font(Font::system(number)), Spacer(number),
+             ProgressBar(number, number), Text::timer(dateFromReferenceSeconds(number)),
+             Text::relative(dateFromReferenceSeconds(number)),
+             block(5, 5).padding(number).frame(number, number),
+             Column({text.lineLimit(-3)}, HorizontalAlignment::centre, number)},
+            VerticalAlignment::centre, number)
+            .foreground(LinearGradient(color, color, {number, number}, {number, number}))
+            .opacity(number)
+            .grayscale(number)
+            .contrast(number)
+            .colorMultiply(color)
+            .animation(Animation::easeInOut(number), number)
+            .environment(&Environment::textScale, number);
+    for (const Proposal& proposal :
+         {Proposal(), Proposal{number, number}, Proposal{.width = 50}}) {
+      Host host;
+      for (const double now : {0.0, number, 1.0}) {
+        const Frame frame =
+            host.frame(everything, Environment(), proposal, dateFromReferenceSeconds(now));
+        EXPECT_TRUE(isHarmless(frame));
+        if (!frame.nextChange) continue;
+        EXPECT_GT(secondsSinceReferenceDate(*frame.nextChange), now);
+      }
+    }
+  }
+}
+
+TEST(View, ShowsTextsOfAnyBytes) {
+  std::string everyByte;
+  for (int byte = 0; byte < 256; ++byte) {
+    everyByte.push_back(static_cast<char>(byte));
+  }
+  const std::string texts[] = {"", std::string(1, '\0'), everyByte, "\xFF\xFE", "\n\n\n",
+                               "שלום hello مرحبا 123", std::string(1 << 20, 'x'),
+                               "e" + std::string(2000, '\xCC') , "👩‍👩‍👧‍👦"};
+  for (const std::string& text : texts) {
+    for (const std::optional<int> lines : {std::optional<int>(1), std::optional<int>(2)}) {
+      const View view = Row({Text(text), Label(text, text), Symbol(text)})
+                            .lineLimit(lines)
+                            .truncation(TruncationMode::middle);
+      EXPECT_TRUE(isHarmless(still(view.accessibilityLabel(text).id(text), {.width = 90})));
+    }
+  }
+}
+
+TEST(View, IsSharedByThreads) {
+  const View shared = Column({Greeting{"Ada"}, Text("one"), ProgressBar(1, 2).pulse(3)});
+  const Size expected = still(shared).size;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([shared, expected] {
+      for (int round = 0; round < 50; ++round) {
+        const View own = Row({shared, shared.padding(round)});
+        EXPECT_EQ(still(shared).size, expected);
+        EXPECT_GT(still(own).size.width, expected.width);
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+}
+
+}  // namespace
+}  // namespace idlewyn::platform

@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: MIT
+// Files and places that are not what a store needs.
+#include <sys/stat.h>
+
+#include <chrono>
+
+#include "ChildProcess.hpp"
+#include "Stores.hpp"
+
+namespace idlewyn::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+class Damage : public StoreTest {};
+INSTANTIATE_TEST_SUITE_P(Stores, Damage, ::testing::Bool(),
+                         [](const auto& tested) { return tested.param ? "Keychain" : "Defaults"; });
+
+// Reads trust their file for a few milliseconds.
+void letReadersNotice() { usleep(20'000); }
+
+struct Damaged {
+  const char* why;
+  std::function<std::string(const std::string& whole)> content;
+};
+
+std::string zeroed(std::string whole, std::size_t from, std::size_t size) {
+  return whole.replace(from, size, std::string(size, '\0'));
+}
+
+TEST_P(Damage, ADamagedFileReadsAsNothingAndIsSetAsideByTheNextWrite) {
+  const Damaged table[]{
+      {"cut off within the header", [](auto& whole) { return whole.substr(0, 60); }},
+      {"cut off after the first page", [](auto& whole) { return whole.substr(0, 4096); }},
+      {"cut off within the second", [](auto& whole) { return whole.substr(0, 5000); }},
+      {"emptied", [](auto&) { return ""; }},
+      {"zeroes only", [](auto& whole) { return zeroed(whole, 0, whole.size()); }},
+      {"a page of zeroes", [](auto& whole) { return zeroed(whole, 4096, 4096); }},
+      {"a text", [](auto& whole) { return std::string(whole.size(), 'x'); }},
+      {"another application's database", [](auto& whole) { return zeroed(whole, 68, 4); }},
+  };
+  for (const Damaged& row : table) {
+    SCOPED_TRACE(row.why);
+    storeElsewhere("old");
+    const std::string content = row.content(contentOf(file()));
+    overwrite(file(), content);
+    EXPECT_EQ(get(), perStore("-25295", "absent"));
+    EXPECT_EQ(contentOf(file()), content) << "reading changes nothing";
+    EXPECT_EQ(put("new"), "ok");
+    EXPECT_EQ(get(), "new");
+    const std::vector<fs::path> aside = filesSetAside();
+    ASSERT_EQ(aside.size(), 1u);
+    EXPECT_EQ(contentOf(aside[0]), content) << "nothing is deleted";
+    // Also for processes that come later, with nothing of the old file left over.
+    storeElsewhere("newer");
+    EXPECT_EQ(get(), "newer");
+    fs::remove_all(file().parent_path());
+    letReadersNotice();
+    EXPECT_EQ(get(), "absent");
+  }
+}
+
+TEST_P(Damage, ProcessesThatMeetADamagedFileOrNoneAtOnceMakeOneNewFile) {
+  for (int round = 0; round < 10; ++round) {
+    const bool isDamaged = round % 2 == 0;
+    fs::create_directories(file().parent_path());
+    if (isDamaged) overwrite(file(), std::string(8192, 'x'));
+    chmod(file().c_str(), 0600);
+    int start[2];
+    ASSERT_EQ(pipe(start), 0);
+    std::vector<ChildProcess> writers;
+    for (int i = 0; i < 6; ++i) {
+      writers.emplace_back([&, i] {
+        char none;
+        close(start[1]);
+        if (read(start[0], &none, 1) != 0) return 2;
+        return store().put("key" + std::to_string(i), "value") == "ok" ? 0 : 1;
+      });
+    }
+    close(start[0]);
+    close(start[1]);
+    for (ChildProcess& writer : writers)
+      ASSERT_EQ(writer.status(), 0);
+    for (int i = 0; i < 6; ++i)
+      ASSERT_EQ(store().get("key" + std::to_string(i)), "value") << "in round " << round;
+    ASSERT_EQ(filesSetAside().size(), isDamaged ? 1u : 0u);
+    fs::remove_all(file().parent_path());
+  }
+}
+
+TEST_P(Damage, WhatIsNoFileIsLeftAloneAndNeverWaitedFor) {
+  const std::string failure = perStore("-25291", "no suite");
+  const std::pair<const char*, std::function<void()>> table[]{
+      {"a directory", [&] { fs::create_directory(file()); }},
+      {"a pipe", [&] { ASSERT_EQ(mkfifo(file().c_str(), 0600), 0); }},
+      {"a symbolic link",
+       [&] {
+         overwrite(folder() / "target", "");
+         fs::create_symlink(folder() / "target", file());
+       }},
+  };
+  for (const auto& [why, make] : table) {
+    SCOPED_TRACE(why);
+    fs::create_directories(file().parent_path());
+    make();
+    EXPECT_EQ(get(), failure);
+    EXPECT_EQ(put("new"), failure);
+    EXPECT_EQ(fs::remove(file()), true);
+  }
+}
+
+struct Place {
+  const char* why;
+  mode_t directory, file;
+  bool isStored, isLogLeft;
+  // Of the keychain and of the defaults.
+  const char *get, *put, *defaultsGet, *defaultsPut;
+};
+
+TEST_P(Damage, PlacesThatCantBeWrittenAreReadAsFarAsTheyCanBe) {
+  const Place table[]{
+      {"a directory to read only", 0555, 0600, true, false, "old", "-61", "old", "false"},
+      {"that and a file to read only", 0555, 0400, true, false, "old", "-61", "old", "false"},
+      {"with the log of a writer", 0555, 0600, true, true, "-25291", "-25291", "no suite",
+       "no suite"},
+      {"without a file", 0555, 0600, false, false, "absent", "-61", "no suite", "no suite"},
+      {"a file to read only", 0700, 0400, true, false, "old", "-61", "old", "false"},
+      {"an unreadable file", 0700, 0000, true, false, "-25291", "-25291", "no suite", "no suite"},
+      {"an unreadable directory", 0000, 0600, true, false, "-25291", "-25291", "no suite",
+       "no suite"},
+      {"a file that others may read", 0700, 0644, true, false, "-25291", "-25291", "old", "ok"},
+  };
+  for (const Place& row : table) {
+    SCOPED_TRACE(row.why);
+    if (row.isStored) storeElsewhere("old");
+    fs::create_directories(file().parent_path());
+    if (row.isStored) chmod(file().c_str(), row.file);
+    if (row.isLogLeft) overwrite(file().string() + "-wal", "");
+    chmod(file().parent_path().c_str(), row.directory);
+    EXPECT_EQ(get(), isKeychain() ? row.get : row.defaultsGet);
+    EXPECT_EQ(put("new"), isKeychain() ? row.put : row.defaultsPut);
+    EXPECT_EQ(get(), std::string(row.defaultsPut) == "ok" && !isKeychain()
+                         ? "new"
+                         : (isKeychain() ? row.get : row.defaultsGet));
+    // Once the place is in order, so is the store.
+    chmod(file().parent_path().c_str(), 0700);
+    if (row.isLogLeft) fs::remove(file().string() + "-wal");
+    if (row.isStored) chmod(file().c_str(), 0600);
+    EXPECT_EQ(put("newer"), "ok");
+    EXPECT_EQ(get(), "newer");
+    fs::remove_all(file().parent_path());
+    letReadersNotice();
+  }
+}
+
+TEST_P(Damage, AFileThatIsRemovedOrReplacedUnderneathCostsNoWrite) {
+  const fs::path kept = folder() / "kept";
+  ASSERT_EQ(put("first"), "ok");
+  fs::remove_all(file().parent_path());
+  letReadersNotice();
+  EXPECT_EQ(get(), "absent");
+  for (const bool isDirectoryKept : {false, true}) {
+    ASSERT_EQ(put("second"), "ok");
+    fs::rename(file().parent_path(), kept);
+    if (isDirectoryKept) fs::create_directory(file().parent_path());
+    ASSERT_EQ(put("third"), "ok");
+    EXPECT_EQ(ChildProcess([&] { return get() == "third" ? 0 : 1; }).status(), 0);
+    fs::remove_all(file().parent_path());
+    fs::rename(kept, file().parent_path());
+    letReadersNotice();
+    EXPECT_NE(get(), "absent") << "what was moved away and back is found again";
+  }
+  // Only the database is removed: its log is not taken for that of the next one.
+  fs::remove(file());
+  EXPECT_EQ(store().put("other", "value"), "ok");
+  EXPECT_EQ(get(), "absent");
+}
+
+TEST_P(Damage, WritersLoseNothingToADirectoryThatIsRemovedAllTheTime) {
+  ChildProcess remover([&] {
+    while (true) {
+      std::error_code ignored;
+      fs::remove_all(file().parent_path(), ignored);
+      usleep(3000);
+    }
+    return 0;
+  });
+  // Whatever the moment, a write ends soon and without a crash, and the store recovers.
+  const auto begin = std::chrono::steady_clock::now();
+  while (std::chrono::steady_clock::now() - begin < std::chrono::milliseconds(700)) {
+    put("value");
+    const std::string read = get();
+    EXPECT_TRUE(read == "value" || read == "absent" || read == "-25291" || read == "-36") << read;
+  }
+  remover.kill();
+  EXPECT_EQ(put("last"), "ok");
+  EXPECT_EQ(ChildProcess([&] { return get() == "last" ? 0 : 1; }).status(), 0);
+}
+
+TEST_P(Damage, EverythingIsForTheUserAlone) {
+  const mode_t old = umask(0);
+  const fs::path below = folder() / "new/folders";
+  setenv("IDLEWYN_DATA_DIR", below.c_str(), 1);
+  ASSERT_EQ(put("value"), "ok");
+  umask(old);
+  const fs::path top = isKeychain() ? file().parent_path() : folder() / "new";
+  int files = 0;
+  const auto expectMode = [&](const fs::path& path) {
+    struct stat status {};
+    ASSERT_EQ(lstat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, S_ISDIR(status.st_mode) ? 0700u : 0600u) << path;
+    files += S_ISREG(status.st_mode);
+  };
+  expectMode(top);
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(top))
+    expectMode(entry.path());
+  EXPECT_EQ(files, 4) << "the database, its log, its index, its lock";
+}
+
+}  // namespace
+}  // namespace idlewyn::testing

@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: MIT
+// Processes that write at once, are killed or are forked in the midst of it.
+#include <poll.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "ChildProcess.hpp"
+#include "Stores.hpp"
+
+namespace idlewyn::testing {
+namespace {
+
+using namespace std::chrono_literals;
+
+class Kill : public StoreTest {};
+INSTANTIATE_TEST_SUITE_P(Stores, Kill, ::testing::Bool(),
+                         [](const auto& tested) { return tested.param ? "Keychain" : "Defaults"; });
+
+/// Torn values show: the number stands at either end, and sizes differ so that pages are used in
+/// every way.
+std::string valueOf(int number) {
+  const std::string text = std::to_string(number);
+  return text + " " + std::string(static_cast<std::size_t>(number % 7) * 1500, 'v') + " " + text;
+}
+
+/// Nothing when the value is torn.
+std::optional<int> numberIn(const std::string& value) {
+  const int number = std::atoi(value.c_str());
+  return value == valueOf(number) ? std::optional(number) : std::nullopt;
+}
+
+TEST_P(Kill, WhatWasAcknowledgedSurvivesSixtyKills) {
+  int last = 0;
+  ASSERT_EQ(put(valueOf(last)), "ok");
+  for (int round = 0; round < 60; ++round) {
+    int channel[2];
+    ASSERT_EQ(pipe(channel), 0);
+    ChildProcess writer([&] {
+      for (int number = last + 1;; ++number) {
+        if (put(valueOf(number)) != "ok") return 1;
+        if (write(channel[1], &number, sizeof number) != sizeof number) return 2;
+      }
+    });
+    close(channel[1]);
+    // From the first write on, at ever later moments; a reader goes on all the time.
+    pollfd first{channel[0], POLLIN, 0};
+    poll(&first, 1, 10'000);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(313 * round);
+    do {
+      ASSERT_TRUE(numberIn(get())) << get().substr(0, 40);
+    } while (std::chrono::steady_clock::now() < end);
+    writer.kill();
+    const int before = last;
+    while (read(channel[0], &last, sizeof last) == sizeof last) {
+    }
+    close(channel[0]);
+    EXPECT_GT(last, before) << "the writer wrote";
+    const std::optional<int> found = numberIn(get());
+    ASSERT_TRUE(found) << "torn in round " << round;
+    EXPECT_TRUE(*found == last || *found == last + 1) << *found << " instead of " << last;
+    last = *found;
+  }
+  EXPECT_TRUE(filesSetAside().empty());
+}
+
+TEST_P(Kill, AKillWhileTheFileIsMadeLeavesNothingInTheWay) {
+  for (int round = 0; round < 30; ++round) {
+    ChildProcess writer([&] { return put("value") == "ok" ? 0 : 1; });
+    std::this_thread::sleep_for(std::chrono::microseconds(round * 400));
+    writer.kill();
+    const std::string found = get();
+    EXPECT_TRUE(found == "value" || found == "absent") << found;
+    EXPECT_EQ(put("after"), "ok");
+    EXPECT_TRUE(filesSetAside().empty());
+    std::filesystem::remove_all(file().parent_path());
+  }
+}
+
+TEST_P(Kill, SixProcessesWriteAndReadWithoutAnError) {
+  const int writes = isKeychain() ? 25 : 200;
+  std::vector<ChildProcess> processes;
+  for (int process = 0; process < 6; ++process) {
+    processes.emplace_back([&, process] {
+      const std::string own = std::to_string(process);
+      for (int number = 1; number <= writes; ++number) {
+        if (store().put(own, valueOf(number)) != "ok") return 1;
+        if (put(valueOf(number)) != "ok") return 2;
+        if (store().get(own) != valueOf(number)) return 3;
+        if (!numberIn(get())) return 4;
+      }
+      return 0;
+    });
+  }
+  for (ChildProcess& process : processes)
+    EXPECT_EQ(process.status(), 0);
+  for (int process = 0; process < 6; ++process)
+    EXPECT_EQ(store().get(std::to_string(process)), valueOf(writes));
+}
+
+TEST_P(Kill, AForkedChildWritesOnWhenItsParentHasEnded) {
+  int channel[2];
+  ASSERT_EQ(pipe(channel), 0);
+  ChildProcess parent([&] {
+    if (put("parent") != "ok") return 1;
+    if (fork() == 0) {
+      alarm(20);
+      // The parent's end is told by the pipe that only it and the test's own process would close.
+      bool isRight = get() == "parent" && put("child") == "ok";
+      while (getppid() != 1 && isRight && std::filesystem::exists(folder() / "parent"))
+        usleep(1000);
+      isRight = isRight && put("orphan") == "ok";
+      const char answer = isRight ? 'y' : 'n';
+      _exit(write(channel[1], &answer, 1) == 1 ? 0 : 1);
+    }
+    while (get() != "child")
+      usleep(1000);
+    std::exit(0);
+  });
+  overwrite(folder() / "parent", "");
+  EXPECT_EQ(parent.status(), 0);
+  std::filesystem::remove(folder() / "parent");
+  char answer = 0;
+  EXPECT_EQ(read(channel[0], &answer, 1), 1);
+  EXPECT_EQ(answer, 'y');
+  EXPECT_EQ(get(), "orphan");
+}
+
+TEST_P(Kill, ForksInTheMidstOfOtherThreadsWritesAreSafe) {
+  std::atomic<bool> isEnding = false;
+  std::atomic<int> failures = 0;
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 3; ++thread) {
+    threads.emplace_back([&, thread] {
+      for (int number = 0; !isEnding; ++number) {
+        const std::string key = "thread" + std::to_string(thread);
+        if (store().put(key, valueOf(number)) != "ok") ++failures;
+        if (store().get(key) != valueOf(number)) ++failures;
+      }
+    });
+  }
+  for (int round = 0; round < 20; ++round) {
+    ChildProcess child(
+        [&] { return put(valueOf(round)) == "ok" && numberIn(get()) == round ? 0 : 1; });
+    EXPECT_EQ(child.status(), 0);
+    EXPECT_EQ(numberIn(get()), round);
+  }
+  isEnding = true;
+  for (std::thread& thread : threads)
+    thread.join();
+  EXPECT_EQ(failures, 0);
+}
+
+}  // namespace
+}  // namespace idlewyn::testing

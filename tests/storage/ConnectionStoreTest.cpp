@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: MIT
+// The store on a keychain that answers as told; ProcessKeychainTest has it on a real one.
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <fstream>
+#include <iterator>
+
+#include <IdlewynKit/platform/coding/EncodingError.hpp>
+#include <IdlewynKit/storage/AppGroup.hpp>
+#include <IdlewynKit/storage/ConnectionStore.hpp>
+#include <IdlewynKit/storage/internal/ConnectionItem.hpp>
+
+#include "tests/storage/ScriptedKeychain.hpp"
+
+namespace idlewyn {
+namespace {
+
+using testing::ScriptedKeychain;
+
+const KeychainStore place("s", "g");
+
+Connection pinned() {
+  return Connection(AgentProvider::codex, URL::parse("https://relay.example:8443/r/"), "t", "Me",
+                    platform::dateFromReferenceSeconds(794'491'629.25), "abcd");
+}
+
+Connection demo() {
+  return Connection(AgentProvider::claude, std::nullopt, "mock", "Demo",
+                    platform::dateFromReferenceSeconds(0.1), std::nullopt);
+}
+
+std::string golden(const char* name) {
+  std::ifstream file(std::string(IDLEWYN_TEST_DATA "/golden/") + name + ".json");
+  std::string text{std::istreambuf_iterator<char>(file), {}};
+  text.pop_back();  // the line end
+  return text;
+}
+
+// What a save of that list has written, or would have.
+std::string saved(const std::vector<Connection>& connections) {
+  ScriptedKeychain keychain({0});
+  internal::saveConnections(keychain, place, connections);
+  const std::string head = "update s/connections@g ";
+  EXPECT_TRUE(keychain.calls.starts_with(head)) << keychain.calls;
+  return keychain.calls.substr(head.size());
+}
+
+std::vector<Connection> loaded(std::string item) {
+  ScriptedKeychain keychain({0});
+  keychain.item = Data::ofText(std::move(item));
+  auto connections = internal::loadConnections(keychain, place);
+  EXPECT_EQ(keychain.calls, "copy s/connections@g") << "an item is only read";
+  return connections;
+}
+
+TEST(ConnectionStore, KeepsTheListAsPlainJSONInItsOrder) {
+  const std::string one = golden("connection-pinned"), other = golden("connection-demo");
+  EXPECT_EQ(saved({pinned(), demo()}), "[" + one + "," + other + "]");
+  EXPECT_EQ(saved({demo(), pinned(), demo()}), "[" + other + "," + one + "," + other + "]");
+  EXPECT_EQ(loaded("[" + one + "," + other + "]"), (std::vector{pinned(), demo()}));
+  EXPECT_EQ(loaded("[" + other + "," + one + "," + other + "]"),
+            (std::vector{demo(), pinned(), demo()}));
+}
+
+TEST(ConnectionStore, GivesDatesBackBitForBit) {
+  for (const double seconds : {0.1, -0.3, 785'678'901.123'456'7, std::nextafter(8e8, 0), 5e-324,
+                               -63'114'076'800.0, 1e300}) {
+    Connection connection = demo();
+    connection.connectedAt = platform::dateFromReferenceSeconds(seconds);
+    const auto again = loaded(saved({connection}));
+    ASSERT_EQ(again.size(), 1u);
+    EXPECT_EQ(std::bit_cast<std::uint64_t>(secondsSinceReferenceDate(again[0].connectedAt)),
+              std::bit_cast<std::uint64_t>(seconds));
+  }
+}
+
+TEST(ConnectionStore, ReadsWhateverIsNoListAsNone) {
+  const std::string one = golden("connection-demo");
+  const std::pair<const char*, std::string> rows[] = {
+      {"nothing", ""},
+      {"no JSON", "x"},
+      {"an object", "{}"},
+      {"one connection and no list", one},
+      {"null", "null"},
+      {"a list of something else", "[1]"},
+      {"one good connection and one bad", "[" + one + ",{\"provider\":\"claude\"}]"},
+      {"an agent that isn't known", R"([{"provider":"gpt","accessToken":"t","accountName":"a",)"
+                                    R"("connectedAt":1}])"},
+      {"a relay's date", R"([{"provider":"codex","accessToken":"t","accountName":"a",)"
+                         R"("connectedAt":"2026-11-24T08:00:00Z"}])"},
+      {"an address that is none", R"([{"provider":"codex","serverURL":"a b","accessToken":"t",)"
+                                  R"("accountName":"a","connectedAt":1}])"},
+      {"not UTF-8", "[\"\xFF\"]"},
+      {"cut off", "[" + one},
+      {"something behind it", "[" + one + "]]"},
+  };
+  for (const auto& [why, item] : rows)
+    EXPECT_EQ(loaded(item), std::vector<Connection>()) << why;
+  EXPECT_EQ(loaded("[]"), std::vector<Connection>());
+}
+
+TEST(ConnectionStore, ReadsEveryKeychainFailureAsNoList) {
+  for (const std::int32_t status : {-25300, -25308, -25291, -34018, -1}) {
+    ScriptedKeychain keychain({status});
+    EXPECT_EQ(internal::loadConnections(keychain, KeychainStore("s")), std::vector<Connection>());
+  }
+  ScriptedKeychain noBytes({0});
+  EXPECT_EQ(internal::loadConnections(noBytes, place), std::vector<Connection>());
+}
+
+TEST(ConnectionStore, ThrowsTheFirstFailureOfASave) {
+  Connection unwritable = demo();
+  unwritable.accountName = "\xFF";
+  ScriptedKeychain untouched({});
+  EXPECT_THROW(internal::saveConnections(untouched, place, {demo(), unwritable}),
+               platform::EncodingError);
+  EXPECT_EQ(untouched.calls, "");
+
+  struct Row {
+    std::vector<Connection> list;
+    std::deque<std::int32_t> answers;
+    std::int32_t status;  // 0 for none
+  };
+  const Row rows[] = {{{demo()}, {-25308}, -25308},
+                      {{demo()}, {-25300, -25299}, -25299},
+                      {{demo()}, {-25300, 0}, 0},
+                      {{}, {-25300}, 0},
+                      {{}, {0}, 0},
+                      {{}, {-25308}, -25308}};
+  for (const Row& row : rows) {
+    ScriptedKeychain keychain(row.answers);
+    std::int32_t status = 0;
+    try {
+      internal::saveConnections(keychain, place, row.list);
+    } catch (const KeychainError& error) {
+      status = error.status;
+    }
+    EXPECT_EQ(status, row.status) << keychain.calls;
+    if (row.list.empty()) {
+      EXPECT_EQ(keychain.calls, "remove s/connections@g");
+    }
+  }
+}
+
+TEST(ConnectionStore, SharedOneIsTheProductsListInItsGroup) {
+  const ConnectionStore& shared = ConnectionStore::shared();
+  EXPECT_EQ(&shared, &ConnectionStore::shared());
+  EXPECT_TRUE(shared.keychain.service.ends_with(".connections"));
+  EXPECT_EQ(shared.keychain.accessGroup, AppGroup::identifier);
+  EXPECT_TRUE(AppGroup::identifier.starts_with("group."));
+  ConnectionStore own = shared;
+  own.keychain.service = "another";
+  EXPECT_NE(own, shared);
+}
+
+}  // namespace
+}  // namespace idlewyn

@@ -1,0 +1,122 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""help.py IDLEWYN SANDBOX_RELAY: help, manual page and completions agree, and the shells take
+them."""
+import os
+import pathlib
+import re
+import subprocess
+import sys
+
+sys.dont_write_bytecode = True
+import sandbox
+from sandbox import CommandTest, Relay, session
+
+HIDDEN = ("help", "prompt-ids")
+ZSH = r"""
+zmodload zsh/zpty
+zpty z zsh -f -i
+w() { zpty -w z "$1" }
+w 'PS1= PS2= RPS1=; autoload -U compinit; compinit -u -d $HOME/zcompdump; stty -echo columns 200'
+w 'zstyle ":completion:*" list-grouped no; LISTMAX=1000; source $HOME/_idlewyn; bindkey "^I" z-list'
+w 'z-list() { compstate[insert]=; compadd() { if [[ $* == *-[OAD]\ * ]]; then builtin compadd "$@"; else local -a h; builtin compadd -O h "$@"; print -rl -- "<"$^h">"; fi }; _main_complete }'
+w 'zle -C z-list list-choices z-list; print RE""ADY'
+zpty -r -m z x '*READY*'
+zpty -w -n z "$1"$'\t'
+zpty -w z $'\C-u\nprint E""ND'
+while zpty -r z x; do print -r -- $x; [[ $x == *END* ]] && break; done
+"""
+
+
+class Help(CommandTest):
+    def commands(self, *group):
+        """Each command by its words, with the options and arguments that its help shows."""
+        text = self.run_command(*group, "--help")
+        listed = re.split("Subcommands:\n|Positionals:\n|Options:\n", text)
+        if "Subcommands:\n" not in text:
+            shown = re.split("Options:\n", text)[1].split("\n\n")[0]
+            return {group: set(re.findall(r"^  (?:-h,)?(--[\w-]+)", shown, re.M))}
+        found = {}
+        for name in re.findall(r"^  ([a-z-]+) ", listed[-1].split("\n\n")[0], re.M):
+            found.update(self.commands(*group, name))
+        return found
+
+    def completions(self, shell, line):
+        script = self.run_command("completions", shell)
+        place = self.home / {"zsh": "_idlewyn"}.get(shell, "script")
+        place.write_text(script)
+        words = line.split(" ")
+        run = {
+            "bash": ["bash", "-uc", f'source {place}; COMP_WORDS=("$@" ""); COMP_CWORD=$(($#-1)); '
+                     'set +u; _idlewyn; printf "%s\\n" "${COMPREPLY[@]}"', "bash", *words],
+            "fish": ["fish", "-c", f'source {place}; complete -C "$argv[1]"', line],
+            "zsh": ["zsh", "-fc", ZSH, "zsh", line]}[shell]
+        path = f"{pathlib.Path(sandbox.IDLEWYN).parent}:{os.environ['PATH']}"
+        done = subprocess.run(run, text=True, capture_output=True, timeout=30,
+                              start_new_session=True, stdin=subprocess.DEVNULL,
+                              env={**self.environment, "PATH": path})
+        lines = done.stdout.splitlines()
+        if shell == "zsh":
+            lines = re.findall("<([^<>\r\n]*)>", done.stdout)
+        self.assertEqual(done.stderr, "")
+        return {line.split("\t")[0].strip() for line in lines} - {""}
+
+    def test_manual_page_and_help_agree(self):
+        page = self.run_command("help", "--man").replace("\\-", "-")
+        sections = re.split(r"^\.SS (.*)$", page.split(".SH EXIT STATUS")[0], flags=re.M)[1:]
+        manual = {tuple(name.split(" ")): set(re.findall(r"^\\fB(--[\w-]+)", text, re.M))
+                  for name, text in zip(sections[::2], sections[1::2])}
+        commands = self.commands()
+        self.assertEqual({words: options - {"--help"} for words, options in commands.items()},
+                         manual)
+        self.assertIn(("pin", "replace"), commands)
+        self.assertFalse(set(HIDDEN) & {words[0] for words in commands})
+        place = self.home / "idlewyn.1"
+        place.write_text(self.run_command("help", "--man"))
+        checked = subprocess.run(["man", "--warnings", "-E", "UTF-8", "-l", place], text=True,
+                                 env={**self.environment, "MANWIDTH": "80", "LC_ALL": "C.UTF-8"},
+                                 capture_output=True)
+        self.assertEqual((checked.returncode, checked.stderr), (0, ""))
+
+    def test_completions_of_every_shell_and_help_agree(self):
+        commands = self.commands()
+        first = {words[0] for words in commands}
+        pins = {words[1] for words in commands if len(words) == 2 and words[0] == "pin"}
+        for shell in ("bash", "zsh", "fish"):
+            self.assertEqual({w for w in self.completions(shell, "idlewyn ") if w[0] != "-"},
+                             first, shell)
+            self.assertEqual({w for w in self.completions(shell, "idlewyn pin ") if w[0] != "-"},
+                             pins, shell)
+            for words, options in commands.items():
+                if shell == "zsh" and words not in (("watch",), ("pin", "replace")):
+                    continue  # a second each
+                line = f"idlewyn {' '.join(words)} --"
+                self.assertEqual(self.completions(shell, line) - {"--"}, options, (shell, words))
+
+    def test_words_are_offered(self):
+        for shell in ("bash", "zsh", "fish"):
+            self.assertEqual(self.completions(shell, "idlewyn sessions --agent "),
+                             {"claude", "codex"}, shell)
+            self.assertLessEqual({"on", "off"}, self.completions(shell, "idlewyn approvals o"))
+            self.assertEqual(self.completions(shell, "idlewyn watch --interval "), set(), shell)
+
+    def test_ids_of_open_prompts_are_offered_and_never_run(self):
+        with Relay() as relay:
+            self.pair(relay, "claude")
+            marks = [f"$(touch {self.home}/run)", f"`touch {self.home}/run`", "-p", "a b"]
+            relay.show(*(session("claude", {"id": id, "detail": "x"}, id=f"s{n}")
+                         for n, id in enumerate(["ask-1", "ask-2", "other", *marks])))
+            self.assertEqual(set(self.run_command("prompt-ids").split()),
+                             {"ask-1", "ask-2", "other"})
+            for shell in ("bash", "zsh", "fish"):
+                offered = self.completions(shell, "idlewyn allow a")
+                self.assertLessEqual({"ask-1", "ask-2"}, offered, shell)
+                self.assertFalse(set(marks) & offered)
+            self.assertFalse((self.home / "run").exists())
+            relay.fault("*", "stall")
+            self.assertEqual(self.run_command("prompt-ids"), "")  # and ends long before a time-out
+        self.assertEqual(self.run_command("prompt-ids"), "")
+
+
+if __name__ == "__main__":
+    sandbox.run()

@@ -1,0 +1,277 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""notifying.py IDLEWYN SANDBOX_RELAY: watch --notify with a notification server, on a bus of its
+own."""
+import json
+import os
+import pathlib
+import select
+import signal
+import socket
+import subprocess
+import sys
+import time
+
+sys.dont_write_bytecode = True
+import sandbox
+from sandbox import CommandTest, Relay, session
+
+BUS = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig><type>session</type><listen>unix:dir=%s</listen><policy context="default">
+<allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/>
+</policy></busconfig>"""
+FULL = ("body", "body-markup", "actions")
+ALLOW, DENY, ALWAYS = ["allow", "Allow"], ["deny", "Deny"], ["always", "Always"]
+
+
+def prompt(id="p-1", detail="make", **more):
+    return session("claude", {"id": id, "detail": detail, **more}, id="s-" + id)
+
+
+class Notifying(CommandTest):
+    def setUp(self):
+        super().setUp()
+        for variable in ("DBUS_SESSION_BUS_ADDRESS", "XDG_RUNTIME_DIR", "DISPLAY"):
+            self.environment.pop(variable, None)
+        self.relay = self.enterContext(Relay())
+        self.pair(self.relay, "claude")
+
+    def start_bus(self):
+        config = self.home / "bus.conf"
+        config.write_text(BUS % (self.home / "tmp"))
+        self.bus = subprocess.Popen(["dbus-daemon", f"--config-file={config}", "--nofork",
+                                     "--print-address=1"], stdout=subprocess.PIPE, text=True,
+                                    stderr=subprocess.DEVNULL)
+        self.addCleanup(self.end, self.bus)
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = self.bus.stdout.readline().strip()
+
+    def end(self, process):
+        process.kill()
+        process.wait()
+        for stream in (process.stdin, process.stdout, process.stderr):
+            if stream:
+                stream.close()
+
+    def start_server(self, *capabilities):
+        place = pathlib.Path(__file__).with_name("notification_server.py")
+        self.server = subprocess.Popen([sys.executable, place, *capabilities], text=True,
+                                       env=self.environment, stdin=subprocess.PIPE,
+                                       stdout=subprocess.PIPE)
+        self.addCleanup(self.end, self.server)
+        self.assertEqual(self.event(), {"ready": True})
+
+    def event(self, seconds=20):
+        """What the server was asked next; nothing when nothing comes in time."""
+        ready = select.select([self.server.stdout], [], [], seconds)[0]
+        return json.loads(self.server.stdout.readline()) if ready else None
+
+    def tell_server(self, **command):
+        self.server.stdin.write(json.dumps(command) + "\n")
+        self.server.stdin.flush()
+
+    def watch(self, *arguments):
+        """Begins with one working session, so that what comes is a transition."""
+        self.relay.show(session("claude", id="s-p-1"), session("claude", id="s-p-2"))
+        watch = self.start("watch", "--notify", "--json", "--interval", "0.05", *arguments)
+        self.addCleanup(self.end, watch)
+        self.assertEqual(len(json.loads(watch.stdout.readline())["sessions"]), 2)
+        return watch
+
+    def notified(self, *sessions):
+        self.relay.show(*sessions)
+        return self.event()["notify"]
+
+    def answers(self, watch):
+        while True:
+            answers = json.loads(watch.stdout.readline())["answers"]
+            if answers:
+                return answers
+
+    def decisions(self):
+        return [(r["target"], r["body"]) for r in
+                self.relay.control("requests", method="GET")["requests"]
+                if "permissions" in r["target"]]
+
+    def test_each_transition_is_told_once_and_taken_down_when_it_has_ended(self):
+        self.start_bus()
+        self.start_server(*FULL)
+        watch = self.watch()
+        first = self.notified(prompt(), session("claude", id="s-p-2"))
+        self.assertEqual(first["title"], "Claude: needs an answer · Title")
+        self.assertEqual(first["body"], "Bash: make")
+        self.assertEqual(first["buttons"], ALLOW + DENY)
+        self.assertEqual((first["hints"]["urgency"], first["expires"]), (2, 0))
+        second = self.notified(prompt(), prompt("p-2", alwaysRule="Bash(make)"))
+        self.assertEqual(second["buttons"], ALLOW + DENY + ALWAYS)
+        self.assertIn("rule Bash(make)", second["body"])
+        self.relay.show(session("claude", id="s-p-1"), prompt("p-2", alwaysRule="Bash(make)"))
+        self.assertEqual(self.event(), {"close": first["id"]})
+        self.relay.show(prompt(), prompt("p-2", alwaysRule="Bash(make)"))
+        self.assertIsNone(self.event(0.5), "the first was told already")
+        self.relay.show(prompt(), session("claude", id="s-p-2", status="finished"))
+        self.assertEqual(self.event(), {"close": second["id"]})
+        self.assertIsNone(self.event(0.5))
+        self.interrupt(watch)
+
+    def test_a_finished_session_is_told_without_buttons(self):
+        self.start_bus()
+        self.start_server(*FULL)
+        watch = self.watch()
+        done = self.notified(session("claude", id="s-p-1", status="finished",
+                                     summary="All <b>green</b> & more\x1b[2J\u202e"))
+        self.assertEqual(done["title"], "Claude: Finished · Title")
+        self.assertEqual(done["body"],
+                         "All &lt;b&gt;green&lt;/b&gt; &amp; more\\\\u{1B}[2J\\\\u{202E}"
+                         .replace("\\\\", "\\"))
+        self.assertEqual((done["buttons"], done["expires"]), ([], -1))
+        self.interrupt(watch)
+        self.assertIsNone(self.event(0.2), "it may be read later")
+
+    def test_a_button_answers_once(self):
+        self.start_bus()
+        self.start_server(*FULL)
+        watch = self.watch()
+        for decision, id in (("allow", "p-1"), ("always", "p-2")):
+            shown = self.notified(prompt(id, alwaysRule="Bash(make)"))
+            for button in ("default", "other", decision, decision, "deny"):
+                self.tell_server(press=[shown["id"], button])
+            answers = self.answers(watch)
+            self.assertEqual([(a["decision"], a["prompt"]["id"]) for a in answers],
+                             [(decision, id)])
+            self.assertNotIn("kind", answers[0])
+            self.relay.show(session("claude", id="s-p-1"), session("claude", id="s-p-2"))
+            while "transitions" not in json.loads(watch.stdout.readline()):
+                pass
+        self.assertEqual(self.decisions(), [("/v1/permissions/p-1", '{"decision":"allow"}'),
+                                            ("/v1/permissions/p-2", '{"decision":"always"}')])
+        self.interrupt(watch)
+
+    def test_what_has_ended_or_changed_is_said_and_never_sent_again(self):
+        self.start_bus()
+        self.start_server(*FULL)
+        watch = self.watch()
+        shown = self.notified(prompt())
+        self.relay.fault("v1/permissions/*", "status=404")
+        self.tell_server(press=[shown["id"], "deny"])
+        self.assertEqual(self.answers(watch)[0]["kind"], "promptExpired")
+        self.assertEqual(len(self.decisions()), 1)
+        for _ in range(5):
+            watch.stdout.readline()
+        self.interrupt(watch)
+        self.assertEqual(len(self.decisions()), 1)
+
+    def test_what_changed_since_it_was_shown_is_not_answered(self):
+        self.start_bus()
+        self.start_server(*FULL)
+        watch = self.watch()
+        shown = self.notified(prompt())
+        watch.send_signal(signal.SIGSTOP)  # it must not see the change before the answer
+        self.relay.show(prompt(detail="rm -rf /"))
+        self.tell_server(press=[shown["id"], "allow"])
+        time.sleep(0.2)
+        watch.send_signal(signal.SIGCONT)
+        deadline = time.monotonic() + 10
+        events, seen = [], []
+        while time.monotonic() < deadline and {"close": shown["id"]} not in events and not seen:
+            seen = json.loads(watch.stdout.readline()).get("answers") or []
+            events.append(self.event(0))
+        if seen:
+            self.assertEqual(seen[0]["kind"], "promptChanged")
+        self.assertEqual(self.decisions(), [])
+        self.interrupt(watch)
+
+    def test_only_the_server_is_believed(self):
+        self.start_bus()
+        self.start_server(*FULL)
+        watch = self.watch()
+        shown = self.notified(prompt())
+        self.tell_server(forge=[shown["sender"], shown["id"], "allow"])
+        time.sleep(0.3)
+        self.tell_server(press=[shown["id"], "deny"])
+        self.assertEqual(self.answers(watch)[0]["decision"], "deny")
+        self.assertEqual(len(self.decisions()), 1)
+        self.interrupt(watch)
+
+    def test_servers_that_can_do_less_get_what_they_can_show(self):
+        self.start_bus()
+        for capabilities, title, body in (
+                (("body",), "Claude: needs an answer · Title",
+                 "Bash: a <b> & c\nAnswer with: idlewyn allow p-1"),
+                ((), "Claude: needs an answer · Title: Bash: a <b> & c", "")):
+            self.start_server(*capabilities)
+            watch = self.watch()
+            shown = self.notified(prompt(detail="a <b> & c"))
+            self.assertEqual((shown["title"], shown["body"], shown["buttons"]), (title, body, []))
+            self.interrupt(watch)
+            self.end(self.server)
+
+    def test_what_can_not_be_read_whole_has_no_buttons(self):
+        self.start_bus()
+        self.start_server(*FULL)
+        watch = self.watch()
+        shown = self.notified(prompt(detail="x" * 400 + "; rm -rf /"))
+        self.assertEqual(shown["buttons"], [])
+        self.assertIn("Too long to be answered here. Answer with: idlewyn allow p-1",
+                      shown["body"])
+        self.interrupt(watch)
+
+    def test_questions_are_taken_down_at_the_end_and_a_new_server_is_used(self):
+        self.start_bus()
+        self.start_server(*FULL)
+        watch = self.watch()
+        self.notified(prompt())
+        self.end(self.server)
+        self.start_server(*FULL)
+        shown, count = None, 1
+        while shown is None:
+            count += 1
+            self.assertLess(count, 50)
+            self.relay.show(session("claude", {"id": f"p-{count}", "detail": "x"}, id="s-p-1"))
+            shown = self.event(0.3)
+        self.interrupt(watch)
+        self.assertEqual(self.event(), {"close": shown["notify"]["id"]})
+
+    def test_without_a_server_there_is_text_and_no_wait(self):
+        silent = socket.socket(socket.AF_UNIX)
+        silent.bind(str(self.home / "silent"))
+        silent.listen()
+        self.addCleanup(silent.close)
+        self.start_bus()
+        for address, part in ((None, "no session bus"), ("autolaunch:", "no session bus"),
+                              ("unix:path=/nowhere", "can't be reached"),
+                              ("nonsense", "can't be reached"),
+                              (f"unix:path={self.home}/silent", "can't be reached"),
+                              (self.environment["DBUS_SESSION_BUS_ADDRESS"],
+                               "No notification server")):
+            if address:
+                self.environment["DBUS_SESSION_BUS_ADDRESS"] = address
+            else:
+                del self.environment["DBUS_SESSION_BUS_ADDRESS"]
+            begin = time.monotonic()
+            watch = self.start("watch", "--notify", "--interval", "0.1")
+            self.addCleanup(self.end, watch)
+            self.assertIn("── ", watch.stdout.readline())
+            self.assertLess(time.monotonic() - begin, 2, address)
+            self.assertIn(part, watch.stderr.readline())
+            watch.send_signal(signal.SIGINT)
+            begin = time.monotonic()
+            self.finish(watch, 130)
+            self.assertLess(time.monotonic() - begin, 2, address)
+
+    def test_the_bus_is_nobodys_business_who_does_not_ask_for_it(self):
+        self.start_bus()
+        self.start_server(*FULL)
+        for arguments, isLoaded in ((("--notify",), True), ((), False)):
+            self.relay.show(session("claude"))
+            watch = self.start("watch", "--json", "--interval", "0.05", *arguments)
+            watch.stdout.readline()
+            maps = pathlib.Path(f"/proc/{watch.pid}/maps").read_text()
+            self.assertEqual([part in maps for part in ("libgio", "libglib", "idlewyn-notify")],
+                             [isLoaded] * 3)
+            self.assertNotIn("libdbus", maps)
+            self.interrupt(watch)
+
+
+if __name__ == "__main__":
+    sandbox.run()

@@ -1,0 +1,199 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""watching.py IDLEWYN SANDBOX_RELAY: watch, hour after hour, and on a terminal."""
+import json
+import os
+import re
+import signal
+import sys
+import termios
+import time
+
+sys.dont_write_bytecode = True
+import sandbox
+from sandbox import CommandTest, Relay, Terminal, session
+
+TOKENS = re.compile(r"\x1b\[(\??[\d;]*)([A-Za-z])|(.)", re.S)
+
+
+class Display:
+    """What a terminal makes of what is written to it, as far as the command goes."""
+
+    def __init__(self, rows, columns):
+        self.rows, self.columns = rows, columns
+        self.lines, self.row, self.column, self.top = [""], 0, 0, 0
+        self.cursor = True
+
+    def feed(self, text):
+        for parameters, code, character in TOKENS.findall(text):
+            if code == "A":
+                self.row = max(self.row - int(parameters or 1), self.top)
+            elif code == "K":
+                self.lines[self.row] = self.lines[self.row][:self.column]
+            elif code == "J":
+                del self.lines[self.row + 1:]
+                self.lines[self.row] = self.lines[self.row][:self.column]
+            elif code in "hl" and code:
+                self.cursor = code == "h"
+            elif character == "\r":
+                self.column = 0
+            elif character == "\n":
+                self.down()
+            elif character:
+                self.put(character)
+
+    def down(self):
+        self.row += 1
+        if self.row == len(self.lines):
+            self.lines.append("")
+        self.top = max(self.top, self.row - self.rows + 1)
+
+    def put(self, character):
+        if self.column == self.columns:
+            self.column = 0
+            self.down()
+        line = self.lines[self.row].ljust(self.column)
+        self.lines[self.row] = line[:self.column] + character + line[self.column + 1:]
+        self.column += 1
+
+    def visible(self):
+        return self.lines[self.top:]
+
+    def resize(self, rows, columns):
+        """Rows that no longer fit are broken, as most terminals do it."""
+        assert self.column == 0 and self.row == len(self.lines) - 1
+        self.rows, self.columns = rows, columns
+        self.lines = [line[i:i + columns] for line in self.lines
+                      for i in range(0, max(len(line), 1), columns)]
+        self.row = len(self.lines) - 1
+        self.top = max(self.row - rows + 1, 0)
+
+
+class Watching(CommandTest):
+    def watch(self, *arguments, rows=40, columns=100):
+        self.terminal = Terminal(self.environment, "watch", *arguments, rows=rows, columns=columns)
+        self.display = Display(rows, columns)
+        self.addCleanup(self.terminal.process.kill)
+
+    def until(self, *parts, gone=()):
+        """Reads on until the display shows all parts; gives its lines."""
+        deadline = time.monotonic() + 20
+        while True:
+            text = "\n".join(self.display.visible())
+            if all(p in text for p in parts) and not any(p in text for p in gone):
+                return self.display.visible()
+            self.assertLess(time.monotonic(), deadline, text)
+            self.display.feed(self.terminal.read())
+
+    def echoes(self):
+        return bool(termios.tcgetattr(self.terminal.master)[3] & termios.ECHO)
+
+    def test_is_redrawn_in_its_place(self):
+        with Relay() as relay:
+            self.pair(relay, "claude")
+            self.pair(relay, "codex")
+            self.watch("--interval", "0.05")
+            self.until("working", "AGENT")
+            self.assertFalse(self.display.cursor)
+            relay.advance(30)
+            lines = self.until("2 need you", "Working → Needs input", "answer: allow or deny")
+            self.assertEqual(sum(line.startswith("AGENT") for line in lines), 1)
+            self.assertEqual(self.display.top, 0, "nothing scrolled away")
+            relay.show(session("claude", {"id": "p", "detail": "x" * 250 + "END"}))
+            self.assertIn("x" * 100, self.until("END", gone=("2 need you",)),
+                          "what is asked is whole")
+            self.terminal.process.send_signal(signal.SIGINT)
+            self.display.feed(self.terminal.finish(self, 130))
+            self.assertTrue(self.display.cursor)
+
+    def test_fits_any_size_and_follows_it(self):
+        with Relay() as relay:
+            self.pair(relay, "claude")
+            relay.show(*(session("claude", {"id": f"p{n}", "detail": "y" * 90}, id=f"s{n}")
+                         for n in range(9)))
+            self.watch("--interval", "0.05", rows=12)
+            self.until("more")
+            self.assertEqual(self.display.top, 0, "nothing scrolled away")
+            for rows, columns in ((12, 45), (30, 120), (3, 20), (50, 100)):
+                self.terminal.shown = ""
+                self.display.resize(rows, columns)
+                self.terminal.resize(rows, columns)
+                self.display.feed(self.terminal.expect("\x1b[0m\x1b[J"))
+                lines = self.until("9 need you", *([] if rows == 50 else ["more"]))
+                self.assertEqual(sum("9 need you" in line for line in lines), 1, lines)
+            self.terminal.process.terminate()
+            self.terminal.finish(self, 130)
+
+    def test_gives_the_terminal_back_when_stopped_and_when_ended(self):
+        with Relay() as relay:
+            self.pair(relay, "claude")
+            self.watch("--interval", "0.05")
+            self.until("AGENT")
+            self.assertFalse(self.echoes())
+            pid = self.terminal.process.pid
+            os.kill(pid, signal.SIGTSTP)
+            self.assertTrue(os.WIFSTOPPED(os.waitpid(pid, os.WUNTRACED)[1]))
+            self.assertTrue(self.echoes())
+            os.kill(pid, signal.SIGCONT)
+            deadline = time.monotonic() + 10
+            while self.echoes():
+                self.assertLess(time.monotonic(), deadline)
+                time.sleep(0.01)
+            self.terminal.type("\x03")  # Ctrl-C still works
+            self.terminal.finish(self, 130)
+
+    def test_failing_agents_keep_their_sessions_and_one_line(self):
+        with Relay() as relay, Relay() as other:
+            self.pair(relay, "claude")
+            self.pair(other, "codex")
+            self.watch("--interval", "0.05")
+            self.until("Codex", "Claude")
+            old = other.fingerprint
+            other.control("certificate")
+            lines = self.until("isn’t the one", "Last answer 0:0")
+            errors = "".join(lines).split("Codex: ")[1:]
+            self.assertEqual(len(errors), 1)
+            self.assertIn("See idlewyn pin verify. Last answer 0:0", errors[0])
+            self.assertNotIn(old[:4], "".join(lines))
+            self.assertTrue(any(line.startswith("Codex ") for line in lines), "its sessions")
+            other.stop()
+            self.until("next try in 2", gone=("isn’t the one",))
+            self.terminal.process.terminate()
+            self.terminal.finish(self, 130)
+
+    def test_asks_failing_agents_less_and_less_and_healthy_ones_as_before(self):
+        with Relay() as relay, Relay() as other:
+            self.pair(relay, "claude")
+            self.pair(other, "codex")
+            other.fault("v1/sessions", "status=503")
+            watch = self.start("watch", "--json", "--interval", "0.05")
+            rounds = [json.loads(watch.stdout.readline()) for _ in range(40)]
+            self.assertEqual({e["kind"] for r in rounds for e in r["errors"]}, {"server"})
+            self.assertIn("nextTryAt", rounds[-1]["errors"][0])
+            self.assertNotIn("answeredAt", rounds[-1]["errors"][0])
+            count = [sum("sessions" in r["target"] for r in each.control(
+                "requests", method="GET")["requests"]) for each in (relay, other)]
+            self.assertGreater(count[0], 30)
+            self.assertLess(count[1], 12, "doubling from 0.05 s")
+            other.control("faults", method="DELETE")
+            while json.loads(watch.stdout.readline())["errors"]:
+                pass
+            self.interrupt(watch)
+
+    def test_ends_when_every_relay_refuses(self):
+        with Relay() as relay, Relay() as other:
+            self.pair(relay, "claude")
+            self.pair(other, "codex")
+            other.fault("v1/sessions", "status=401")
+            watch = self.start("watch", "--json", "--interval", "0.02")
+            rounds = [json.loads(watch.stdout.readline()) for _ in range(10)]
+            self.assertEqual(rounds[-1]["errors"][0]["kind"], "unauthorized")
+            self.assertNotIn("nextTryAt", rounds[-1]["errors"][0])
+            self.assertEqual(sum("sessions" in r["target"] for r in other.control(
+                "requests", method="GET")["requests"]), 1, "asked once")
+            relay.fault("v1/sessions", "status=403")
+            self.finish(watch, 4)
+
+
+if __name__ == "__main__":
+    sandbox.run()

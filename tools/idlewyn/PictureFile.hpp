@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+
+#include <IdlewynKit/platform/base/Data.hpp>
+
+namespace idlewyn::command {
+
+/// Replaces the file. Throws a Failure of kind "storage".
+void writePicture(const platform::Data& picture, const std::string& file);
+
+}  // namespace idlewyn::command

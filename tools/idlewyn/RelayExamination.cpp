@@ -1,0 +1,244 @@
+// SPDX-License-Identifier: MIT
+#include <array>
+#include <ctime>
+
+#include <IdlewynKit/platform/net/URLError.hpp>
+#include <IdlewynKit/security/PinningDelegate.hpp>
+
+#include "CertificateDates.hpp"
+#include "CertificateProbe.hpp"
+#include "Doctor.hpp"
+#include "Escape.hpp"
+
+namespace idlewyn::command {
+namespace {
+
+using platform::URLError;
+
+std::string joined(const std::vector<std::string>& texts) {
+  std::string text;
+  for (const std::string& one : texts)
+    text += (text.empty() ? "" : ", ") + one;
+  return text;
+}
+
+std::string dayOf(Date date) {
+  const std::time_t seconds = static_cast<std::time_t>(platform::secondsSince1970(date));
+  std::tm day{};
+  gmtime_r(&seconds, &day);
+  std::array<char, 32> text{};
+  std::strftime(text.data(), text.size(), "%Y-%m-%d", &day);
+  return text.data();
+}
+
+// The same host and port under another scheme.
+std::optional<URL> underScheme(const std::string& scheme, const URL& address, int port) {
+  std::string host(*address.host());
+  if (host.find(':') != std::string::npos) host = "[" + host + "]";
+  return URL::parse(scheme + "://" + host + ":" + std::to_string(port) + "/");
+}
+
+class Examination {
+ public:
+  Examination(const URL& address, const std::optional<Connection>& connection, Relays& relays)
+      : address_(address), connection_(connection), relays_(relays) {}
+
+  // Each step goes on with the next unless it failed.
+  RelayExamination run() {
+    if (place() && reach() && (isTLS_ ? certificate() : plain())) answer();
+    return std::move(result_);
+  }
+
+ private:
+  bool place();
+  bool reach();
+  bool certificate();
+  bool plain();
+  bool dates(const Certificate& certificate);
+  bool pin(const std::string& seen);
+  bool answer();
+  bool answerWithoutToken();
+  bool noCertificate(const URLError& error);
+  bool speaksPlainHTTP();
+
+  bool pass(const char* name, std::string message) {
+    result_.checks.emplace_back(name, CheckState::ok, std::move(message));
+    return true;
+  }
+  bool warn(const char* name, std::string message, std::string advice) {
+    result_.checks.emplace_back(name, CheckState::warning, std::move(message), std::move(advice));
+    return true;
+  }
+  bool fail(const char* name, ExitCode code, std::string message, std::string advice) {
+    result_.checks.emplace_back(name, CheckState::failed, std::move(message), std::move(advice));
+    result_.code = code;
+    return false;
+  }
+
+  const URL& address_;
+  const std::optional<Connection>& connection_;
+  Relays& relays_;
+  bool isTLS_ = false;
+  int port_ = 0;
+  std::string seen_;
+  RelayExamination result_;
+};
+
+bool Examination::place() {
+  const std::string shown = escaped(address_.withoutUserInfo().text());
+  const std::string scheme = address_.lowercasedScheme();
+  isTLS_ = scheme == "https";
+  if ((!isTLS_ && scheme != "http") || address_.host().value_or("").empty()) {
+    return fail("address", ExitCode::failure, shown + " is no address of a relay.",
+                "It must begin with https:// or http:// and name a host; pair again.");
+  }
+  const std::string port(address_.port().value_or(""));
+  port_ = port.empty() ? (isTLS_ ? 443 : 80) : std::atoi(port.c_str());
+  if (isTLS_) return pass("address", shown);
+  return warn("address", shown,
+              "Over http nothing is encrypted: use https, or http inside a VPN only.");
+}
+
+bool Examination::reach() {
+  const std::string host(*address_.host());
+  const Reach reached = relays_.reach(host, std::to_string(port_));
+  if (reached.addresses.empty()) {
+    return fail("name", ExitCode::network,
+                escaped(host) + " has no address: " + escaped(reached.error) + ".",
+                "Look for a typing error; a name of a VPN or a home network is known only there.");
+  }
+  pass("name", escaped(host) + " is " + joined(reached.addresses) + ".");
+  if (!reached.connected) {
+    return fail("tcp", ExitCode::network,
+                "Nothing takes connections at port " + std::to_string(port_) + ": " +
+                    escaped(reached.error) + ".",
+                "Look whether the relay runs, and whether a firewall lets this port through.");
+  }
+  return pass("tcp",
+              *reached.connected + " takes connections at port " + std::to_string(port_) + ".");
+}
+
+bool Examination::certificate() {
+  try {
+    const Certificate certificate = probeCertificate(address_, relays_);
+    seen_ = CertificatePin::fingerprint(certificate);
+    pass("tls", "The fingerprint of the certificate is " + seen_ + ".");
+    return dates(certificate) && pin(seen_);
+  } catch (const URLError& error) {
+    return noCertificate(error);
+  }
+}
+
+bool Examination::noCertificate(const URLError& error) {
+  if (speaksPlainHTTP()) {
+    return fail("tls", ExitCode::network, "This port speaks http without encryption.",
+                "Use the relay's port for https, or pair with an address that begins with "
+                "http:// if it has none.");
+  }
+  return fail("tls", ExitCode::network, escaped(error.reason),
+              "The port takes connections, but TLS does not come about: something else may "
+              "listen there.");
+}
+
+// Asks for the root, without a token.
+bool Examination::speaksPlainHTTP() {
+  const auto url = underScheme("http", address_, port_);
+  if (!url) return false;
+  platform::URLRequest request(*url);
+  request.timeoutInterval = std::chrono::seconds(5);
+  try {
+    return relays_.send(URLSession::ephemeral(), request).isHTTP();
+  } catch (const URLError&) {
+    return false;
+  }
+}
+
+bool Examination::plain() {
+  const auto url = underScheme("https", address_, port_);
+  if (!url || !fingerprintIfSeen(*url, relays_)) return true;
+  return fail("tls", ExitCode::network, "This port speaks TLS.",
+              "Pair again, with an address that begins with https://.");
+}
+
+// A pinned certificate is accepted whatever its dates are; but what renews it changes the pin.
+bool Examination::dates(const Certificate& certificate) {
+  constexpr auto soon = std::chrono::hours(24 * 30);
+  const auto validity = validityOf(certificate.der);
+  if (!validity) return true;
+  const auto [from, until] = *validity;
+  const Date now = DateClock::now();
+  const std::string span = "valid from " + dayOf(from) + " until " + dayOf(until) + ".";
+  if (now >= from && now + soon < until) return pass("dates", "It is " + span);
+  return warn("dates", "It is " + span,
+              now > until ? "It has run out, which a pinned connection does not mind; its renewal "
+                            "will change the fingerprint."
+                          : "When it is renewed, the fingerprint changes: have the new one at hand "
+                            "for idlewyn pin replace.");
+}
+
+bool Examination::pin(const std::string& seen) {
+  if (!connection_) return true;
+  if (!connection_->certificatePin) {
+    return fail("pin", ExitCode::failure, "No certificate is pinned.", "Pair again.");
+  }
+  if (*connection_->certificatePin == seen) return pass("pin", "It is the pinned certificate.");
+  const std::string agent(rawValue(connection_->provider));
+  return fail("pin", ExitCode::certificateMismatch,
+              "Pinned is another one: " + *connection_->certificatePin + ".",
+              "If the certificate was renewed, read its fingerprint on the relay itself: idlewyn "
+              "pin replace --agent " +
+                  agent +
+                  ". If the relay was set up anew: idlewyn pair - "
+                  "--agent " +
+                  agent + ". Otherwise trust nothing that answers there.");
+}
+
+bool Examination::answer() {
+  if (!connection_) return answerWithoutToken();
+  constexpr const char* other =
+      "Something else may answer at this address; look at its host, port and path.";
+  try {
+    relays_.remoteApprovals(*connection_);
+    pass("answer", "The relay answers.");
+    return pass("token", "It knows this machine's token.");
+  } catch (const std::exception&) {
+    const Failure failure = describe(std::current_exception());
+    if (failure.code == ExitCode::interrupted) throw;
+    if (failure.code != ExitCode::unauthorized) {
+      return fail("answer", failure.code, failure.message, other);
+    }
+    pass("answer", "The relay answers.");
+    return fail("token", failure.code, failure.message,
+                "Its token was withdrawn or the relay was set up anew: pair again.");
+  }
+}
+
+// A relay refuses who has no token. The certificate that was seen is enough to ask that.
+bool Examination::answerWithoutToken() {
+  platform::URLRequest request(address_.appendingPath("v1/sessions"));
+  request.timeoutInterval = std::chrono::seconds(10);
+  const auto session = isTLS_ ? CertificatePin::session(seen_) : URLSession::shared();
+  try {
+    const int status = relays_.send(session, request).statusCode;
+    if (status == 401 || status == 403) return pass("answer", "A relay answers; it can be paired.");
+    return fail("answer", ExitCode::serverStatus,
+                "What answers is no relay; its status is " + std::to_string(status) + ".",
+                "Look at host, port and path of the address.");
+  } catch (const URLError& error) {
+    return fail("answer", ExitCode::network, escaped(error.reason),
+                "Look at the relay, and at what stands between.");
+  }
+}
+
+}  // namespace
+
+RelayExamination examineRelay(const URL& address, const std::optional<Connection>& connection,
+                              Relays& relays) {
+  RelayExamination result = Examination(address, connection, relays).run();
+  for (Check& check : result.checks) {
+    if (connection) check.agent = connection->provider;
+  }
+  return result;
+}
+
+}  // namespace idlewyn::command

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <optional>
+#include <vector>
+
+#include <IdlewynKit/model/SessionTransition.hpp>
+#include <IdlewynKit/relay/LiveSessionService.hpp>
+
+namespace idlewyn::command {
+
+/// What watching knows of each agent, and whom to ask when. It does no asking itself.
+///
+///     watcher.follow(connections, now);
+///     auto transitions = watcher.take(relays.snapshot(watcher.due(now), watcher.snapshot()), now);
+class Watcher {
+ public:
+  using Time = std::chrono::steady_clock::time_point;
+  using Seconds = std::chrono::duration<double>;
+
+  struct Agent {
+    explicit Agent(Connection connection) : connection(std::move(connection)) {}
+
+    Connection connection;
+    /// When to ask next; the beginning of time for somebody new.
+    Time due;
+    /// In a row.
+    int failures = 0;
+    /// The relay refuses the token: asking again can't help.
+    bool isRefused = false;
+    /// Of the last try.
+    std::exception_ptr error;
+    std::optional<Time> answered;
+  };
+
+  /// `random` gives a number from 0 to 1 for each wait after a failure.
+  Watcher(Seconds interval, std::function<double()> random);
+
+  /// The agents that are paired now. One that is paired anew begins anew.
+  void follow(const std::vector<Connection>& connections);
+  std::vector<Connection> due(Time now) const;
+  /// What asking the agents due at `now` gave, known at `then`.
+  std::vector<SessionTransition> take(SnapshotResult result, Time now, Time then);
+
+  /// The last known sessions of all agents.
+  const SessionSnapshot& snapshot() const noexcept { return snapshot_; }
+  const std::map<AgentProvider, Agent>& agents() const noexcept { return agents_; }
+  /// Of those whose last try failed.
+  std::map<AgentProvider, std::exception_ptr> errors() const;
+  /// When somebody is due; nothing when everybody refuses.
+  std::optional<Time> next() const;
+
+  /// Makes an agent due at once, unless it refuses.
+  void hasten(AgentProvider provider, Time now);
+
+ private:
+  void note(Agent& agent, std::exception_ptr error, Time then);
+  Seconds waitAfter(int failures) const;
+
+  const Seconds interval_;
+  const std::function<double()> random_;
+  std::map<AgentProvider, Agent> agents_;
+  SessionSnapshot snapshot_;
+};
+
+}  // namespace idlewyn::command
