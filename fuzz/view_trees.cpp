@@ -137,8 +137,8 @@ View modified(const View& view, Bytes& bytes) {
     case 6: return view.colorMultiply(color(bytes));
     case 7: return view.animation(Animation::easeInOut(bytes.number()), bytes.byte());
     case 8: return view.pulse(bytes.byte());
-    case 9: return bytes.below(2) ? view.accessibilityLabel(bytes.text())
-                                  : view.accessibilityElement();
+    case 9:
+      return bytes.below(2) ? view.accessibilityLabel(bytes.text()) : view.accessibilityElement();
     case 10: return view.id(bytes.text());
     default: return Reader{view};
   }

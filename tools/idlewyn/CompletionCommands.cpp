@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 
+#include <IdlewynKit/storage/SnapshotStore.hpp>
+
 #include "CommandHelp.hpp"
 #include "CommandLine.hpp"
 #include "Commands.hpp"
@@ -46,7 +48,7 @@ ExitCode runPromptIDs(const Arguments& given, Surroundings& with) {
   try {
     const auto connections = with.connections().paired(given.agent());
     with.relays.limit(std::chrono::milliseconds(1500));  // somebody waits with a finger on Tab
-    const SnapshotResult result = with.relays.snapshot(connections, SessionSnapshot::empty());
+    const SnapshotResult result = with.relays.snapshot(connections, SnapshotStore::shared().load());
     for (const PromptRecord& prompt : openPrompts(result.snapshot.sorted())) {
       if (isPlain(prompt.id)) with.output.line(prompt.id);
     }

@@ -32,7 +32,8 @@ ExitCode runKeychainMove(const Arguments& given, Surroundings& with) {
     with.output.json(KeychainRecord(platform::where()));
     return ExitCode::ok;
   }
-  with.output.line("Moved: " + std::to_string(move.copied) + " items.");
+  with.output.line("Moved: " + std::to_string(move.copied) +
+                   (move.copied == 1 ? " item." : " items."));
   if (move.kept > 0) {
     with.output.line(std::to_string(move.kept) + " had a newer value there, which was kept.");
   }

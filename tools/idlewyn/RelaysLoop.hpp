@@ -33,7 +33,9 @@ struct Relays::Loop {
   void limit(std::chrono::milliseconds time) {
     deadline.expires_after(time);
     deadline.async_wait([this](const boost::system::error_code& error) {
-      if (!error) cancel();
+      if (error) return;
+      isLate = true;
+      cancel();
     });
   }
 
@@ -123,6 +125,7 @@ struct Relays::Loop {
   std::deque<Input> inputs;
   bool isInterrupted = false;
   bool isWoken = false;
+  bool isLate = false;
   std::exception_ptr failure;
 };
 

@@ -10,8 +10,7 @@ namespace idlewyn::command {
 
 ExitCode runSessions(const Arguments& given, Surroundings& with) {
   const auto connections = with.connections().paired(given.agent());
-  const SnapshotResult result =
-      with.relays.snapshot(connections, SnapshotStore::shared().load());
+  const SnapshotResult result = with.relays.snapshot(connections, SnapshotStore::shared().load());
   shareSnapshot(result.snapshot, given.agent());
   if (with.output.isJSON) {
     with.output.json(SessionsRecord(result.snapshot, errorRecords(result.errors), std::nullopt));

@@ -111,7 +111,8 @@ void SharedConnections::trySaving(const std::vector<Connection>&) {
 std::shared_ptr<void> SharedConnections::exclude() {
   const fs::path directory = platform::where().directory;
   if (directory.empty()) {
-    throw storageFailure("There is no home directory to keep connections in; set IDLEWYN_DATA_DIR.");
+    throw storageFailure(
+        "There is no home directory to keep connections in; set IDLEWYN_DATA_DIR.");
   }
   std::error_code error;
   fs::create_directories(directory, error);

@@ -17,8 +17,8 @@ struct WaybarRecord {
 
   static constexpr auto fields() {
     using R = WaybarRecord;
-    return std::tuple{field("text", &R::text), field("tooltip", &R::tooltip),
-                      field("alt", &R::alt), field("class", &R::cssClass)};
+    return std::tuple{field("text", &R::text), field("tooltip", &R::tooltip), field("alt", &R::alt),
+                      field("class", &R::cssClass)};
   }
 
   std::string text;
@@ -68,8 +68,8 @@ ExitCode runStatus(const Arguments& given, Surroundings& with) {
     reportSnapshot(with.output, snapshot, "", DateClock::now());
     if (snapshot.updatedAt != platform::distantPast) {
       const double age = (DateClock::now() - snapshot.updatedAt).count();
-      with.output.line(toned("As of " + elapsedText(age) + " ago.", Tone::faint,
-                             with.output.style));
+      with.output.line(
+          toned("As of " + elapsedText(age) + " ago.", Tone::faint, with.output.style));
     }
   }
   return ExitCode::ok;

@@ -133,14 +133,23 @@ Outcome Connection::run(const char* sql) noexcept {
   return outcomeOf(sqlite3_exec(database_, sql, nullptr, nullptr, nullptr));
 }
 
-Outcome Connection::number(std::string_view sql, std::int64_t& number) {
+template <class Read>
+Outcome Connection::readFirst(std::string_view sql, const Read& read) {
   sqlite3_stmt* statement = nullptr;
   if (const Outcome outcome = prepare(sql, statement); outcome != Outcome::done) return outcome;
   Query query(statement);
   const Outcome outcome = query.step();
   if (outcome != Outcome::row) return outcome == Outcome::done ? Outcome::failed : outcome;
-  number = query.integer(0);
+  read(query);
   return Outcome::done;
+}
+
+Outcome Connection::number(std::string_view sql, std::int64_t& number) {
+  return readFirst(sql, [&](const Query& row) { number = row.integer(0); });
+}
+
+Outcome Connection::text(std::string_view sql, std::string& text) {
+  return readFirst(sql, [&](const Query& row) { text = row.bytes(0); });
 }
 
 std::int64_t Connection::changes() const noexcept { return sqlite3_changes64(database_); }

@@ -87,6 +87,7 @@ class Connection {
   Outcome run(const char* sql) noexcept;
   /// The first column of the first row of a statement like "PRAGMA user_version".
   Outcome number(std::string_view sql, std::int64_t& number);
+  Outcome text(std::string_view sql, std::string& text);
   /// Rows that the last statement changed.
   std::int64_t changes() const noexcept;
 
@@ -104,6 +105,9 @@ class Connection {
   Connection& operator=(const Connection&) = delete;
 
  private:
+  template <class Read>
+  Outcome readFirst(std::string_view sql, const Read& read);
+
   struct Prepared {
     std::string sql;
     sqlite3_stmt* statement;

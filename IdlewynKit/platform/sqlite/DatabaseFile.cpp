@@ -258,6 +258,13 @@ Outcome DatabaseFile::check() {
   outcome = connection_.number("PRAGMA user_version", version);
   if (outcome != Outcome::done) return outcome;
   if (version > formatVersion) return Outcome::unopenable;  // a later release's
+  // SQLite notices damage only where it stumbles over it; elsewhere something would be absent.
+  // Looking at everything costs no more than reading it once.
+  std::string schema, verdict;
+  outcome = connection_.text("SELECT group_concat(sql, ';') FROM sqlite_schema", schema);
+  if (outcome == Outcome::done) outcome = connection_.text("PRAGMA integrity_check(1)", verdict);
+  if (outcome != Outcome::done) return outcome;
+  if (schema != format_.schema || verdict != "ok") return Outcome::damaged;
   return connection_.run(format_.durability == Durability::machine
                              ? "PRAGMA synchronous = FULL; PRAGMA secure_delete = ON"
                              : "PRAGMA synchronous = NORMAL");

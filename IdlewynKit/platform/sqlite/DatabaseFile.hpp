@@ -41,6 +41,7 @@ class DatabaseFile {
                      bool isPrivate)
         : schema(schema), application(application), durability(durability), isPrivate(isPrivate) {}
 
+    /// One CREATE TABLE statement, as SQLite would write it: a file with any other is damaged.
     const char* schema;
     /// Told apart from databases of another kind by this number.
     std::int64_t application;

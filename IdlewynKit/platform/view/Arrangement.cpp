@@ -88,7 +88,6 @@ Column::Column(std::vector<View> children, HorizontalAlignment alignment, double
     : View(detail::stack(detail::Axis::vertical, detail::partBefore(alignment), spacing,
                          std::move(children))) {}
 
-Spacer::Spacer(double minLength)
-    : View(detail::NodeReference(new detail::SpacerNode(minLength))) {}
+Spacer::Spacer(double minLength) : View(detail::NodeReference(new detail::SpacerNode(minLength))) {}
 
 }  // namespace idlewyn::platform

@@ -137,16 +137,15 @@ Paint resolved(const ShapeStyle& style, Appearance appearance) {
     return Point{sane(point.x, -1000, 1000, 0), sane(point.y, -1000, 1000, 0)};
   };
   return GradientPaint{sane(gradient.from.resolved(appearance)),
-                       sane(gradient.to.resolved(appearance)),
-                       inUnitSquare(gradient.startPoint), inUnitSquare(gradient.endPoint)};
+                       sane(gradient.to.resolved(appearance)), inUnitSquare(gradient.startPoint),
+                       inUnitSquare(gradient.endPoint)};
 }
 
 Paint stretchedOver(const Paint& paint, const Rect& rect) {
   Paint result = paint;
   if (auto* gradient = std::get_if<GradientPaint>(&result)) {
     for (Point* point : {&gradient->start, &gradient->end}) {
-      *point = {rect.left() + point->x * rect.size.width,
-                rect.top() + point->y * rect.size.height};
+      *point = {rect.left() + point->x * rect.size.width, rect.top() + point->y * rect.size.height};
     }
   }
   return result;

@@ -22,7 +22,9 @@ namespace idlewyn::platform {
 
 /// A value of one's own: any type, told from others by the key's type.
 template <class Key>
-concept EnvironmentKey = requires { Key::defaultValue; };
+concept EnvironmentKey = requires {
+  Key::defaultValue;
+};
 template <EnvironmentKey Key>
 using EnvironmentValue = std::remove_cvref_t<decltype(Key::defaultValue)>;
 

@@ -29,8 +29,7 @@ class IDLEWYNKIT_EXPORT Host {
   ~Host();
 
   /// The first frame never animates. Where the clock goes back, movements end at once.
-  Frame frame(const View& view, const Environment& environment, const Proposal& proposal,
-              Date now);
+  Frame frame(const View& view, const Environment& environment, const Proposal& proposal, Date now);
 
  private:
   std::unique_ptr<detail::Memory> memory_;

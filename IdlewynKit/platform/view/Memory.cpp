@@ -52,8 +52,8 @@ Memory::Presence Memory::numbers(std::uint64_t identity, const Numbers& target,
                                  const std::optional<Animation>& animation) {
   Movement* movement = claim(movements_, identity);
   if (!movement) {
-    movements_.insert_or_assign(identity, Movement{target, target, std::nullopt,
-                                                   Animation::easeInOut(0), {frame_, 0}});
+    movements_.insert_or_assign(
+        identity, Movement{target, target, std::nullopt, Animation::easeInOut(0), {frame_, 0}});
     return {target, false};
   }
   if (movement->to != target) {
@@ -71,8 +71,7 @@ Memory::Presence Memory::numbers(std::uint64_t identity, const Numbers& target,
 
 Memory::Presence Memory::present(Movement& movement) const {
   const double duration = movement.animation.duration();
-  const auto seconds =
-      movement.start ? elapsed(*movement.start, now_, duration) : std::nullopt;
+  const auto seconds = movement.start ? elapsed(*movement.start, now_, duration) : std::nullopt;
   if (!seconds) {
     movement.start = std::nullopt;
     return {movement.to, false};
@@ -107,8 +106,8 @@ bool Memory::hasChanged(std::uint64_t identity, const EquatableValue& value) {
 Memory::Presence Memory::pulse(std::uint64_t identity, const EquatableValue& value,
                                bool isEnabled) {
   const auto [watch, hasChanged] = look(identity, value);
-  auto seconds = watch->pulseStart ? elapsed(*watch->pulseStart, now_, pulseDuration)
-                                   : std::nullopt;
+  auto seconds =
+      watch->pulseStart ? elapsed(*watch->pulseStart, now_, pulseDuration) : std::nullopt;
   if (hasChanged) {
     // One that is on its way up turns round where it is, so that nothing jumps.
     if (!seconds || *seconds > pulseDuration / 2) {

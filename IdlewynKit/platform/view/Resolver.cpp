@@ -43,8 +43,8 @@ std::string_view Resolver::keep(std::string_view text) {
 
 Numbers Resolver::moved(Slot slot, const Numbers& target) {
   if (!memory_) return target;
-  const auto presence = memory_->numbers(
-      identity(slot), target, environment.animationsEnabled ? animation : std::nullopt);
+  const auto presence = memory_->numbers(identity(slot), target,
+                                         environment.animationsEnabled ? animation : std::nullopt);
   isAnimating_ |= presence.isMoving;
   return presence.numbers;
 }
@@ -55,8 +55,7 @@ bool Resolver::hasChanged(const EquatableValue& value) {
 
 double Resolver::pulseOpacity(const EquatableValue& value) {
   if (!memory_) return 1;
-  const auto presence =
-      memory_->pulse(identity(Slot::pulse), value, environment.animationsEnabled);
+  const auto presence = memory_->pulse(identity(Slot::pulse), value, environment.animationsEnabled);
   isAnimating_ |= presence.isMoving;
   return presence.numbers[0];
 }

@@ -60,7 +60,10 @@ class SymbolNode final : public ViewNode {
 class LabelBox final : public Box {
  public:
   LabelBox(const Resolver& resolver, SymbolBox* symbol, TextBox* title)
-      : Box(Stretch()), symbol_(symbol), title_(title), gap_(0.4 * fontSize(resolver.environment)) {}
+      : Box(Stretch()),
+        symbol_(symbol),
+        title_(title),
+        gap_(0.4 * fontSize(resolver.environment)) {}
 
   Size size(const Proposal& proposal) override {
     const Layout layout = arrange(proposal);
@@ -121,7 +124,8 @@ Symbol::Symbol(std::string systemName)
     : View(detail::NodeReference(new detail::SymbolNode(std::move(systemName)))) {}
 
 Label::Label(std::string title, std::string_view systemName)
-    : View(detail::NodeReference(
-          new detail::LabelNode(std::move(title), symbolNamed(systemName)))) {}
+    : View(
+          detail::NodeReference(new detail::LabelNode(std::move(title), symbolNamed(systemName)))) {
+}
 
 }  // namespace idlewyn::platform

@@ -100,8 +100,7 @@ void TextBox::place(Point origin, const Proposal& proposal, Canvas& canvas) {
 
 }  // namespace detail
 
-Text::Text(std::string text)
-    : View(detail::NodeReference(new detail::TextNode(std::move(text)))) {}
+Text::Text(std::string text) : View(detail::NodeReference(new detail::TextNode(std::move(text)))) {}
 
 Text Text::timer(Date start) {
   return Text(detail::NodeReference(new detail::TimeTextNode(timerText, start)));

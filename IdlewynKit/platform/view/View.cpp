@@ -54,8 +54,7 @@ class NamedNode final : public ModifierNode {
 
 class AnimationNode final : public ModifierNode {
  public:
-  AnimationNode(View view, std::uint64_t identity, const Animation& animation,
-                EquatableValue value)
+  AnimationNode(View view, std::uint64_t identity, const Animation& animation, EquatableValue value)
       : ModifierNode(std::move(view), identity), animation_(animation), value_(std::move(value)) {}
 
   Box* resolve(Resolver& resolver) const override {
@@ -109,9 +108,7 @@ View View::lineLimit(std::optional<int> lines) const {
 View View::truncation(TruncationMode mode) const {
   return environment(&Environment::truncation, mode);
 }
-View View::monospacedDigits() const {
-  return environment(&Environment::hasMonospacedDigits, true);
-}
+View View::monospacedDigits() const { return environment(&Environment::hasMonospacedDigits, true); }
 
 View View::animationOn(const Animation& animation, detail::EquatableValue value) const {
   return modified<detail::AnimationNode>(animation, std::move(value));

@@ -132,8 +132,8 @@ class IDLEWYNKIT_EXPORT View {
   /// A node around this view. It has the view's name, which a row or column looks for.
   template <class Node, class... Arguments>
   View modified(Arguments&&... arguments) const {
-    return View(detail::NodeReference(
-        new Node(*this, identity(), std::forward<Arguments>(arguments)...)));
+    return View(
+        detail::NodeReference(new Node(*this, identity(), std::forward<Arguments>(arguments)...)));
   }
   View environmentValue(std::type_index key, std::any value) const;
   View animationOn(const Animation& animation, detail::EquatableValue value) const;

@@ -65,15 +65,14 @@ class IDLEWYNKIT_EXPORT ProgressBar : public View {
 /// first and the rest is shared evenly.
 class IDLEWYNKIT_EXPORT Row : public View {
  public:
-  explicit Row(std::vector<View> children,
-               VerticalAlignment alignment = VerticalAlignment::centre, double spacing = 8);
+  explicit Row(std::vector<View> children, VerticalAlignment alignment = VerticalAlignment::centre,
+               double spacing = 8);
 };
 
 class IDLEWYNKIT_EXPORT Column : public View {
  public:
   explicit Column(std::vector<View> children,
-                  HorizontalAlignment alignment = HorizontalAlignment::centre,
-                  double spacing = 8);
+                  HorizontalAlignment alignment = HorizontalAlignment::centre, double spacing = 8);
 };
 
 }  // namespace idlewyn::platform

@@ -26,29 +26,38 @@ TEST(Frame, TellsAssistiveTechnologyWhatItShows) {
     std::vector<std::string> elements;
   };
   const std::vector<Case> cases{
-      {"in reading order", Column({Row({symbol, text}), bar}),
+      {"in reading order",
+       Column({Row({symbol, text}), bar}),
        {"image hand raised fill", "text one", "progress =0.75"}},
       {"a label reads as its title", Label("Claude", "terminal"), {"text Claude"}},
       {"times read as they are", Text::timer(dateFromReferenceSeconds(-247)), {"text 4:07"}},
       {"nothing to say", Row({Text(""), Spacer(), Symbol("")}), {}},
-      {"a name keeps the role of one part", symbol.padding(2).accessibilityLabel("Waiting"),
+      {"a name keeps the role of one part",
+       symbol.padding(2).accessibilityLabel("Waiting"),
        {"image Waiting"}},
       {"and its value", bar.accessibilityLabel("Tasks"), {"progress Tasks=0.75"}},
-      {"a name makes one of many", Row({bar, text}).accessibilityLabel("3 of 4"),
-       {"group 3 of 4"}},
+      {"a name makes one of many", Row({bar, text}).accessibilityLabel("3 of 4"), {"group 3 of 4"}},
       {"and gives one to what is mute", Spacer(3).accessibilityLabel("gap"), {"group gap"}},
-      {"the outer name counts", text.accessibilityLabel("in").accessibilityLabel("out"),
+      {"the outer name counts",
+       text.accessibilityLabel("in").accessibilityLabel("out"),
        {"text out"}},
-      {"ignored parts leave a group", text.accessibilityElement().accessibilityLabel("all"),
+      {"ignored parts leave a group",
+       text.accessibilityElement().accessibilityLabel("all"),
        {"group all"}},
-      {"or nothing without a name", Row({Row({bar, text}).accessibilityElement(), text}),
+      {"or nothing without a name",
+       Row({Row({bar, text}).accessibilityElement(), text}),
        {"text one"}},
-      {"hidden is silent", Row({text.opacity(0), text.opacity(0.01), Row({bar}).opacity(0)}),
+      {"hidden is silent",
+       Row({text.opacity(0), text.opacity(0.01), Row({bar}).opacity(0)}),
        {"text one"}},
-      {"a name outside of what is hidden stays", Row({bar.opacity(0)}).accessibilityLabel("x"),
+      {"a name outside of what is hidden stays",
+       Row({bar.opacity(0)}).accessibilityLabel("x"),
        {"group x"}},
       {"a name inside of it does not", bar.accessibilityLabel("x").padding(1).opacity(0), {}},
-      {"bytes that are no text", Text("a\xFF" "b").accessibilityLabel("c\xC3"),
+      {"bytes that are no text",
+       Text("a\xFF"
+            "b")
+           .accessibilityLabel("c\xC3"),
        {"text c\xEF\xBF\xBD"}},
       {"no amount", ProgressBar(1, 0), {"progress =0.00"}},
       {"more than all", ProgressBar(9, 4), {"progress =1.00"}},
@@ -79,8 +88,8 @@ TEST(Frame, StaysSilentFromTheMomentSomethingIsHidden) {
   };
   Host host;
   const auto count = [&](bool isShown, double seconds) {
-    const Frame frame = host.frame(fading(isShown), Environment(), Proposal(),
-                                   dateFromReferenceSeconds(seconds));
+    const Frame frame =
+        host.frame(fading(isShown), Environment(), Proposal(), dateFromReferenceSeconds(seconds));
     return std::pair(frame.elements.size(), frame.operations.size());
   };
   EXPECT_EQ(count(true, 0), std::pair(1UL, 1UL));
@@ -98,14 +107,17 @@ TEST(Frame, LayersEffectsFromTheInside) {
     std::vector<LayerBegin> layers;
   };
   const std::vector<Case> cases{
-      {"what changes nothing", two.opacity(1).contrast(1).grayscale(0).colorMultiply(Color::white()),
+      {"what changes nothing",
+       two.opacity(1).contrast(1).grayscale(0).colorMultiply(Color::white()),
        {}},
       {"in the order of a layer: one",
        two.grayscale(1).contrast(1.3).colorMultiply(red).opacity(0.5),
        {{0.5, 1, 1.3, {1, 0, 0, 1}}}},
-      {"against it: one each, the outer first", two.contrast(1.3).grayscale(1),
+      {"against it: one each, the outer first",
+       two.contrast(1.3).grayscale(1),
        {{1, 1, 1, {1, 1, 1, 1}}, {1, 0, 1.3, {1, 1, 1, 1}}}},
-      {"twice the same: not one in place of the other", two.grayscale(0.5).grayscale(0.25),
+      {"twice the same: not one in place of the other",
+       two.grayscale(0.5).grayscale(0.25),
        {{1, 0.25, 1, {1, 1, 1, 1}}, {1, 0.5, 1, {1, 1, 1, 1}}}},
       {"a background between belongs to the outer one only",
        two.grayscale(1).background(red).contrast(2),

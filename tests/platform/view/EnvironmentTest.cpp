@@ -55,8 +55,7 @@ TEST(Environment, HoldsForWhatAViewContainsAndNoFurther) {
     EXPECT_EQ(seen[i].value<IsRed>(), expected[i].isRed);
     EXPECT_EQ(seen[i].font, expected[i].font);
     EXPECT_EQ(seen[i].lineLimit, expected[i].lines);
-    EXPECT_EQ(seen[i].truncation,
-              expected[i].lines ? TruncationMode::head : TruncationMode::tail);
+    EXPECT_EQ(seen[i].truncation, expected[i].lines ? TruncationMode::head : TruncationMode::tail);
     EXPECT_EQ(seen[i].locale, expected[i].locale);
     EXPECT_EQ(seen[i].hasMonospacedDigits, !expected[i].locale.empty());
   }
@@ -81,8 +80,7 @@ TEST(Environment, DecidesColoursWhereTheyAreDrawn) {
 
 TEST(Environment, StretchesGradientsOverWhatTheyFill) {
   const LinearGradient gradient(Color(1, 0, 0), Color(0, 0, 1), {0, 0}, {0.5, 1});
-  const Frame frame = still(
-      Spacer(0).frame(20, 10).background(gradient, Capsule()).padding(3));
+  const Frame frame = still(Spacer(0).frame(20, 10).background(gradient, Capsule()).padding(3));
   const auto paint = std::get<GradientPaint>(operations<CapsuleOperation>(frame)[0].paint);
   EXPECT_EQ(paint.start, (Point{3, 3}));
   EXPECT_EQ(paint.end, (Point{13, 13}));
@@ -92,8 +90,8 @@ TEST(Environment, ScalesTextStylesAndLeavesFixedSizes) {
   const auto width = [](const View& view, double scale) {
     return still(view.environment(&Environment::textScale, scale)).size.width;
   };
-  for (const View& view : {View(Text("Follows")), View(Label("Follows", "terminal")),
-                           View(Symbol("terminal"))}) {
+  for (const View& view :
+       {View(Text("Follows")), View(Label("Follows", "terminal")), View(Symbol("terminal"))}) {
     EXPECT_NEAR(width(view, 2), 2 * width(view, 1), 0.01);
     const View fixed = view.font(Font::system(13));
     EXPECT_DOUBLE_EQ(width(fixed, 2), width(fixed, 1));

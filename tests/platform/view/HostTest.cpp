@@ -40,9 +40,9 @@ View fading(bool isShown, double seconds = 1.2) {
 
 TEST(Animation, EasesInAndOut) {
   const Animation animation = Animation::easeInOut(1.2);
-  const std::pair<double, double> points[] = {{-1, 0},      {0, 0},      {0.1, 0.0197224},
-                                              {0.25, 0.1291619}, {0.5, 0.5}, {0.75, 0.8708381},
-                                              {1, 1},       {2, 1},      {std::nan(""), 0}};
+  const std::pair<double, double> points[] = {
+      {-1, 0},           {0, 0}, {0.1, 0.0197224}, {0.25, 0.1291619}, {0.5, 0.5},
+      {0.75, 0.8708381}, {1, 1}, {2, 1},           {std::nan(""), 0}};
   for (const auto& [time, progress] : points) {
     EXPECT_NEAR(animation.progress(time), progress, 1e-6) << time;
   }
@@ -98,11 +98,11 @@ TEST(Host, JumpsWithoutAReasonToMove) {
       {"a key of another type", half(1).animation(slow, 3), half(0.2).animation(slow, 'x'), 0.2},
       {"animations switched off inside", half(1).animation(slow, 3),
        half(0.2).environment(&Environment::animationsEnabled, false).animation(slow, 4), 0.2},
-      {"an inner key that stays passes the outer movement", half(1).animation(slow, 1)
-                                                               .animation(slow, 2),
-       half(0).animation(slow, 1).animation(slow, 3), 0.5},
-      {"an inner change overrides the outer", half(1).animation(Animation::easeInOut(0), 1)
-                                                  .animation(slow, 2),
+      {"an inner key that stays passes the outer movement",
+       half(1).animation(slow, 1).animation(slow, 2), half(0).animation(slow, 1).animation(slow, 3),
+       0.5},
+      {"an inner change overrides the outer",
+       half(1).animation(Animation::easeInOut(0), 1).animation(slow, 2),
        half(0.2).animation(Animation::easeInOut(0), 2).animation(slow, 3), 0.2},
       {"texts are keys by what they say", half(1).animation(slow, "a"),
        half(0).animation(slow, std::string("b")), 0.5},
@@ -232,18 +232,30 @@ TEST(Host, KeepsMovementsWithNamedChildren) {
     std::vector<double> after;  ///< 0.6 s after the change
   };
   const std::vector<Case> cases{
-      {"a named child inserted before", {child("a", true)}, {child("b", true), child("a", false)},
+      {"a named child inserted before",
+       {child("a", true)},
+       {child("b", true), child("a", false)},
        {1, 0.5}},
-      {"an unnamed child inserted before", {child("a", true)}, {block(1, 1), child("a", false)},
+      {"an unnamed child inserted before",
+       {child("a", true)},
+       {block(1, 1), child("a", false)},
        {1, 0.5}},
-      {"a named child inserted among unnamed ones", {fading(true)},
-       {child("b", true), fading(false)}, {1, 0.5}},
-      {"children that change places", {child("a", true), child("b", true)},
-       {child("b", false), child("a", true)}, {0.5, 1}},
+      {"a named child inserted among unnamed ones",
+       {fading(true)},
+       {child("b", true), fading(false)},
+       {1, 0.5}},
+      {"children that change places",
+       {child("a", true), child("b", true)},
+       {child("b", false), child("a", true)},
+       {0.5, 1}},
       {"a child that is new", {child("a", true)}, {child("b", false), child("a", false)}, {0.5}},
-      {"equal names in their order", {child("a", true), child("a", true), child("a", true)},
-       {child("a", true), child("a", false), child("a", true)}, {1, 0.5, 1}},
-      {"nothing in a place keeps the others'", {View(), fading(true)}, {View(), fading(false)},
+      {"equal names in their order",
+       {child("a", true), child("a", true), child("a", true)},
+       {child("a", true), child("a", false), child("a", true)},
+       {1, 0.5, 1}},
+      {"nothing in a place keeps the others'",
+       {View(), fading(true)},
+       {View(), fading(false)},
        {0.5}},
   };
   for (const Case& row : cases) {
@@ -313,8 +325,7 @@ TEST(Host, KnowsWhenAPictureNextChangesByItself) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.reason);
-    const Frame frame =
-        frameOf(row.view, Environment(), Proposal(), dateFromReferenceSeconds(now));
+    const Frame frame = frameOf(row.view, Environment(), Proposal(), dateFromReferenceSeconds(now));
     EXPECT_FALSE(frame.isAnimating);
     ASSERT_EQ(frame.nextChange.has_value(), row.next.has_value());
     if (!row.next) continue;

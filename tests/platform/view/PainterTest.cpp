@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -10,6 +11,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <sys/resource.h>
 
 #include <gtest/gtest.h>
 
@@ -257,16 +260,30 @@ TEST_F(PictureFile, staysAsItWasWhenWritingFails) {
   paintPNG(frame, 1, file);
   const std::string before = contents(file);
   EXPECT_THROW(paintPNG(frame, 0, file), PaintError);
-  EXPECT_EQ(contents(file), before);
-  for (const std::filesystem::path& bad :
-       {folder, folder / "none" / "b.png", file / "b.png", std::filesystem::path("/dev/full")}) {
+  const auto failsOn = [&](const std::filesystem::path& bad) {
     try {
       paintPNG(frame, 1, bad);
       ADD_FAILURE() << bad;
     } catch (const PaintError& error) {
       EXPECT_EQ(error.code(), PaintError::Code::writeFailed) << bad;
     }
-  }
+  };
+  failsOn(folder);
+  failsOn(folder / "none" / "b.png");
+  failsOn(file / "b.png");
+  failsOn("/dev/full");
+
+  // No room for all of it.
+  rlimit limit{};
+  ::getrlimit(RLIMIT_FSIZE, &limit);
+  const rlimit few{16, limit.rlim_max};
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  ::setrlimit(RLIMIT_FSIZE, &few);
+  failsOn(file);
+  ::setrlimit(RLIMIT_FSIZE, &limit);
+  std::signal(SIGXFSZ, handler);
+
+  EXPECT_EQ(contents(file), before);
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
 }
 

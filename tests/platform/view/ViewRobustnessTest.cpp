@@ -65,10 +65,17 @@ TEST(View, SurvivesTreesOfAnyDepth) {
       {"grayscale", [](const View& view) { return view.grayscale(0.5); }},
       {"animation", [](const View& view) { return view.animation(Animation::easeInOut(1), 1); }},
       {"label", [](const View& view) { return view.accessibilityLabel("x"); }},
-      {"row", [](const View& view) { return Row({view, block(1, 1)}); }},
-      {"column", [](const View& view) { return Column({Spacer(1), view}); }},
+      {"row",
+       [](const View& view) {
+         return Row({view, block(1, 1)});
+       }},
+      {"column",
+       [](const View& view) {
+         return Column({Spacer(1), view});
+       }},
       {"name", [](const View& view) { return view.id("x"); }},
-      {"component", [](const View& view) {
+      {"component",
+       [](const View& view) {
          struct Wrap {
            View content;
            View body() const { return content; }
@@ -96,8 +103,9 @@ TEST(View, SurvivesTreesOfAnyDepth) {
 }
 
 TEST(View, ClampsEveryNumber) {
-  const double numbers[] = {0, -1, -0.0, 1e-320, 1e300, -1e300, HUGE_VAL, -HUGE_VAL,
-                            std::nan(""), std::numeric_limits<double>::max()};
+  const double numbers[] = {
+      0,      -1,       -0.0,      1e-320,       1e300,
+      -1e300, HUGE_VAL, -HUGE_VAL, std::nan(""), std::numeric_limits<double>::max()};
   for (const double number : numbers) {
     SCOPED_TRACE(number);
     const Color color(number, number, number, number);
@@ -116,8 +124,7 @@ TEST(View, ClampsEveryNumber) {
             .colorMultiply(color)
             .animation(Animation::easeInOut(number), number)
             .environment(&Environment::textScale, number);
-    for (const Proposal& proposal :
-         {Proposal(), Proposal{number, number}, Proposal{.width = 50}}) {
+    for (const Proposal& proposal : {Proposal(), Proposal{number, number}, Proposal{.width = 50}}) {
       Host host;
       for (const double now : {0.0, number, 1.0}) {
         const Frame frame =
@@ -135,9 +142,15 @@ TEST(View, ShowsTextsOfAnyBytes) {
   for (int byte = 0; byte < 256; ++byte) {
     everyByte.push_back(static_cast<char>(byte));
   }
-  const std::string texts[] = {"", std::string(1, '\0'), everyByte, "\xFF\xFE", "\n\n\n",
-                               "שלום hello مرحبا 123", std::string(1 << 20, 'x'),
-                               "e" + std::string(2000, '\xCC') , "👩‍👩‍👧‍👦"};
+  const std::string texts[] = {"",
+                               std::string(1, '\0'),
+                               everyByte,
+                               "\xFF\xFE",
+                               "\n\n\n",
+                               "שלום hello مرحبا 123",
+                               std::string(1 << 20, 'x'),
+                               "e" + std::string(2000, '\xCC'),
+                               "👩‍👩‍👧‍👦"};
   for (const std::string& text : texts) {
     for (const std::optional<int> lines : {std::optional<int>(1), std::optional<int>(2)}) {
       const View view = Row({Text(text), Label(text, text), Symbol(text)})
@@ -146,6 +159,16 @@ TEST(View, ShowsTextsOfAnyBytes) {
       EXPECT_TRUE(isHarmless(still(view.accessibilityLabel(text).id(text), {.width = 90})));
     }
   }
+}
+
+TEST(View, UsesMoreFontsThanAreRemembered) {
+  const View first = Text("first").font(Font::system(10));
+  const Size size = still(first).size;
+  for (int i = 0; i < 300; ++i) {
+    const Frame frame = still(Text("12").monospacedDigits().font(Font::system(10 + i * 0.25)));
+    EXPECT_GT(frame.size.width, 10 + i * 0.25 - 1) << "two digits of about half an em";
+  }
+  EXPECT_EQ(still(first).size, size);
 }
 
 TEST(View, IsSharedByThreads) {

@@ -37,6 +37,12 @@ TEST_P(Damage, ADamagedFileReadsAsNothingAndIsSetAsideByTheNextWrite) {
       {"zeroes only", [](auto& whole) { return zeroed(whole, 0, whole.size()); }},
       {"a page of zeroes", [](auto& whole) { return zeroed(whole, 4096, 4096); }},
       {"a text", [](auto& whole) { return std::string(whole.size(), 'x'); }},
+      {"a letter of its schema",
+       [](auto whole) { return whole.replace(whole.find("TABLE ") + 6, 1, "x"); }},
+      {"a bit of a number of bytes",
+       [](auto whole) {
+         return whole.replace(4096 + 3, 1, 1, static_cast<char>(whole[4099] ^ 8));
+       }},
       {"another application's database", [](auto& whole) { return zeroed(whole, 68, 4); }},
   };
   for (const Damaged& row : table) {

@@ -84,7 +84,7 @@ class Pairing(CommandTest):
             wrong = relay.pairingLink  # with the old pin
             self.assertIn(MISMATCH, self.run_command("pair", "-", "--agent", "codex", status=10,
                                                      input=wrong))
-            self.assertEqual(len(json.loads(self.file.read_text())), 1)
+            self.assertEqual(len(self.stored()), 1)
 
     def test_by_address_trusts_on_first_use_and_replaces(self):
         with Relay() as relay:
@@ -97,7 +97,7 @@ class Pairing(CommandTest):
             self.assertIn(relay.address, text)
             self.assertTrue(self.pair(relay, "codex")["replaced"])
             self.assertFalse(self.pair(relay, "claude")["replaced"])
-            self.assertEqual(len(json.loads(self.file.read_text())), 2)
+            self.assertEqual(len(self.stored()), 2)
 
     def test_refused_codes_store_nothing(self):
         with Relay() as relay:
@@ -108,7 +108,7 @@ class Pairing(CommandTest):
                 self.run_command(*attempt, status=4)
             self.assertEqual(self.run_json(*attempt, status=12)["error"]["kind"],
                              "tooManyAttempts")
-            self.assertFalse(self.file.exists())
+            self.assertEqual(self.stored(), [])
 
     def test_address_is_shown_without_its_user(self):
         with Relay("--http") as relay:
@@ -122,24 +122,25 @@ class Pairing(CommandTest):
             self.assertEqual(self.run_json("unpair")["address"], relay.address)
 
     def test_a_list_that_cannot_be_written_stops_before_the_code_is_spent(self):
-        self.file.parent.mkdir(parents=True)
-        self.file.write_text("[{")
-        self.file.chmod(0o600)
         with Relay() as relay:
+            self.pair(relay, "codex")
+            relay.renew()
+            relay.control("requests", method="DELETE")
             self.note_secrets(relay)
+            self.store(b"[{")
             error = self.run_json("pair", relay.pairingLink, "--agent", "claude", status=1)
             self.assertEqual(error["error"]["kind"], "storage")
-            self.assertEqual(self.file.read_text(), "[{")
+            self.assertEqual(self.items(), {"connections": b"[{"})
             self.environment["XDG_DATA_HOME"] = "/proc/x"
             self.run_command("pair", relay.pairingLink, "--agent", "claude", status=1)
             self.environment["XDG_DATA_HOME"] = str(self.home / "data")
-            with open(self.file.with_suffix(".lock"), "w") as lock:
+            with open(self.keychain / "connections.lock", "w") as lock:
                 fcntl.flock(lock, fcntl.LOCK_EX)
                 waiting = self.start("pair", relay.pairingLink, "--agent", "claude")
                 self.wait_for_handler(waiting, signal.SIGINT)
                 self.interrupt(waiting)
             self.assertEqual(relay.control("requests", method="GET")["requests"], [])
-            self.file.unlink()
+            self.run_command("unpair", "--damaged")
             self.run_command("pair", relay.pairingLink, "--agent", "claude")
 
     def test_wrong_arguments_are_not_repeated(self):
@@ -156,7 +157,7 @@ class Pairing(CommandTest):
             self.assertIn("idlewyn: ", self.run_command(*arguments, status=2))
 
     def test_wrong_arguments_are_explained(self):
-        for arguments, part in ((("bogus",), "no command"), ((), "pair, unpair, pin, sessions, watch"),
+        for arguments, part in ((("bogus",), "no command"), ((), "pair, unpair, connections, pin, "),
                                 (("sessions", "--agent", "x"), "for --agent"),
                                 (("watch", "--count", "x"), "for --count"),
                                 (("watch", "--count", "0"), "for --count"),
@@ -308,19 +309,18 @@ class Settings(CommandTest):
             self.run_command("unpair", status=2)
             relay.fault("v1/unpair", "status=500")
             self.assertIn("--forget", self.run_command("unpair", "--agent", "codex", status=14))
-            self.assertEqual(len(json.loads(self.file.read_text())), 2)
+            self.assertEqual(len(self.stored()), 2)
             self.run_command("unpair", "--agent", "codex", "--forget")
             relay.control("faults", method="DELETE")
-            stale = self.file.read_text()
-            self.file.write_text(json.dumps(json.loads(stale) + json.loads(stale.replace(
-                '"accessToken":"', '"accessToken":"an-older-'))))
+            stale = self.stored()
+            self.store(stale + [{**one, "accessToken": "an-older-one"} for one in stale])
             self.assertIn("another pairing", self.run_command("unpair", "--agent", "claude"))
             self.run_command("unpair")
-            self.assertEqual(json.loads(self.file.read_text()), [])
-            self.file.write_text(stale)
+            self.assertEqual(self.stored(), [])
+            self.store(stale)
             self.run_command("sessions", status=4)
             self.run_command("unpair")  # the relay has forgotten it already
-            self.assertEqual(json.loads(self.file.read_text()), [])
+            self.assertEqual(self.stored(), [])
 
 
 class Watching(CommandTest):

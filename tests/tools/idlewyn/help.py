@@ -2,14 +2,19 @@
 # SPDX-License-Identifier: MIT
 """help.py IDLEWYN SANDBOX_RELAY: help, manual page and completions agree, and the shells take
 them."""
+import json
 import os
 import pathlib
 import re
 import subprocess
 import sys
+import time
 
 sys.dont_write_bytecode = True
+import jsonschema
+
 import sandbox
+import schemas
 from sandbox import CommandTest, Relay, session
 
 HIDDEN = ("help", "prompt-ids")
@@ -93,6 +98,32 @@ class Help(CommandTest):
                 line = f"idlewyn {' '.join(words)} --"
                 self.assertEqual(self.completions(shell, line) - {"--"}, options, (shell, words))
 
+    def test_every_command_that_writes_json_has_a_strict_schema(self):
+        documents = schemas.load()
+        for words, options in self.commands().items():
+            self.assertEqual("--json" in options, words[0] in schemas.DOCUMENTS, words)
+        self.assertEqual(set(documents), {*schemas.DOCUMENTS.values(), "error", "waybar", "common"})
+        for name, schema in documents.items():
+            jsonschema.Draft202012Validator.check_schema(schema)
+            for part in self.parts(schema):
+                if part.get("type") == "object":
+                    self.assertIs(part["additionalProperties"], False, (name, part))
+                    self.assertLessEqual(set(part["required"]), set(part["properties"]))
+        checks = {"checks": [{"name": "tls", "state": "failed", "message": "m", "advice": "a"}]}
+        schemas.check(["idlewyn", "doctor", "--json"], json.dumps(checks))
+        for wrong in ({"state": "bad"}, {"more": 1}, {"message": ""}, {"agent": "x"}):
+            with self.assertRaises(jsonschema.ValidationError):
+                schemas.check(["idlewyn", "doctor", "--json"],
+                              json.dumps({"checks": [{**checks["checks"][0], **wrong}]}))
+
+    def parts(self, schema):
+        """All objects in it."""
+        if isinstance(schema, dict):
+            yield schema
+        for part in schema.values() if isinstance(schema, dict) else \
+                schema if isinstance(schema, list) else ():
+            yield from self.parts(part)
+
     def test_words_are_offered(self):
         for shell in ("bash", "zsh", "fish"):
             self.assertEqual(self.completions(shell, "idlewyn sessions --agent "),
@@ -114,8 +145,13 @@ class Help(CommandTest):
                 self.assertFalse(set(marks) & offered)
             self.assertFalse((self.home / "run").exists())
             relay.fault("*", "stall")
-            self.assertEqual(self.run_command("prompt-ids"), "")  # and ends long before a time-out
-        self.assertEqual(self.run_command("prompt-ids"), "")
+            begin = time.monotonic()
+            self.assertEqual(self.run_command("prompt-ids"), "")
+            self.assertLess(time.monotonic() - begin, 5, "the request's ten seconds")
+            relay.control("faults", method="DELETE")
+            self.run_command("sessions")
+        self.assertEqual(set(self.run_command("prompt-ids").split()), {"ask-1", "ask-2", "other"},
+                         "as last seen")
 
 
 if __name__ == "__main__":

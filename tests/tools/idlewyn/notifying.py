@@ -75,7 +75,7 @@ class Notifying(CommandTest):
         self.relay.show(session("claude", id="s-p-1"), session("claude", id="s-p-2"))
         watch = self.start("watch", "--notify", "--json", "--interval", "0.05", *arguments)
         self.addCleanup(self.end, watch)
-        self.assertEqual(len(json.loads(watch.stdout.readline())["sessions"]), 2)
+        self.assertEqual(len(self.round_of(watch)["sessions"]), 2)
         return watch
 
     def notified(self, *sessions):
@@ -84,7 +84,7 @@ class Notifying(CommandTest):
 
     def answers(self, watch):
         while True:
-            answers = json.loads(watch.stdout.readline())["answers"]
+            answers = self.round_of(watch)["answers"]
             if answers:
                 return answers
 
@@ -141,7 +141,7 @@ class Notifying(CommandTest):
                              [(decision, id)])
             self.assertNotIn("kind", answers[0])
             self.relay.show(session("claude", id="s-p-1"), session("claude", id="s-p-2"))
-            while "transitions" not in json.loads(watch.stdout.readline()):
+            while "transitions" not in self.round_of(watch):
                 pass
         self.assertEqual(self.decisions(), [("/v1/permissions/p-1", '{"decision":"allow"}'),
                                             ("/v1/permissions/p-2", '{"decision":"always"}')])
@@ -174,7 +174,7 @@ class Notifying(CommandTest):
         deadline = time.monotonic() + 10
         events, seen = [], []
         while time.monotonic() < deadline and {"close": shown["id"]} not in events and not seen:
-            seen = json.loads(watch.stdout.readline()).get("answers") or []
+            seen = self.round_of(watch).get("answers") or []
             events.append(self.event(0))
         if seen:
             self.assertEqual(seen[0]["kind"], "promptChanged")

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
 """Runs the command and sandbox relays as processes, and watches for secrets."""
+import contextlib
 import ctypes
 import fcntl
 import json
@@ -10,6 +11,7 @@ import re
 import select
 import shutil
 import signal
+import sqlite3
 import ssl
 import struct
 import subprocess
@@ -19,7 +21,10 @@ import termios
 import unittest
 import urllib.request
 
+import schemas
+
 IDLEWYN = SANDBOX = ""
+SERVICE, GROUP = "app.vantor.idlewyn.connections", "group.app.vantor.idlewyn"
 
 
 def run():
@@ -105,11 +110,14 @@ class CommandTest(unittest.TestCase):
     def setUp(self):
         self.home = pathlib.Path(tempfile.mkdtemp(prefix="idlewyn-test-"))
         self.addCleanup(shutil.rmtree, self.home)
-        self.file = self.home / "data/idlewyn/connections.json"
+        self.keychain = self.home / "data/idlewyn/keychain"
+        self.file = self.keychain / "keychain.sqlite3"
         (self.home / "tmp").mkdir()
         self.environment = {**os.environ, "HOME": str(self.home), "TERM": "xterm",
-                            "XDG_DATA_HOME": str(self.home / "data"),
+                            "XDG_DATA_HOME": str(self.home / "data"), "IDLEWYN_KEYCHAIN": "file",
                             "TMPDIR": str(self.home / "tmp"), "IDLEWYN_SANDBOX_RELAY": SANDBOX}
+        for name in ("DBUS_SESSION_BUS_ADDRESS", "IDLEWYN_DATA_DIR", "IDLEWYN_INFO"):
+            self.environment.pop(name, None)  # nothing of the user's
         self.written = ""
         self.secrets = set()
 
@@ -118,9 +126,28 @@ class CommandTest(unittest.TestCase):
         for secret in self.secrets:
             self.assertNotIn(secret, self.written, "a secret was written")
 
+    def items(self):
+        """What the keychain's file holds, by key."""
+        if not self.file.exists():
+            return {}
+        with contextlib.closing(sqlite3.connect(self.file)) as database:
+            return dict(database.execute("SELECT account, value FROM items"))
+
+    def stored(self):
+        """The list of connections."""
+        return json.loads(self.items().get("connections", b"[]"))
+
+    def store(self, value):
+        """In place of what is stored: a list of connections, or bytes as they are."""
+        if not isinstance(value, bytes):
+            value = json.dumps(value).encode()
+        with contextlib.closing(sqlite3.connect(self.file)) as database, database:
+            database.execute("REPLACE INTO items VALUES(?, 'connections', ?, 1, 0, ?)",
+                             (SERVICE, GROUP, value))
+
     def note_tokens(self):
-        text = self.file.read_text() if self.file.exists() else ""
-        self.secrets.update(re.findall('"accessToken":"([^"]+)"', text))
+        for value in self.items().values():
+            self.secrets.update(re.findall('"accessToken": ?"([^"]+)"', value.decode()))
 
     def note_secrets(self, relay):
         self.secrets.update({relay.pairingCode, relay.pairingLink})
@@ -136,7 +163,15 @@ class CommandTest(unittest.TestCase):
         self.written += out + err
         self.note_tokens()
         self.assertEqual(process.returncode, status, out + err)
+        if status >= 0:
+            schemas.check(process.args, out)
         return out, err
+
+    def round_of(self, watch):
+        """The next round of a watch that writes JSON."""
+        line = watch.stdout.readline()
+        schemas.check(watch.args, line)
+        return json.loads(line)
 
     def run_command(self, *arguments, status=0, input="", **options):
         return "".join(self.finish(self.start(*arguments, **options), status, input))

@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """watching.py IDLEWYN SANDBOX_RELAY: watch, hour after hour, and on a terminal."""
-import json
 import os
 import re
 import signal
@@ -167,7 +166,7 @@ class Watching(CommandTest):
             self.pair(other, "codex")
             other.fault("v1/sessions", "status=503")
             watch = self.start("watch", "--json", "--interval", "0.05")
-            rounds = [json.loads(watch.stdout.readline()) for _ in range(40)]
+            rounds = [self.round_of(watch) for _ in range(40)]
             self.assertEqual({e["kind"] for r in rounds for e in r["errors"]}, {"server"})
             self.assertIn("nextTryAt", rounds[-1]["errors"][0])
             self.assertNotIn("answeredAt", rounds[-1]["errors"][0])
@@ -176,7 +175,7 @@ class Watching(CommandTest):
             self.assertGreater(count[0], 30)
             self.assertLess(count[1], 12, "doubling from 0.05 s")
             other.control("faults", method="DELETE")
-            while json.loads(watch.stdout.readline())["errors"]:
+            while self.round_of(watch)["errors"]:
                 pass
             self.interrupt(watch)
 
@@ -186,7 +185,7 @@ class Watching(CommandTest):
             self.pair(other, "codex")
             other.fault("v1/sessions", "status=401")
             watch = self.start("watch", "--json", "--interval", "0.02")
-            rounds = [json.loads(watch.stdout.readline()) for _ in range(10)]
+            rounds = [self.round_of(watch) for _ in range(10)]
             self.assertEqual(rounds[-1]["errors"][0]["kind"], "unauthorized")
             self.assertNotIn("nextTryAt", rounds[-1]["errors"][0])
             self.assertEqual(sum("sessions" in r["target"] for r in other.control(

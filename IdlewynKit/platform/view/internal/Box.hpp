@@ -64,7 +64,8 @@ class BoxArena {
   BoxArena(const BoxArena&) = delete;
   BoxArena& operator=(const BoxArena&) = delete;
   ~BoxArena() {
-    while (last_) std::exchange(last_, last_->previous_)->~Box();
+    while (last_)
+      std::exchange(last_, last_->previous_)->~Box();
   }
 
   template <class B, class... Arguments>

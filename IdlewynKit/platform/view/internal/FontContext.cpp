@@ -88,7 +88,7 @@ double capHeight(const Font& font, double textScale) {
 FontContext& FontContext::current() {
   thread_local std::unique_ptr<FontContext> context;
   const std::uint64_t generation = families().generation;
-  if (context == nullptr || context->generation_ != generation)
+  if (context == nullptr || context->generation_ != generation || context->isFull())
     context.reset(new FontContext(generation));
   return *context;
 }
@@ -108,10 +108,11 @@ FontContext::FontContext(std::uint64_t generation)
   pango_layout_set_wrap(layout_.get(), PANGO_WRAP_WORD_CHAR);
 }
 
+bool FontContext::isFull() const noexcept { return fonts_.size() >= maximumRemembered; }
+
 const ResolvedFont& FontContext::resolve(const Font& font, double size) {
   for (const auto& known : fonts_)
     if (known->size == size && known->font == font) return *known;
-  if (fonts_.size() >= maximumRemembered) fonts_.clear();
 
   ResolvedFont resolved{font, size, {}, 0};
   resolved.description.reset(pango_font_description_new());

@@ -30,7 +30,8 @@ struct ResolvedFont {
 /// no position is rounded, so that a text is equally wide at every scale.
 class FontContext {
  public:
-  /// This thread's; made anew after the families of the process have changed.
+  /// This thread's; made anew after the families of the process have changed, and when it has
+  /// seen many fonts, for Pango keeps about 100 kB of each. What came from it before is gone then.
   static FontContext& current();
 
   PangoLayout* layout() const noexcept { return layout_.get(); }
@@ -48,6 +49,7 @@ class FontContext {
   };
 
   explicit FontContext(std::uint64_t generation);
+  bool isFull() const noexcept;
 
   std::uint64_t generation_;
   GObjectReference<PangoFontMap> map_;

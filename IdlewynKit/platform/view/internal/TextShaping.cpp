@@ -29,8 +29,9 @@ int units(double points) { return static_cast<int>(std::lround(points * PANGO_SC
 /// The lines of one text at one width.
 class Shaping {
  public:
-  Shaping(const ResolvedFont& font, const PreparedText& prepared, TruncationMode truncation)
-      : context_(FontContext::current()),
+  Shaping(FontContext& context, const ResolvedFont& font, const PreparedText& prepared,
+          TruncationMode truncation)
+      : context_(context),
         layout_(context_.layout()),
         prepared_(prepared),
         truncation_(truncation),
@@ -168,11 +169,12 @@ std::shared_ptr<const ShapedText> shapeAnew(const TextRequest& request) {
   const double width =
       std::isnan(asked) ? maximumTextWidth : std::clamp(asked, least, maximumTextWidth);
 
-  const ResolvedFont& font = FontContext::current().resolve(request.font, size);
+  FontContext& context = FontContext::current();
+  const ResolvedFont& font = context.resolve(request.font, size);
   const PreparedText prepared = prepareText(request, size, width, lines);
   double room = width;
   for (int attempt = 0;; ++attempt) {
-    ShapedText shaped = Shaping(font, prepared, request.truncation).shape(lines, room);
+    ShapedText shaped = Shaping(context, font, prepared, request.truncation).shape(lines, room);
     // Widened digits may have made a line too long that Pango had fitted.
     const double excess = shaped.metrics().size.width - width;
     if (!request.font.hasMonospacedDigits() || excess < 0.01 || attempt == 2)

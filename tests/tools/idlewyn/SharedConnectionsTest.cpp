@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: MIT
+#include "tools/idlewyn/SharedConnections.hpp"
+
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include <tests/support/TemporaryFolder.hpp>
+
+#include "tools/idlewyn/Failure.hpp"
+
+namespace idlewyn::command {
+namespace {
+
+using Milliseconds = std::chrono::milliseconds;
+
+Connection connection(AgentProvider provider, const std::string& account) {
+  return Connection(provider, URL::parse("https://relay.example/x"), "secret-token", account,
+                    platform::dateFromReferenceSeconds(800'000'000.125), std::string(64, 'a'));
+}
+
+/// A keychain's file for the process, and a list of its own for each case.
+class SharedConnectionsTest : public ::testing::Test {
+ protected:
+  SharedConnectionsTest()
+      : store_(KeychainStore(::testing::UnitTest::GetInstance()->current_test_info()->name())) {
+    static const testing::TemporaryFolder folder;
+    setenv("IDLEWYN_DATA_DIR", folder.path().c_str(), 1);
+    setenv("IDLEWYN_KEYCHAIN", "file", 1);
+  }
+
+  SharedConnections list(Milliseconds limit = std::chrono::seconds(20)) const {
+    return SharedConnections(
+        store_, std::this_thread::sleep_for<Milliseconds::rep, Milliseconds::period>, limit);
+  }
+
+  const ConnectionStore store_;
+};
+
+TEST_F(SharedConnectionsTest, RefusesWhatItCantReadAndLeavesItAlone) {
+  struct Row {
+    std::string text, place, reason;
+  };
+  const std::vector<Row> rows{
+      {"", "", "nothing is no list"},
+      {"[{\"provider\":\"claude\",\"accessToken\":\"secret-tok", "", "cut short"},
+      {R"([{"provider":"secret-token","accessToken":"t","accountName":"a","connectedAt":1}])",
+       "provider", "an agent of a later version"},
+      {R"([{"provider":"claude","accessToken":["secret-token"],"accountName":"a"}])", "accessToken",
+       "a token of another type"},
+      {R"([{"provider":"claude","accessToken":"secret-token","connectedAt":1}])", "accountName",
+       "a name is missing"},
+  };
+  SharedConnections connections = list();
+  for (const Row& row : rows) {
+    store_.keychain.set(Data::ofText(row.text), "connections");
+    bool wasCalled = false;
+    try {
+      connections.update([&](auto&) { wasCalled = true; });
+      ADD_FAILURE() << row.reason;
+    } catch (const Failure& failure) {
+      EXPECT_EQ(failure.kind, "storage");
+      EXPECT_EQ(failure.message.find("secret"), std::string::npos) << failure.message;
+      EXPECT_NE(failure.message.find(row.place), std::string::npos) << failure.message;
+    }
+    EXPECT_FALSE(wasCalled) << row.reason;
+    EXPECT_EQ(store_.keychain.data("connections"), Data::ofText(row.text)) << row.reason;
+  }
+}
+
+TEST_F(SharedConnectionsTest, EndsWaitingAtItsLimitOrWhenThePauseSaysSo) {
+  list().update([&](auto&) {
+    SharedConnections late = list(Milliseconds(5));
+    SharedConnections interrupted(store_, [](Milliseconds) { throw interruption(); });
+    for (const auto& [connections, kind] :
+         {std::pair(&late, "storage"), std::pair(&interrupted, "interrupted")}) {
+      try {
+        connections->prepare();
+        ADD_FAILURE() << kind;
+      } catch (const Failure& failure) {
+        EXPECT_EQ(failure.kind, kind);
+      }
+    }
+  });
+}
+
+TEST_F(SharedConnectionsTest, LosesNoChangeOfAnotherProcess) {
+  // Each update opens the lock file itself, which for flock is like a process of its own.
+  constexpr int writers = 4, rounds = 10;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < writers; ++i) {
+    threads.emplace_back([&, i] {
+      for (int round = 0; round < rounds; ++round) {
+        list().update([&](auto& connections) {
+          connections.push_back(connection(AgentProvider::claude, std::to_string(i)));
+        });
+      }
+    });
+  }
+  for (std::thread& thread : threads)
+    thread.join();
+  EXPECT_EQ(list().load().size(), static_cast<std::size_t>(writers * rounds));
+}
+
+TEST_F(SharedConnectionsTest, AsksForAnAgentOnlyWhereSeveralFit) {
+  SharedConnections connections = list();
+  const auto add = [&](AgentProvider provider, const std::string& account) {
+    connections.update([&](auto& all) { all.push_back(connection(provider, account)); });
+  };
+  EXPECT_THROW(connections.onlyOne(std::nullopt), Failure);
+  add(AgentProvider::codex, "x");
+  EXPECT_EQ(connections.onlyOne(std::nullopt).accountName, "x");
+  EXPECT_THROW(connections.onlyOne(AgentProvider::claude), Failure);
+  add(AgentProvider::claude, "y");
+  EXPECT_EQ(connections.onlyOne(AgentProvider::claude).accountName, "y");
+  add(AgentProvider::claude, "z");
+  EXPECT_EQ(connections.onlyOne(AgentProvider::claude).accountName, "z") << "the last counts";
+  try {
+    connections.onlyOne(std::nullopt);
+    ADD_FAILURE() << "two agents fit";
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.code, ExitCode::usage);
+  }
+}
+
+}  // namespace
+}  // namespace idlewyn::command

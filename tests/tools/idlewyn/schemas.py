@@ -1,0 +1,40 @@
+# SPDX-License-Identifier: MIT
+"""Holds what the command writes with --json against the schemas that are installed with it."""
+import json
+import pathlib
+import warnings
+
+import jsonschema
+
+FOLDER = pathlib.Path(__file__).parents[3] / "resources/schemas"
+DOCUMENTS = {
+    "pair": "connection", "unpair": "connection", "connections": "connections", "pin": "pins",
+    "sessions": "sessions", "status": "sessions", "watch": "watch", "allow": "answer",
+    "deny": "answer", "always": "answer", "approvals": "approvals", "push": "push",
+    "keychain": "keychain", "doctor": "doctor"}
+
+
+def load():
+    return {file.stem: json.loads(file.read_text()) for file in FOLDER.glob("*.json")}
+
+
+def validator(name, schemas=load()):
+    with warnings.catch_warnings():
+        warnings.simplefilter("ignore", DeprecationWarning)  # the newer way is not in Debian 12
+        resolver = jsonschema.RefResolver(
+            "", schemas[name], store={f"{n}.json": s for n, s in schemas.items()})
+        return jsonschema.Draft202012Validator(schemas[name], resolver=resolver)
+
+
+def check(arguments, text):
+    """Each line of what a command wrote, when it was asked for JSON."""
+    options = arguments[:arguments.index("--")] if "--" in arguments else arguments
+    if "--json" not in options:
+        return
+    for line in text.splitlines():
+        document = json.loads(line)
+        isError = isinstance(document, dict) and "error" in document
+        name = "error" if isError else DOCUMENTS[arguments[1]]
+        if "waybar" in arguments and not isError:
+            name = "waybar"
+        validator(name).validate(document)
