@@ -27,15 +27,21 @@ class UserDefaults {
   /// Kept apart by type: a text is never read as bytes, nor true as 1.
   using Value = std::variant<Data, std::string, std::int64_t, double, bool>;
 
-  /// The defaults of this process's application.
+  /// The defaults of this process's application: the suite that has the name of its executable.
+  /// Where that can't be opened everything is absent and nothing can be set.
   IDLEWYNKIT_EXPORT static UserDefaults standard();
-  /// Nothing when the name can't name a suite or when the suite can't be opened.
+  /// The suite in "defaults/NAME.sqlite3" of $IDLEWYN_DATA_DIR, else of "idlewyn" in
+  /// $XDG_DATA_HOME (when absolute) or ~/.local/share. Nothing when it can't be opened or made, or
+  /// when the name can't be that of a file: it is UTF-8 of 1 to 200 bytes without slashes and
+  /// control characters and doesn't begin with a dot. Cheap, and waits for nobody.
   IDLEWYNKIT_EXPORT static std::optional<UserDefaults> suite(std::string_view name);
 
   IDLEWYNKIT_EXPORT std::optional<Value> value(std::string_view key) const;
   /// The value when it is bytes.
   IDLEWYNKIT_EXPORT std::optional<Data> data(std::string_view key) const;
 
+  /// False, and the old value stays, also for a key or a text that isn't UTF-8. Survives the end of
+  /// the process at once and a loss of power some seconds later.
   IDLEWYNKIT_EXPORT bool set(std::string_view key, const Value& value);
   /// True also when there was nothing.
   IDLEWYNKIT_EXPORT bool remove(std::string_view key);

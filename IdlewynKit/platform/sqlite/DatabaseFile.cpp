@@ -105,7 +105,7 @@ Outcome DatabaseFile::probe() {
   switch (outcome) {
     case Outcome::absent: return couldBeMade(path_) ? outcome : Outcome::unopenable;
     // Where it can't be set aside there will never be anything to read.
-    case Outcome::damaged: return isWritableDirectory(directory_) ? outcome : Outcome::unopenable;
+    case Outcome::damaged: return couldBeMade(path_) ? outcome : Outcome::unopenable;
     case Outcome::done:
       if (connection_.isReadOnly()) connection_.close(Connection::Closing::quick);
       return outcome;

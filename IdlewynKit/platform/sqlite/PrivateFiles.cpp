@@ -72,19 +72,15 @@ bool isWritable(const std::string& path) noexcept {
   return faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0;
 }
 
-bool isWritableDirectory(const std::string& path) noexcept {
-  return faccessat(AT_FDCWD, path.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
+bool isWritableDirectory(const std::string& path) {
+  return faccessat(AT_FDCWD, (path + "/").c_str(), W_OK | X_OK, AT_EACCESS) == 0;
 }
 
 bool couldBeMade(std::string path) {
-  while (path.size() > 1) {
+  do {
     path = parentOf(path);
-    struct stat status {};
-    if (stat(path.c_str(), &status) == 0) {
-      return S_ISDIR(status.st_mode) && isWritableDirectory(path);
-    }
-    if (errno != ENOENT) return false;
-  }
+    if (isWritableDirectory(path)) return true;
+  } while (errno == ENOENT && path.size() > 1);  // somebody may be removing them
   return false;
 }
 

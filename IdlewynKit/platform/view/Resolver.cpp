@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
-#include <cmath>
-#include <limits>
 
 #include <IdlewynKit/platform/view/internal/Resolver.hpp>
-#include <IdlewynKit/platform/view/internal/Sanity.hpp>
 
 namespace idlewyn::platform::detail {
 namespace {
@@ -61,13 +58,7 @@ double Resolver::pulseOpacity(const EquatableValue& value) {
 }
 
 void Resolver::noteChange(std::optional<Date> date) {
-  if (!date || !std::isfinite(secondsSinceReferenceDate(*date))) return;
-  Date change = *date;
-  if (change <= now_) {
-    const double now = secondsSinceReferenceDate(now_);
-    change = dateFromReferenceSeconds(std::nextafter(now, std::numeric_limits<double>::infinity()));
-  }
-  if (!nextChange_ || change < *nextChange_) nextChange_ = change;
+  if (date && (!nextChange_ || *date < *nextChange_)) nextChange_ = date;
 }
 
 }  // namespace idlewyn::platform::detail

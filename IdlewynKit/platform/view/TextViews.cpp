@@ -18,7 +18,7 @@ constexpr double leastTextWidth = 1;
 TextRequest request(const Environment& environment, std::string_view text) {
   TextRequest request{text, environment.font, saneTextScale(environment.textScale)};
   if (environment.hasMonospacedDigits) request.font = request.font.monospacedDigit();
-  if (environment.lineLimit) request.lineLimit = std::max(*environment.lineLimit, 1);
+  request.lineLimit = environment.lineLimit;
   request.truncation = environment.truncation;
   return request;
 }

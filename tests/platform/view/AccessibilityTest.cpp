@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <IdlewynKit/platform/view/Painter.hpp>
+
 #include "ViewSupport.hpp"
 
 namespace idlewyn::platform {
@@ -139,6 +141,16 @@ TEST(Frame, LayersEffectsFromTheInside) {
       EXPECT_EQ(layers[i].multiply, row.layers[i].multiply);
     }
   }
+}
+
+TEST(Frame, NestsNoMoreLayersThanAPainterTakes) {
+  View view = Row({block(1, 1), block(1, 1)});
+  for (int depth = 0; depth < 100; ++depth) {
+    view = view.grayscale(0.5).frame(8, 4);
+  }
+  const Frame frame = still(view);
+  EXPECT_TRUE(isHarmless(frame));
+  EXPECT_EQ(paintImage(frame, 1).pixels.size(), 32U);
 }
 
 }  // namespace

@@ -121,6 +121,16 @@ TEST(Host, JumpsWithoutAReasonToMove) {
   EXPECT_FALSE(player.isAnimating);
 }
 
+TEST(Host, MovesOnlyWhatIsInsideOfTheAnimation) {
+  const auto both = [](double amount) {
+    const View half = block(1, 1).opacity(amount);
+    return Row({half.animation(Animation::easeInOut(1), amount), half});
+  };
+  Player player;
+  player.opacities(both(1), 0);
+  EXPECT_EQ(player.opacities(both(0.2), 1), (std::vector<double>{1, 0.2}));
+}
+
 TEST(Host, EndsMovementsWhereTheClockGoesBack) {
   Player player;
   player.opacity(fading(true), 0);

@@ -157,7 +157,7 @@ class Pairing(CommandTest):
             self.assertIn("idlewyn: ", self.run_command(*arguments, status=2))
 
     def test_wrong_arguments_are_explained(self):
-        for arguments, part in ((("bogus",), "no command"), ((), "pair, unpair, connections, pin, "),
+        for arguments, part in ((("bogus",), "no command"), ((), "pair, unpair, connections, "),
                                 (("sessions", "--agent", "x"), "for --agent"),
                                 (("watch", "--count", "x"), "for --count"),
                                 (("watch", "--count", "0"), "for --count"),

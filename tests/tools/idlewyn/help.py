@@ -25,10 +25,10 @@ w() { zpty -w z "$1" }
 w 'PS1= PS2= RPS1=; autoload -U compinit; compinit -u -d $HOME/zcompdump; stty -echo columns 200'
 w 'zstyle ":completion:*" list-grouped no; LISTMAX=1000; source $HOME/_idlewyn; bindkey "^I" z-list'
 w 'z-list() { compstate[insert]=; compadd() { if [[ $* == *-[OAD]\ * ]]; then builtin compadd "$@"; else local -a h; builtin compadd -O h "$@"; print -rl -- "<"$^h">"; fi }; _main_complete }'
-w 'zle -C z-list list-choices z-list; print RE""ADY'
+w 'zle -C z-list list-choices z-list; z-end() { print E""ND }; zle -N z-end; bindkey "^X" z-end'
+w 'zle-line-init() { print RE""ADY }; zle -N zle-line-init'
 zpty -r -m z x '*READY*'
-zpty -w -n z "$1"$'\t'
-zpty -w z $'\C-u\nprint E""ND'
+zpty -w -n z "$1"$'\t\C-x'
 while zpty -r z x; do print -r -- $x; [[ $x == *END* ]] && break; done
 """
 

@@ -18,6 +18,7 @@ import subprocess
 import sys
 import tempfile
 import termios
+import time
 import unittest
 import urllib.request
 
@@ -116,6 +117,10 @@ class CommandTest(unittest.TestCase):
         self.environment = {**os.environ, "HOME": str(self.home), "TERM": "xterm",
                             "XDG_DATA_HOME": str(self.home / "data"), "IDLEWYN_KEYCHAIN": "file",
                             "TMPDIR": str(self.home / "tmp"), "IDLEWYN_SANDBOX_RELAY": SANDBOX}
+        # Under a sanitizer: what fontconfig keeps for itself is no leak of ours.
+        (self.home / "leaks").write_text("leak:libfontconfig")
+        self.environment["LSAN_OPTIONS"] = (
+            f"suppressions={self.home}/leaks:print_suppressions=0")
         for name in ("DBUS_SESSION_BUS_ADDRESS", "IDLEWYN_DATA_DIR", "IDLEWYN_INFO"):
             self.environment.pop(name, None)  # nothing of the user's
         self.written = ""
@@ -183,6 +188,27 @@ class CommandTest(unittest.TestCase):
         relay.renew()
         self.note_secrets(relay)
         return self.run_json("pair", "-", "--agent", agent, input=relay.pairingLink + "\n")
+
+    def start_pairing(self, relay, agent):
+        relay.renew()
+        self.note_secrets(relay)
+        return self.start("pair", relay.pairingLink, "--agent", agent)
+
+    def asked(self, relay):
+        return [r["target"] for r in relay.control("requests", method="GET")["requests"]]
+
+    def wait_for_request(self, relay, target, count=1):
+        deadline = time.monotonic() + 10
+        while self.asked(relay).count(target) < count:
+            self.assertLess(time.monotonic(), deadline, target)
+            time.sleep(0.01)
+
+    def connections(self):
+        return self.run_json("connections")["connections"]
+
+    def seen(self):
+        """The ids of the sessions in the shared snapshot."""
+        return {s["id"] for s in self.run_json("status")["sessions"]}
 
     def wait_for_handler(self, process, number):
         """Until the process takes that signal itself."""

@@ -18,9 +18,6 @@ class Trust(CommandTest):
         return ("pair", "--address", relay.address, "--code", relay.pairingCode,
                 "--agent", "claude")
 
-    def asked(self, relay):
-        return [r["target"] for r in relay.control("requests", method="GET")["requests"]]
-
     def replace_certificate(self, relay):
         old = relay.fingerprint
         relay.control("certificate")

@@ -14,7 +14,7 @@ Outcome outcomeOfError(int error) noexcept;
 /// Parents too.
 Outcome makeDirectories(const std::string& path);
 bool isWritable(const std::string& path) noexcept;
-bool isWritableDirectory(const std::string& path) noexcept;
+bool isWritableDirectory(const std::string& path);
 /// Whether the nearest parent that exists can be written.
 bool couldBeMade(std::string path);
 bool exists(const std::string& path) noexcept;

@@ -57,7 +57,7 @@ class Resolver {
   bool hasChanged(const EquatableValue& value);
   double pulseOpacity(const EquatableValue& value);
 
-  /// The picture changes by itself then.
+  /// The picture changes by itself then, which is later than now.
   void noteChange(std::optional<Date> date);
 
   Date now() const noexcept { return now_; }
