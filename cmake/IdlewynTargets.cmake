@@ -34,7 +34,7 @@ function(idlewyn_library name)
     add_library(IdlewynKit${name} STATIC ${objects})
   else()
     add_library(IdlewynKit${name} SHARED ${objects})
-    target_link_options(IdlewynKit${name} PRIVATE
+    target_link_options(IdlewynKit${name} PRIVATE -Wl,--as-needed
       -Wl,--version-script=${PROJECT_SOURCE_DIR}/IdlewynKit/exports.map)
   endif()
   add_library(IdlewynKit::${name} ALIAS IdlewynKit${name})

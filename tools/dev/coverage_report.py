@@ -3,9 +3,10 @@
 """coverage_report.py ROOT LCOV_FILE: line coverage of IdlewynKit/, a row a folder.
 
 Behind it come the lines that no test ran, but for those that docs/coverage.md gives a reason for:
-rows of its table, each with a file and the beginning of the text of its line or lines.
+rows of its table, each with a file and the beginning of the text of its line or lines. A row
+whose text ends in "{" stands for all that this line opens.
 
-    | `platform/net/IOLoop.cpp` | `if (epoll_create1(` ... | why no test can reach it |
+    | `platform/net/IOLoop.cpp` | `if (epoll_create1(` | why no test can reach it |
 
 A row that fits no uncovered line any more is an error, so that the page stays true.
 """
@@ -50,14 +51,29 @@ def folder_rows(found):
         yield f"{name:36} {covered:6} of {total:6} lines  {100 * covered / total:5.1f} %"
 
 
+def opened(source, text):
+    """The numbers of the lines that begin with the text, and of those that they open."""
+    for number, line in enumerate(source, 1):
+        if not line.strip().startswith(text):
+            continue
+        yield number
+        margin = line[:len(line) - len(line.lstrip())]
+        if text.endswith("{"):
+            for inner in range(number + 1, len(source) + 1):
+                yield inner
+                if source[inner - 1].startswith(margin + "}"):
+                    break
+
+
 def uncovered(root, found, known):
     for path in sorted(found):
         source = (root / "IdlewynKit" / path).read_text().splitlines()
+        covers = {key: set(opened(source, key[1])) for key in known if key[0] == path}
         for number, count in sorted(found[path].items()):
             text = source[number - 1].strip()
             if count > 0 or text in ("", "}", "};", "} else {"):
                 continue
-            fitting = [key for key in known if key[0] == path and text.startswith(key[1])]
+            fitting = [key for key in covers if number in covers[key]]
             for key in fitting:
                 known[key] += 1
             if not fitting:

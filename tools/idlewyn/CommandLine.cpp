@@ -14,8 +14,8 @@
 
 #include "CommandHelp.hpp"
 #include "Commands.hpp"
-#include "SharedConnections.hpp"
 #include "Records.hpp"
+#include "SharedConnections.hpp"
 
 namespace idlewyn::command {
 namespace {
@@ -151,7 +151,8 @@ Failure CommandLine::describeParseError(const CLI::ParseError& error, std::strin
   } else if (kind == "RequiredError" || kind == "RequiresError" || kind == "ExcludesError") {
     message = error.what();  // names of options only
     if (!message.ends_with('.')) message += '.';
-    if (kind == "RequiredError" && takesID(*commands_.at(app))) message += " An id that begins with - goes after --.";
+    if (kind == "RequiredError" && takesID(*commands_.at(app)))
+      message += " An id that begins with - goes after --.";
   } else if (kind == "ArgumentMismatch") {
     message = "An option lacks its value, or was given twice.";
   } else if (const std::string option = nameOfOption(error); !option.empty()) {

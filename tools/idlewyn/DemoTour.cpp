@@ -218,8 +218,7 @@ void DemoTour::refuseCertificate() {
   claude_.replaceCertificate();
   const SnapshotResult result = fetch();
   const auto error = errorOf(result, AgentProvider::claude);
-  tour_.expect(hasCode(error, ExitCode::certificateMismatch),
-               "the wrong certificate was refused");
+  tour_.expect(hasCode(error, ExitCode::certificateMismatch), "the wrong certificate was refused");
   tour_.expect(!errorOf(result, AgentProvider::codex), "the other agent is not affected");
   tour_.expect(result.snapshot.sessionsFor(AgentProvider::claude) ==
                    last_.sessionsFor(AgentProvider::claude),
@@ -256,9 +255,9 @@ void DemoTour::drawPictures() {
   std::filesystem::create_directories(pictures_, error);
   Rendering rendering(last_);
   rendering.now = now_;
-  for (const auto& [look, name] : {std::pair{PictureLook::light, "light"},
-                                   std::pair{PictureLook::dark, "dark"},
-                                   std::pair{PictureLook::night, "night"}}) {
+  for (const auto& [look, name] :
+       {std::pair{PictureLook::light, "light"}, std::pair{PictureLook::dark, "dark"},
+        std::pair{PictureLook::night, "night"}}) {
     rendering.look = look;
     const std::string file = pictures_ + "/sessions-" + name + ".png";
     const platform::Data picture = render(rendering);

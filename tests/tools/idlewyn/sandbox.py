@@ -117,10 +117,6 @@ class CommandTest(unittest.TestCase):
         self.environment = {**os.environ, "HOME": str(self.home), "TERM": "xterm",
                             "XDG_DATA_HOME": str(self.home / "data"), "IDLEWYN_KEYCHAIN": "file",
                             "TMPDIR": str(self.home / "tmp"), "IDLEWYN_SANDBOX_RELAY": SANDBOX}
-        # Under a sanitizer: what fontconfig keeps for itself is no leak of ours.
-        (self.home / "leaks").write_text("leak:libfontconfig")
-        self.environment["LSAN_OPTIONS"] = (
-            f"suppressions={self.home}/leaks:print_suppressions=0")
         for name in ("DBUS_SESSION_BUS_ADDRESS", "IDLEWYN_DATA_DIR", "IDLEWYN_INFO"):
             self.environment.pop(name, None)  # nothing of the user's
         self.written = ""

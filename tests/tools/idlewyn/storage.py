@@ -87,13 +87,13 @@ class Connections(CommandTest):
         with Relay() as relay:
             self.pair(relay, "codex")
             before = self.items()
-            relay.fault("v1/pair", "delay=0.5")
+            relay.fault("v1/pair", "delay=1")
             pairing = self.start_pairing(relay, "claude")
             self.wait_for_request(relay, "/v1/pair", 2)
             with open(self.keychain / "connections.lock", "w") as lock:
                 fcntl.flock(lock, fcntl.LOCK_EX)
                 moving = self.start("keychain", "move", "file")
-                time.sleep(1)
+                time.sleep(1.5)
                 self.assertEqual((pairing.poll(), moving.poll()), (None, None))
                 self.assertEqual(self.items(), before)
             self.finish(pairing, 0)
