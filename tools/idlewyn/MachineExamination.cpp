@@ -47,19 +47,19 @@ Check examinePairings(Surroundings& with) {
 Check examineSharedStore() {
   auto suite = UserDefaults::suite(AppGroup::identifier);
   if (!suite) {
-    return {"shared store", CheckState::failed, "The shared store can't be opened.",
+    return {"snapshot", CheckState::failed, "The shared store can't be opened.",
             "Look at who owns the data directory; until then each program sees its own sessions."};
   }
   const bool isWritable = suite->set("doctor", true) && suite->remove("doctor");
   if (!isWritable) {
-    return {"shared store", CheckState::failed, "The shared store can't be written.",
+    return {"snapshot", CheckState::failed, "The shared store can't be written.",
             "Look at free space and at who owns the data directory."};
   }
   const SessionSnapshot last = SnapshotStore::shared().load();
   if (last == SessionSnapshot::empty()) {
-    return {"shared store", CheckState::ok, "It is empty: no session was ever seen."};
+    return {"snapshot", CheckState::ok, "It is empty: no session was ever seen."};
   }
-  return {"shared store", CheckState::ok,
+  return {"snapshot", CheckState::ok,
           std::to_string(last.sessions.size()) + " sessions were last seen " +
               elapsedText((DateClock::now() - last.updatedAt).count()) + " ago."};
 }
