@@ -38,8 +38,17 @@ ViewPresenter::~ViewPresenter() {
 }
 
 void ViewPresenter::setView(platform::View view) {
+  std::vector<std::string> expected;
+  if (!elements_.empty()) {
+    const Proposal proposal{allocated_.width, allocated_.height};
+    const auto old = platform::frameOf(view_, environment_, proposal, DateClock::now());
+    for (const auto& element : old.elements)
+      expected.push_back(element.label);
+  }
   view_ = std::move(view);
+  expectedNames_ = std::move(expected);
   update(Cause::change);
+  expectedNames_.reset();
 }
 
 void ViewPresenter::setEnvironment(platform::Environment environment) {
@@ -67,7 +76,7 @@ void ViewPresenter::update(Cause cause) {
   const Size ideal = size(Proposal{});
   if (cause == Cause::change || ideal != ideal_) gtk_widget_queue_resize(widget_);
   ideal_ = ideal;
-  showElements(cause);
+  showElements();
   gtk_widget_queue_draw(widget_);
   schedule();
 }
@@ -97,7 +106,7 @@ void ViewPresenter::allocate(int width, int height) {
   if (now != allocated_) {
     allocated_ = now;
     frame_ = host_.frame(view_, environment_, Proposal{now.width, now.height}, DateClock::now());
-    showElements(Cause::change);
+    showElements();
     schedule();
   }
   placeElements();
@@ -150,8 +159,7 @@ void ViewPresenter::schedule() {
   }
   if (tick_ != 0) gtk_widget_remove_tick_callback(widget_, std::exchange(tick_, 0));
   if (!frame_.nextChange) return;
-  const double wait =
-      std::clamp((*frame_.nextChange - DateClock::now()).count(), 0.0, longestWait);
+  const double wait = std::clamp((*frame_.nextChange - DateClock::now()).count(), 0.0, longestWait);
   const auto due = [](gpointer self) -> gboolean {
     auto* presenter = static_cast<ViewPresenter*>(self);
     presenter->timeout_ = 0;
@@ -162,12 +170,11 @@ void ViewPresenter::schedule() {
 }
 
 // New children can't be made while the widget is being allocated, so that waits for a moment.
-void ViewPresenter::showElements(Cause cause) {
+void ViewPresenter::showElements() {
   const auto& wanted = frame_.elements;
-  const bool areSame =
-      std::ranges::equal(elements_, wanted, [](const Element& shown, const auto& element) {
-        return fits(shown.widget, element);
-      });
+  const bool areSame = std::ranges::equal(
+      elements_, wanted,
+      [](const Element& shown, const auto& element) { return fits(shown.widget, element); });
   if (!areSame) {
     const auto rebuild = [](gpointer self) -> gboolean {
       static_cast<ViewPresenter*>(self)->rebuildElements();
@@ -177,27 +184,36 @@ void ViewPresenter::showElements(Cause cause) {
     return;
   }
   const gint64 now = g_get_monotonic_time();
-  if (cause == Cause::time && now - toldAt_ < microsecondsBetweenNames) return;
-  toldAt_ = now;
+  const bool isDue = now - toldAt_ >= microsecondsBetweenNames;
+  if (isDue) toldAt_ = now;
   for (std::size_t i = 0; i < wanted.size(); ++i) {
     Element& shown = elements_[i];
-    if (shown.name != wanted[i].label) tellName(shown.widget, shown.name = wanted[i].label);
-    if (shown.value != wanted[i].value) {
+    if (shown.value != wanted[i].value && (isDue || expectedNames_)) {
       shown.value = wanted[i].value;
       if (shown.value) tellValue(shown.widget, *shown.value);
     }
+    if (shown.name != wanted[i].label && (isDue || !isExpected(i, wanted[i].label)))
+      tellName(shown.widget, shown.name = wanted[i].label);
   }
+}
+
+// A name that the view before would have by now as well is the work of time alone.
+bool ViewPresenter::isExpected(std::size_t element, const std::string& name) const {
+  if (!expectedNames_) return true;
+  return element < expectedNames_->size() && (*expectedNames_)[element] == name;
 }
 
 void ViewPresenter::rebuildElements() {
   rebuild_ = 0;
-  for (const Element& element : elements_) gtk_widget_unparent(element.widget);
+  for (const Element& element : elements_)
+    gtk_widget_unparent(element.widget);
   elements_.clear();
   for (const auto& element : frame_.elements) {
     GtkWidget* child = makeElementWidget(element);
     gtk_widget_set_parent(child, widget_);
     elements_.push_back(Element{child, element.label, element.value});
   }
+  toldAt_ = g_get_monotonic_time();
   gtk_widget_queue_allocate(widget_);
 }
 
@@ -222,7 +238,8 @@ void ViewPresenter::placeElements() {
 void ViewPresenter::dispose() {
   stopClock();
   if (rebuild_ != 0) g_source_remove(std::exchange(rebuild_, 0));
-  for (const Element& element : elements_) gtk_widget_unparent(element.widget);
+  for (const Element& element : elements_)
+    gtk_widget_unparent(element.widget);
   elements_.clear();
 }
 

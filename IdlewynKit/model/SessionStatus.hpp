@@ -46,8 +46,10 @@ inline constexpr std::array<StatusFacts, 5> statusFacts{{
     {"Failed", "exclamationmark.triangle.fill", 2, true},
     {"Idle", "moon.zzz.fill", 4, false},
 }};
+/// Those of `idle` for a value without an enumerator.
 constexpr const StatusFacts& facts(SessionStatus status) noexcept {
-  return statusFacts[static_cast<std::size_t>(status)];
+  const auto index = static_cast<std::size_t>(status);
+  return index < statusFacts.size() ? statusFacts[index] : statusFacts.back();
 }
 }  // namespace internal
 

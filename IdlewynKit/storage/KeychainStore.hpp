@@ -24,7 +24,8 @@ using platform::Data;
 
 /// A value without state of its own: equal stores see the same items. May be used from any
 /// thread; the keychain alone orders concurrent operations. Each blocks until the keychain has
-/// answered.
+/// answered. In a forked child of a process that has used the Secret Service that keychain is not
+/// available (`KeychainStatus::notAvailable`) until the child starts another program.
 ///
 /// The access groups that the process may use are the array of texts "KeychainAccessGroups" in
 /// `platform::Bundle::main()`; without such an entry it is `AppGroup::identifier`, and an entry

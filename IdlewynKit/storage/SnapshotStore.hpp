@@ -21,7 +21,7 @@ namespace idlewyn {
 struct SnapshotStore {
  public:
   /// The suite of user defaults that holds the snapshot. Absent, or one that can't be opened,
-  /// means the process's standard defaults.
+  /// means the process's standard defaults, which are in memory where nothing can be written.
   IDLEWYNKIT_EXPORT explicit SnapshotStore(std::optional<std::string> suiteName);
 
   /// The one in the defaults of `AppGroup`.

@@ -19,6 +19,7 @@ struct StatusIndicator {
 
   friend bool operator==(const StatusIndicator&, const StatusIndicator&) = default;
 
+  /// A number that is no state shows as idle.
   SessionStatus status;
   /// The symbol's, in points, whatever the user's text size; see StatusIconSize.
   double size;

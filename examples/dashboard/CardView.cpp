@@ -50,9 +50,8 @@ View HeadlineView::body() const {
                         .font(Typography::heroGlyph)
                         .foreground(lead.isEmpty ? secondary : tint(lead.status));
   const View text = Text(lead.summary()).font(Typography::screenTitle).foreground(primary);
-  const View count = Text(std::to_string(lead.count))
-                         .font(Typography::count)
-                         .foreground(tint(lead.status));
+  const View count =
+      Text(std::to_string(lead.count)).font(Typography::count).foreground(tint(lead.status));
   return Row({lead.isEmpty ? icon : count, text, Spacer()}, VerticalAlignment::centre, Spacing::m)
       .accessibilityLabel(lead.summary());
 }
@@ -60,33 +59,31 @@ View HeadlineView::body() const {
 View CardView::body() const {
   const View icon =
       View(StatusIndicator(session.status, StatusIconSize::medium)).frame(Layout::iconColumn);
-  const View name = Text(session.projectName())
-                        .font(Typography::headline)
-                        .foreground(primary)
-                        .lineLimit(1);
+  const View name =
+      Text(session.projectName()).font(Typography::headline).foreground(primary).lineLimit(1);
   const View title =
       Text(session.title).font(Typography::supporting).foreground(secondary).lineLimit(1);
-  const View heading =
-      Column({Row({name, ProviderBadge(session.provider, true), Spacer(), state(session)}),
-              Row({title, Spacer(), progress(session)})},
-             HorizontalAlignment::leading, Spacing::hairline);
+  const View heading = Column({Row({name, View(ProviderBadge(session.provider, true)).lineLimit(1),
+                                    Spacer(), state(session)}),
+                               Row({title, Spacer(), progress(session)})},
+                              HorizontalAlignment::leading, Spacing::hairline);
   const View text = Column({heading, doing(session)}, HorizontalAlignment::leading, Spacing::s);
   return Row({icon, text}, VerticalAlignment::top, Spacing::s);
 }
 
-View TroubleView::body() const {
-  const Color color = tint(SessionStatus::failed);
-  const std::string sentence =
-      std::string(displayName(trouble.provider)) + ": " + trouble.sentence;
+// Red is dark when the night's filter has made grey of it.
+View TroubleView::body(const platform::Environment& environment) const {
+  const Color color = environment.value<IsNightMode>() ? primary : tint(SessionStatus::failed);
+  const std::string sentence = std::string(displayName(trouble.provider)) + ": " + trouble.sentence;
   std::vector<View> parts{
       Text(sentence).font(Typography::supporting).foreground(color).lineLimit(2)};
   if (trouble.lastSeen) {
-    parts.push_back(
-        Row({Text(" Last seen").font(Typography::meta), Text::relative(*trouble.lastSeen)
-                 .font(Typography::meta), Text("ago").font(Typography::meta)},
-            VerticalAlignment::centre, Spacing::xs)
-            .foreground(secondary)
-            .lineLimit(1));
+    parts.push_back(Row({Text(" Last seen").font(Typography::meta),
+                         Text::relative(*trouble.lastSeen).font(Typography::meta),
+                         Text("ago").font(Typography::meta)},
+                        VerticalAlignment::centre, Spacing::xs)
+                        .foreground(secondary)
+                        .lineLimit(1));
   }
   parts.push_back(Spacer());
   return Row(std::move(parts), VerticalAlignment::centre, Spacing::s);

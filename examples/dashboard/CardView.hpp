@@ -12,6 +12,7 @@ namespace dashboard {
 /// What matters most, in a line.
 struct HeadlineView {
   idlewyn::View body() const;
+  friend bool operator==(const HeadlineView&, const HeadlineView&) = default;
 
   idlewyn::SnapshotLead lead;
 };
@@ -19,13 +20,15 @@ struct HeadlineView {
 /// One session, as wide as its card.
 struct CardView {
   idlewyn::View body() const;
+  friend bool operator==(const CardView&, const CardView&) = default;
 
   idlewyn::AgentSession session;
 };
 
 /// What went wrong with an agent, and the age of what is still shown of it.
 struct TroubleView {
-  idlewyn::View body() const;
+  idlewyn::View body(const idlewyn::platform::Environment& environment) const;
+  friend bool operator==(const TroubleView&, const TroubleView&) = default;
 
   AgentTrouble trouble;
 };

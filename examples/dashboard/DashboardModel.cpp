@@ -71,21 +71,26 @@ boost::asio::awaitable<void> DashboardModel::fetch(std::weak_ptr<DashboardModel>
 
 void DashboardModel::show(SnapshotResult result) {
   isFetching_ = false;
-  snapshot_ = std::move(result.snapshot);
-  if (!isDemo()) SnapshotStore::shared().save(snapshot_);
-  errors_.clear();
+  std::map<AgentProvider, std::string> errors;
   for (const auto& [provider, error] : result.errors)
-    errors_.emplace(provider, errorDescription(error));
+    errors.emplace(provider, errorDescription(error));
+  bool isNew = errors != errors_ || result.snapshot.sessions != snapshot_.sessions;
+  errors_ = std::move(errors);
+  snapshot_ = std::move(result.snapshot);
+  // What nobody answered for keeps its age in the shared store.
+  const bool isAnswered = std::ranges::any_of(
+      connections_, [this](const Connection& c) { return !errors_.contains(c.provider); });
+  if (isAnswered && !isDemo()) SnapshotStore::shared().save(snapshot_);
   for (const Connection& connection : connections_) {
     if (!errors_.contains(connection.provider))
       lastSeen_.insert_or_assign(connection.provider, snapshot_.updatedAt);
   }
-  std::erase_if(answering_, [this](const auto& answer) {
-    return std::ranges::none_of(snapshot_.sessions, [&](const AgentSession& session) {
-      return session.permission && session.permission->id == answer.first;
-    });
-  });
-  if (changed) changed();
+  isNew |= 0 < std::erase_if(answering_, [this](const auto& answer) {
+             return std::ranges::none_of(snapshot_.sessions, [&](const AgentSession& session) {
+               return session.permission && session.permission->id == answer.first;
+             });
+           });
+  if (isNew && changed) changed();
 }
 
 std::vector<AgentTrouble> DashboardModel::troubles() const {
@@ -114,8 +119,8 @@ void DashboardModel::answer(const AgentSession& session, PermissionDecision deci
 }
 
 boost::asio::awaitable<void> DashboardModel::send(std::weak_ptr<DashboardModel> weak,
-                                                  PermissionDecision decision,
-                                                  std::string promptID, Connection connection) {
+                                                  PermissionDecision decision, std::string promptID,
+                                                  Connection connection) {
   auto model = weak.lock();
   if (!model) co_return;
   auto pending = model->service_.decide(decision, promptID, std::move(connection));

@@ -18,6 +18,8 @@ struct AgentTrouble {
                std::optional<idlewyn::Date> lastSeen)
       : provider(provider), sentence(std::move(sentence)), lastSeen(lastSeen) {}
 
+  friend bool operator==(const AgentTrouble&, const AgentTrouble&) = default;
+
   idlewyn::AgentProvider provider;
   std::string sentence;
   /// When its sessions were last fetched; absent when never.
@@ -30,7 +32,8 @@ class DashboardModel : public std::enable_shared_from_this<DashboardModel> {
  public:
   explicit DashboardModel(std::vector<idlewyn::Connection> connections);
 
-  /// Called after each change of what the getters give.
+  /// Called after each change of what the getters give, but not when only the snapshot's date is
+  /// new.
   std::function<void()> changed;
   /// Something to tell once: the outcome of an answer.
   std::function<void(std::string)> told;

@@ -2,11 +2,12 @@
 #include "DashboardWindow.hpp"
 
 #include <algorithm>
+#include <cstdint>
+#include <initializer_list>
+#include <variant>
 
 #include <IdlewynKit/UI.hpp>
-#include <IdlewynKit/gtk/DesktopAppearance.hpp>
 
-#include "CardView.hpp"
 #include "Style.hpp"
 
 namespace dashboard {
@@ -18,6 +19,32 @@ namespace {
 
 constexpr guint secondsToRead = 6;
 constexpr int usualWidth = 460, usualHeight = 640;
+constexpr guint halfOfFade = 600;
+
+// What is remembered, by its name in the program's own defaults.
+constexpr const char* nightKey = "night";
+constexpr const char* widthKey = "width";
+constexpr const char* heightKey = "height";
+
+int rememberedLength(const char* key, int usual) {
+  const auto value = UserDefaults::standard().value(key);
+  const auto* length = value ? std::get_if<std::int64_t>(&*value) : nullptr;
+  return length != nullptr && *length > 0 && *length <= 10'000 ? static_cast<int>(*length) : usual;
+}
+
+bool isNightRemembered() {
+  return UserDefaults::standard().value(nightKey) == UserDefaults::Value(true);
+}
+
+Appearance appearanceFor(bool isNight) {
+  return isNight ? Appearance::dark : gtk::desktopAppearance();
+}
+
+bool areAnimationsOn() {
+  gboolean isOn = FALSE;
+  g_object_get(gtk_settings_get_default(), "gtk-enable-animations", &isOn, nullptr);
+  return isOn != FALSE;
+}
 
 template <class Function>
 void onSwitched(GtkWidget* control, Function* function, gpointer data) {
@@ -26,18 +53,21 @@ void onSwitched(GtkWidget* control, Function* function, gpointer data) {
 
 }  // namespace
 
-DashboardWindow::DashboardWindow(GtkApplication* application,
-                                 std::shared_ptr<DashboardModel> model)
+DashboardWindow::DashboardWindow(GtkApplication* application, std::shared_ptr<DashboardModel> model)
     : model_(std::move(model)),
       window_(GTK_WINDOW(gtk_application_window_new(application))),
       desktop_(gtk::observeDesktop([this] { followDesktop(); })) {
+  const bool isNight = isNightRemembered();
+  look_ = Look{isNight, appearanceFor(isNight)};
   g_object_ref(window_);
   installStyle(gtk_widget_get_display(GTK_WIDGET(window_)));
   gtk_widget_add_css_class(GTK_WIDGET(window_), "dash");
   gtk_window_set_title(window_, "Sessions");
-  gtk_window_set_default_size(window_, usualWidth, usualHeight);
+  gtk_window_set_default_size(window_, rememberedLength(widthKey, usualWidth),
+                              rememberedLength(heightKey, usualHeight));
   gtk_window_set_titlebar(window_, makeHeader());
   gtk_window_set_child(window_, makeContent());
+  addShortcuts(application);
   followDesktop();
   model_->changed = [this] { show(); };
   model_->told = [this](const std::string& message) { tell(message); };
@@ -48,18 +78,49 @@ DashboardWindow::~DashboardWindow() {
   model_->changed = nullptr;
   model_->told = nullptr;
   if (forget_ != 0) g_source_remove(forget_);
+  if (dress_ != 0) g_source_remove(dress_);
   g_object_unref(window_);
+}
+
+void DashboardWindow::addShortcuts(GtkApplication* application) {
+  GSimpleAction* refresh = g_simple_action_new("refresh", nullptr);
+  g_signal_connect_swapped(refresh, "activate", G_CALLBACK(+[](gpointer self) {
+                             static_cast<DashboardWindow*>(self)->model_->refresh();
+                           }),
+                           this);
+  g_action_map_add_action(G_ACTION_MAP(window_), G_ACTION(refresh));
+  g_object_unref(refresh);
+  const auto bind = [application](const char* action, std::initializer_list<const char*> keys) {
+    std::vector<const char*> list(keys);
+    list.push_back(nullptr);
+    gtk_application_set_accels_for_action(application, action, list.data());
+  };
+  bind("win.refresh", {"F5", "<Control>r"});
+  bind("window.close", {"<Control>w", "<Control>q"});  // it is the only window
+  g_signal_connect_swapped(window_, "close-request", G_CALLBACK(+[](gpointer self) -> gboolean {
+                             static_cast<DashboardWindow*>(self)->remember();
+                             return FALSE;
+                           }),
+                           this);
 }
 
 GtkWidget* DashboardWindow::makeHeader() {
   GtkWidget* header = gtk_header_bar_new();
+  GtkWidget* title = gtk_label_new(gtk_window_get_title(window_));
+  gtk_label_set_ellipsize(GTK_LABEL(title), PANGO_ELLIPSIZE_END);  // GTK's own would keep 5 letters
+  gtk_widget_add_css_class(title, "title");
+  gtk_header_bar_set_title_widget(GTK_HEADER_BAR(header), title);
   GtkWidget* night = gtk_switch_new();
+  gtk_switch_set_active(GTK_SWITCH(night), look_.isNight ? TRUE : FALSE);
   GtkWidget* label = gtk_label_new_with_mnemonic("_Night");
   gtk_label_set_mnemonic_widget(GTK_LABEL(label), night);
   gtk_widget_set_valign(night, GTK_ALIGN_CENTER);
-  onSwitched(night, +[](gpointer self, GParamSpec*, GtkSwitch* control) {
-    static_cast<DashboardWindow*>(self)->setNight(gtk_switch_get_active(control) != FALSE);
-  }, this);
+  onSwitched(
+      night,
+      +[](gpointer self, GParamSpec*, GtkSwitch* control) {
+        static_cast<DashboardWindow*>(self)->setNight(gtk_switch_get_active(control) != FALSE);
+      },
+      this);
   gtk_header_bar_pack_end(GTK_HEADER_BAR(header), night);
   gtk_header_bar_pack_end(GTK_HEADER_BAR(header), label);
   return header;
@@ -67,11 +128,15 @@ GtkWidget* DashboardWindow::makeHeader() {
 
 GtkWidget* DashboardWindow::makeContent() {
   GtkWidget* column = gtk_box_new(GTK_ORIENTATION_VERTICAL, Spacing::m);
-  gtk_widget_set_margin_start(column, Spacing::l);
-  gtk_widget_set_margin_end(column, Spacing::l);
+  gtk_widget_set_margin_start(column, Spacing::m);
+  gtk_widget_set_margin_end(column, Spacing::m);
   gtk_widget_set_margin_top(column, Spacing::l);
   gtk_widget_set_margin_bottom(column, Spacing::l);
   gtk_box_append(GTK_BOX(column), headline_.widget());
+  gtk_widget_set_focusable(headline_.widget(), TRUE);
+  gtk_widget_add_css_class(headline_.widget(), "headline");
+  gtk_accessible_update_property(GTK_ACCESSIBLE(headline_.widget()), GTK_ACCESSIBLE_PROPERTY_LABEL,
+                                 "Sessions", -1);
 
   // Screen readers say its text whenever it changes.
   told_ = GTK_WIDGET(g_object_new(GTK_TYPE_LABEL, "accessible-role", GTK_ACCESSIBLE_ROLE_STATUS,
@@ -91,23 +156,25 @@ GtkWidget* DashboardWindow::makeContent() {
 }
 
 void DashboardWindow::show() {
-  headline_.setView(nightMode(HeadlineView{SnapshotLead(model_->snapshot())}, isNight_));
+  headline_.show(HeadlineView{SnapshotLead(model_->snapshot())}, look_);
   showTroubles();
   showCards();
+  // From here one Tab leads to the first question, and none is answered by a stray key.
+  if (gtk_window_get_focus(window_) == nullptr) gtk_widget_grab_focus(headline_.widget());
 }
 
 void DashboardWindow::showTroubles() {
   const std::vector<AgentTrouble> troubles = model_->troubles();
   while (troubleLines_.size() > troubles.size()) {
-    gtk_box_remove(GTK_BOX(troubles_), troubleLines_.back().widget());
+    gtk_box_remove(GTK_BOX(troubles_), troubleLines_.back()->widget());
     troubleLines_.pop_back();
   }
   while (troubleLines_.size() < troubles.size()) {
-    troubleLines_.emplace_back();
-    gtk_box_append(GTK_BOX(troubles_), troubleLines_.back().widget());
+    troubleLines_.push_back(std::make_unique<NightWidget<TroubleView>>());
+    gtk_box_append(GTK_BOX(troubles_), troubleLines_.back()->widget());
   }
   for (std::size_t i = 0; i < troubles.size(); ++i)
-    troubleLines_[i].setView(nightMode(TroubleView{troubles[i]}, isNight_));
+    troubleLines_[i]->show(TroubleView{troubles[i]}, look_);
 }
 
 // Cards stay with their sessions: those that remain are moved, never made anew, and when the
@@ -124,13 +191,12 @@ void DashboardWindow::showCards() {
         for (const AgentSession& now : model_->snapshot().sessions)
           if (CardKey{now.provider, now.id} == key) return model_->answer(now, decision);
       };
-      card = std::make_unique<SessionCard>(session, answer);
+      card = std::make_unique<SessionCard>(answer);
       gtk_box_append(GTK_BOX(cards_), card->widget());
       order_.push_back(key);
     }
-    const bool isAnswering =
-        session.permission && model_->isAnswering(session.permission->id);
-    card->show(session, isAnswering, isNight_);
+    const bool isAnswering = session.permission && model_->isAnswering(session.permission->id);
+    card->show(session, isAnswering, look_);
     order.push_back(std::move(key));
   }
   for (const CardKey& key : order_) {
@@ -163,17 +229,47 @@ void DashboardWindow::tell(const std::string& message) {
 }
 
 void DashboardWindow::setNight(bool isNight) {
-  isNight_ = isNight;
+  UserDefaults::standard().set(nightKey, isNight);
+  look_.isNight = isNight;
   followDesktop();
   show();
 }
 
-// At night everything is dark, whatever the desktop says: the filter makes red of it.
+// GTK's own parts fade from look to look. What is drawn has its colours of light or of dark, so
+// it changes over in the middle, where both can be read.
 void DashboardWindow::followDesktop() {
   GtkWidget* window = GTK_WIDGET(window_);
-  const bool isDark = gtk::desktopAppearance() == Appearance::dark;
-  for (const char* look : {"light", "dark", "night"}) gtk_widget_remove_css_class(window, look);
-  gtk_widget_add_css_class(window, isNight_ ? "night" : isDark ? "dark" : "light");
+  const char* wanted = look_.isNight                                  ? "night"
+                       : gtk::desktopAppearance() == Appearance::dark ? "dark"
+                                                                      : "light";
+  for (const char* look : {"light", "dark", "night"})
+    if (g_strcmp0(look, wanted) != 0) gtk_widget_remove_css_class(window, look);
+  gtk_widget_add_css_class(window, wanted);
+  if (dress_ != 0) g_source_remove(std::exchange(dress_, 0));
+  const Appearance appearance = appearanceFor(look_.isNight);
+  if (appearance == look_.appearance) return;
+  if (gtk_widget_get_mapped(window) == FALSE || !areAnimationsOn()) return dress(appearance);
+  const auto dressed = [](gpointer self) -> gboolean {
+    auto* dashboard = static_cast<DashboardWindow*>(self);
+    dashboard->dress_ = 0;
+    dashboard->dress(appearanceFor(dashboard->look_.isNight));
+    return G_SOURCE_REMOVE;
+  };
+  dress_ = g_timeout_add(halfOfFade, dressed, this);
+}
+
+void DashboardWindow::dress(Appearance appearance) {
+  look_.appearance = appearance;
+  show();
+}
+
+void DashboardWindow::remember() const {
+  int width = 0;
+  int height = 0;
+  gtk_window_get_default_size(window_, &width, &height);
+  UserDefaults defaults = UserDefaults::standard();
+  defaults.set(widthKey, std::int64_t{width});
+  defaults.set(heightKey, std::int64_t{height});
 }
 
 }  // namespace dashboard

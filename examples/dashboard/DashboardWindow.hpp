@@ -9,9 +9,11 @@
 
 #include <gtk/gtk.h>
 
-#include <IdlewynKit/gtk/ViewWidget.hpp>
+#include <IdlewynKit/gtk/DesktopAppearance.hpp>
 
+#include "CardView.hpp"
 #include "DashboardModel.hpp"
+#include "NightWidget.hpp"
 #include "SessionCard.hpp"
 
 namespace dashboard {
@@ -28,6 +30,7 @@ class DashboardWindow {
   GtkWindow* window() const { return window_; }
 
  private:
+  void addShortcuts(GtkApplication* application);
   GtkWidget* makeHeader();
   GtkWidget* makeContent();
   void show();
@@ -36,20 +39,23 @@ class DashboardWindow {
   void tell(const std::string& message);
   void setNight(bool isNight);
   void followDesktop();
+  void dress(idlewyn::platform::Appearance appearance);
+  void remember() const;
 
   std::shared_ptr<DashboardModel> model_;
   GtkWindow* window_;
   GtkWidget* cards_ = nullptr;
   GtkWidget* troubles_ = nullptr;
   GtkWidget* told_ = nullptr;
-  idlewyn::gtk::ViewWidget headline_;
+  NightWidget<HeadlineView> headline_;
   using CardKey = std::pair<idlewyn::AgentProvider, std::string>;
   std::map<CardKey, std::unique_ptr<SessionCard>> shown_;
   std::vector<CardKey> order_;
-  std::vector<idlewyn::gtk::ViewWidget> troubleLines_;
+  std::vector<std::unique_ptr<NightWidget<TroubleView>>> troubleLines_;
   std::shared_ptr<void> desktop_;
   guint forget_ = 0;
-  bool isNight_ = false;
+  guint dress_ = 0;
+  Look look_;
 };
 
 }  // namespace dashboard

@@ -7,8 +7,6 @@
 
 #include <IdlewynKit/UI.hpp>
 
-#include "CardView.hpp"
-
 namespace dashboard {
 namespace {
 
@@ -20,6 +18,24 @@ struct Press {
   PermissionDecision decision;
 };
 
+// A label takes the keyboard when it is clicked, for Ctrl+C, but is no stop of the Tab key.
+void makeSelectableByPointer(GtkWidget* label) {
+  gtk_label_set_selectable(GTK_LABEL(label), TRUE);
+  gtk_widget_set_can_focus(label, FALSE);
+  GtkGesture* click = gtk_gesture_click_new();
+  gtk_event_controller_set_propagation_phase(GTK_EVENT_CONTROLLER(click), GTK_PHASE_CAPTURE);
+  const auto pressed = [](GtkWidget* clicked) { gtk_widget_set_can_focus(clicked, TRUE); };
+  g_signal_connect_swapped(click, "pressed", G_CALLBACK(+pressed), label);
+  gtk_widget_add_controller(label, GTK_EVENT_CONTROLLER(click));
+  GtkEventController* focus = gtk_event_controller_focus_new();
+  const auto left = [](GtkWidget* leaving) {
+    gtk_label_select_region(GTK_LABEL(leaving), 0, 0);
+    gtk_widget_set_can_focus(leaving, FALSE);
+  };
+  g_signal_connect_swapped(focus, "leave", G_CALLBACK(+left), label);
+  gtk_widget_add_controller(label, focus);
+}
+
 GtkWidget* makeLabel(const std::string& text, const char* style) {
   // GTK takes UTF-8 only; what is none is shown as U+FFFD.
   char* valid = g_utf8_make_valid(text.data(), static_cast<gssize>(text.size()));
@@ -28,28 +44,30 @@ GtkWidget* makeLabel(const std::string& text, const char* style) {
   gtk_label_set_wrap(GTK_LABEL(label), TRUE);
   gtk_label_set_wrap_mode(GTK_LABEL(label), PANGO_WRAP_WORD_CHAR);
   gtk_label_set_xalign(GTK_LABEL(label), 0);
-  gtk_label_set_selectable(GTK_LABEL(label), TRUE);
+  makeSelectableByPointer(label);
   gtk_widget_add_css_class(label, style);
   return label;
 }
 
 }  // namespace
 
-SessionCard::SessionCard(const AgentSession& session, Answer answer)
+SessionCard::SessionCard(Answer answer)
     : answer_(std::move(answer)), box_(gtk_box_new(GTK_ORIENTATION_VERTICAL, Spacing::s)) {
   g_object_ref_sink(box_);
   gtk_widget_add_css_class(box_, "card");
   gtk_widget_set_hexpand(view_.widget(), TRUE);
   gtk_box_append(GTK_BOX(box_), view_.widget());
-  show(session, false, false);
 }
 
 SessionCard::~SessionCard() { g_object_unref(box_); }
 
-void SessionCard::show(const AgentSession& session, bool isAnswering, bool isNight) {
-  view_.setView(nightMode(CardView{session}, isNight));
-  gtk_accessible_update_property(GTK_ACCESSIBLE(box_), GTK_ACCESSIBLE_PROPERTY_LABEL,
-                                 session.projectName().c_str(), -1);
+void SessionCard::show(const AgentSession& session, bool isAnswering, Look look) {
+  view_.show(CardView{session}, look);
+  if (name_ != session.projectName()) {
+    name_ = session.projectName();
+    gtk_accessible_update_property(GTK_ACCESSIBLE(box_), GTK_ACCESSIBLE_PROPERTY_LABEL,
+                                   name_.c_str(), -1);
+  }
   if (session.permission != shown_) {
     if (prompt_ != nullptr) gtk_box_remove(GTK_BOX(box_), std::exchange(prompt_, nullptr));
     buttons_ = nullptr;
@@ -68,7 +86,7 @@ void SessionCard::makePrompt(const PermissionPrompt& prompt) {
   if (hasRule)
     gtk_box_append(GTK_BOX(prompt_), makeLabel("Always adds: " + *prompt.alwaysRule, "rule"));
 
-  buttons_ = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, Spacing::s);
+  buttons_ = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, Spacing::xs);
   addButton("_Allow", "suggested-action", PermissionDecision::allow, prompt);
   addButton("_Deny", "destructive-action", PermissionDecision::deny, prompt);
   if (hasRule) addButton("Al_ways", "always", PermissionDecision::always, prompt);
@@ -76,8 +94,8 @@ void SessionCard::makePrompt(const PermissionPrompt& prompt) {
   gtk_box_append(GTK_BOX(box_), prompt_);
 }
 
-GtkWidget* SessionCard::addButton(const char* label, const char* style,
-                                  PermissionDecision decision, const PermissionPrompt& prompt) {
+GtkWidget* SessionCard::addButton(const char* label, const char* style, PermissionDecision decision,
+                                  const PermissionPrompt& prompt) {
   GtkWidget* button = gtk_button_new_with_mnemonic(label);
   gtk_widget_add_css_class(button, style);
   // A screen reader hears what the button is about, not only "Allow".
@@ -91,9 +109,10 @@ GtkWidget* SessionCard::addButton(const char* label, const char* style,
     const Press press = *static_cast<Press*>(data);  // the button may go meanwhile
     press.answer(press.decision);
   };
-  g_signal_connect_data(button, "clicked", G_CALLBACK(+pressed), new Press{answer_, decision},
-                        [](gpointer data, GClosure*) { delete static_cast<Press*>(data); },
-                        static_cast<GConnectFlags>(0));
+  g_signal_connect_data(
+      button, "clicked", G_CALLBACK(+pressed), new Press{answer_, decision},
+      [](gpointer data, GClosure*) { delete static_cast<Press*>(data); },
+      static_cast<GConnectFlags>(0));
   gtk_box_append(GTK_BOX(buttons_), button);
   return button;
 }

@@ -3,11 +3,14 @@
 
 #include <functional>
 #include <optional>
+#include <string>
 
 #include <gtk/gtk.h>
 
-#include <IdlewynKit/gtk/ViewWidget.hpp>
 #include <IdlewynKit/model/AgentSession.hpp>
+
+#include "CardView.hpp"
+#include "NightWidget.hpp"
 
 namespace dashboard {
 
@@ -17,13 +20,13 @@ class SessionCard {
  public:
   using Answer = std::function<void(idlewyn::PermissionDecision)>;
 
-  SessionCard(const idlewyn::AgentSession& session, Answer answer);
+  explicit SessionCard(Answer answer);
   SessionCard(const SessionCard&) = delete;
   SessionCard& operator=(const SessionCard&) = delete;
   ~SessionCard();
 
   GtkWidget* widget() const { return box_; }
-  void show(const idlewyn::AgentSession& session, bool isAnswering, bool isNight);
+  void show(const idlewyn::AgentSession& session, bool isAnswering, Look look);
 
  private:
   void makePrompt(const idlewyn::PermissionPrompt& prompt);
@@ -32,7 +35,8 @@ class SessionCard {
 
   Answer answer_;
   GtkWidget* box_;
-  idlewyn::gtk::ViewWidget view_;
+  NightWidget<CardView> view_;
+  std::string name_;
   GtkWidget* prompt_ = nullptr;
   GtkWidget* buttons_ = nullptr;
   std::optional<idlewyn::PermissionPrompt> shown_;

@@ -36,8 +36,7 @@ void activate(GtkApplication* application, gpointer) {
   }
   auto model = std::make_shared<dashboard::DashboardModel>(connections());
   auto* window = new dashboard::DashboardWindow(application, model);
-  g_signal_connect_swapped(window->window(), "destroy",
-                           G_CALLBACK(+[](gpointer data) {
+  g_signal_connect_swapped(window->window(), "destroy", G_CALLBACK(+[](gpointer data) {
                              delete static_cast<dashboard::DashboardWindow*>(data);
                            }),
                            window);
@@ -48,10 +47,9 @@ void activate(GtkApplication* application, gpointer) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const GOptionEntry options[] = {
-      {"demo", 'd', G_OPTION_FLAG_NONE, G_OPTION_ARG_NONE, &wantsDemo,
-       "Show generated sessions, whatever is paired", nullptr},
-      {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr}};
+  const GOptionEntry options[] = {{"demo", 'd', G_OPTION_FLAG_NONE, G_OPTION_ARG_NONE, &wantsDemo,
+                                   "Show generated sessions, whatever is paired", nullptr},
+                                  {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr}};
   GtkApplication* application =
       gtk_application_new("app.vantor.idlewyn.dashboard", G_APPLICATION_DEFAULT_FLAGS);
   g_application_add_main_option_entries(G_APPLICATION(application), options);

@@ -101,11 +101,13 @@ TEST_P(KeychainContract, AGroupThatWasNotGrantedIsAMissingEntitlementForEveryVer
     EXPECT_EQ(keychain->remove(token("other")), refused);
     EXPECT_EQ(valueOf(*keychain, token()), "-25300") << "another's group was searched";
     EXPECT_EQ(keychain->remove(token()), KeychainStatus::itemNotFound);
+    EXPECT_EQ(keychain->add(token(""), attributes("y")), refused) << "the private group by name";
+    EXPECT_EQ(keychain->copyMatching(token("")).status, refused);
   }
   EXPECT_EQ(valueOf(*keychain({"other"}), token("other")), "x");
 }
 
-TEST_P(KeychainContract, ANewItemGoesIntoTheNamedElseTheFirstElseThePrivateGroup) {
+TEST_P(KeychainContract, ANewItemGoesIntoTheNamedElseThePrivateGroup) {
   struct Row {
     KeychainBackEnd::Groups granted;
     Optional named;
@@ -113,9 +115,9 @@ TEST_P(KeychainContract, ANewItemGoesIntoTheNamedElseTheFirstElseThePrivateGroup
   };
   const Row rows[]{
       {{}, std::nullopt, ""},
-      {{"b", "a"}, std::nullopt, "b"},
+      {{"b", "a"}, std::nullopt, ""},
       {{"b", "a"}, "a", "a"},
-      {{"a"}, "", ""},
+      {{"a", ""}, "", ""},
   };
   for (const Row& row : rows) {
     const auto keychain = this->keychain(row.granted);
@@ -123,24 +125,26 @@ TEST_P(KeychainContract, ANewItemGoesIntoTheNamedElseTheFirstElseThePrivateGroup
     const KeychainListing listing = keychain->all();
     ASSERT_EQ(listing.items.size(), 1u);
     EXPECT_EQ(listing.items.front().accessGroup, row.expected);
+    for (const std::string& group : row.granted)
+      EXPECT_EQ(valueOf(*keychain, token(group)), group == row.expected ? "x" : "-25300") << group;
     EXPECT_EQ(keychain->remove(token()), KeychainStatus::success);
   }
 }
 
 TEST_P(KeychainContract, WithoutAGroupTheVerbsActOnEveryGrantedGroupAndThePrivateOne) {
-  const auto keychain = this->keychain({"b", "a"}), every = this->keychain({"a", "b", "c"});
+  const auto keychain = this->keychain({"b", "a"}), every = this->keychain({"a", "b", "c", ""});
   for (const char* group : {"", "a", "b", "c"})
     EXPECT_EQ(every->add(token(group), attributes(group)), KeychainStatus::success) << group;
 
   // Granted ones in their order, then the private one.
   for (const char* group : {"b", "a", ""}) {
     EXPECT_EQ(valueOf(*keychain, token()), group);
-    EXPECT_EQ(keychain->remove(token(group)), KeychainStatus::success);
+    EXPECT_EQ(every->remove(token(group)), KeychainStatus::success);
   }
   EXPECT_EQ(valueOf(*keychain, token()), "-25300");
 
   for (const char* group : {"", "a"})
-    EXPECT_EQ(keychain->add(token(group), attributes("old")), KeychainStatus::success);
+    EXPECT_EQ(every->add(token(group), attributes("old")), KeychainStatus::success);
   EXPECT_EQ(keychain->update(token(), attributes("new")), KeychainStatus::success);
   for (const char* group : {"", "a"})
     EXPECT_EQ(valueOf(*every, token(group)), "new") << group;
@@ -160,8 +164,9 @@ TEST_P(KeychainContract, AListingHoldsEverythingOfEveryItem) {
   const KeychainAttributes open(Data::ofText("open"), afterFirstUnlock);
   const KeychainAttributes closed(Data::ofText("closed"), KeychainAccessibility::whenUnlocked);
   EXPECT_EQ(keychain->add(token("group"), open), KeychainStatus::success);
-  EXPECT_EQ(keychain->add(token(std::string()), open), KeychainStatus::success);
-  EXPECT_EQ(keychain->update(token(std::string()), closed), KeychainStatus::success);
+  const auto owner = this->keychain({});
+  EXPECT_EQ(owner->add(token(), open), KeychainStatus::success);
+  EXPECT_EQ(owner->update(token(), closed), KeychainStatus::success);
 
   const KeychainListing listing = this->keychain({})->all();
   EXPECT_EQ(listing.status, KeychainStatus::success);

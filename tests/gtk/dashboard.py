@@ -21,7 +21,9 @@ import zlib
 import gi
 
 gi.require_version("Atspi", "2.0")
-from gi.repository import Atspi  # noqa: E402
+from gi.repository import Atspi, GLib  # noqa: E402
+
+from xsettings import XSettings  # noqa: E402
 
 IDLEWYN, SANDBOX, DASHBOARD, PICTURE = sys.argv[1:5]
 
@@ -48,18 +50,25 @@ def tree(node):
     return found
 
 
-def write_png(screen, path):
-    """The X server's picture (XWD, 24 bits in 32) as PNG."""
-    data = pathlib.Path(screen).read_bytes()
+def screen_rows():
+    """The X server's picture (XWD, 24 bits in 32): red, green and blue bytes, a row a line."""
+    data = pathlib.Path(os.environ["IDLEWYN_TEST_SCREEN"]).read_bytes()
     head = struct.unpack(">25I", data[:100])
     header_size, width, height, stride, colors = head[0], head[4], head[5], head[12], head[19]
     pixels = data[header_size + 12 * colors:]
-    rows = b""
+    rows = []
     for y in range(height):
         row = pixels[y * stride:y * stride + 4 * width]
         rgb = bytearray(3 * width)
         rgb[0::3], rgb[1::3], rgb[2::3] = row[2::4], row[1::4], row[0::4]
-        rows += b"\0" + bytes(rgb)
+        rows.append(bytes(rgb))
+    return rows
+
+
+def write_png(path):
+    rows = screen_rows()
+    width, height = len(rows[0]) // 3, len(rows)
+    lines = b"".join(b"\0" + row for row in rows)
 
     def chunk(kind, body):
         return (struct.pack(">I", len(body)) + kind + body
@@ -67,7 +76,7 @@ def write_png(screen, path):
 
     pathlib.Path(path).write_bytes(
         b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0))
-        + chunk(b"IDAT", zlib.compress(rows, 6)) + chunk(b"IEND", b""))
+        + chunk(b"IDAT", zlib.compress(lines, 6)) + chunk(b"IEND", b""))
 
 
 class Relay:
@@ -109,21 +118,28 @@ class DashboardTest(unittest.TestCase):
     def setUpClass(cls):
         cls.data = tempfile.TemporaryDirectory(prefix="idlewyn-dashboard-")
         os.environ.update(IDLEWYN_DATA_DIR=cls.data.name, IDLEWYN_KEYCHAIN="file",
-                          GTK_A11Y="atspi")
+                          GTK_A11Y="atspi", G_DEBUG="fatal-warnings")
+        cls.settings = XSettings()
         cls.relay = Relay()
         subprocess.run([IDLEWYN, "pair", cls.relay.pairingLink, "--agent", "claude"], check=True,
                        stdout=subprocess.DEVNULL)
-        cls.relay.show(
+        cls.sessions = [
             session(1, {"id": "p1", "detail": "make test\nmake install", "alwaysRule": "Bash(make)"}),
-            session(2, activity="Bash: swift test", taskDone=1, taskTotal=4))
+            session(2, activity="Bash: swift test", taskDone=1, taskTotal=4)]
+        cls.relay.show(*cls.sessions)
         Atspi.get_desktop(0)  # the bus and its registry run before the window comes
+        cls.start()
+
+    @classmethod
+    def start(cls):
         cls.program = subprocess.Popen([DASHBOARD])
         eventually(cls.find_window, "the window is on the accessibility bus", 60)
 
     @classmethod
     def tearDownClass(cls):
-        cls.program.terminate()
-        cls.program.wait(10)
+        if cls.program.poll() is None:
+            cls.program.terminate()
+            cls.program.wait(10)
         cls.relay.stop()
         cls.data.cleanup()
 
@@ -146,16 +162,35 @@ class DashboardTest(unittest.TestCase):
     def named(self, role, name):
         return [child for r, n, child in self.shown() if r == role and n == name]
 
+    def window_id(self):
+        return subprocess.check_output(["xdotool", "search", "--onlyvisible", "--name",
+                                        "Sessions"], text=True).split()[0]
+
+    def width(self):
+        shape = subprocess.check_output(
+            ["xdotool", "getwindowgeometry", "--shell", self.window_id()], text=True)
+        return int(shape.split("WIDTH=")[1].split()[0])
+
     def press(self, *keys):
-        window = subprocess.check_output(["xdotool", "search", "--onlyvisible", "--name",
-                                          "Sessions"]).split()[0].decode()
-        subprocess.run(["xdotool", "windowfocus", "--sync", window], check=True)
+        subprocess.run(["xdotool", "windowfocus", "--sync", self.window_id()], check=True)
         subprocess.run(["xdotool", "key", "--clearmodifiers", *keys], check=True)
 
+    def requests(self, target):
+        return [request for request in self.relay.control("requests", method="GET")["requests"]
+                if request["target"] == target]
+
     def decisions(self):
-        requests = self.relay.control("requests", method="GET")["requests"]
-        return [json.loads(request["body"]) for request in requests
-                if request["target"] == "/v1/permissions/p1"]
+        return [json.loads(request["body"]) for request in self.requests("/v1/permissions/p1")]
+
+    def is_in(self, state, role, name):
+        return any(found.get_state_set().contains(state) for found in self.named(role, name))
+
+    def size(self, role, name):
+        place = self.named(role, name)[0].get_extents(Atspi.CoordType.WINDOW)
+        return place.width, place.height
+
+    def fetches(self):
+        return len(self.requests("/v1/sessions?provider=claude"))
 
     def test_1_a_screen_reader_finds_everything_that_is_shown(self):
         eventually(lambda: self.named("push button", "Allow Bash"), "the prompt's buttons")
@@ -172,10 +207,41 @@ class DashboardTest(unittest.TestCase):
         self.assertGreater(status.width, 10)
         self.assertGreater(status.y, 10)
 
+    def test_1_text_follows_the_desktop_s_size_live(self):
+        shown = [("push button", "Allow Bash"), ("label", "project1")]
+        before = {what: self.size(*what) for what in shown}
+        self.settings.set({"Xft/DPI": 192 * 1024})
+        for what in shown:
+            eventually(lambda: self.size(*what)[1] > 1.3 * before[what][1], f"larger: {what}")
+        self.settings.set({"Xft/DPI": 96 * 1024})
+        for what in shown:
+            eventually(lambda: self.size(*what) == before[what], f"as before: {what}")
+
+    def test_1_what_time_alone_changes_is_not_told(self):
+        told = []
+        listener = Atspi.EventListener.new(lambda event: told.append(event.source.get_name()))
+        listener.register("object:property-change:accessible-name")
+        context = GLib.MainContext.default()
+        end = time.monotonic() + 7
+        while time.monotonic() < end:
+            context.iteration(False)
+            time.sleep(0.01)
+        self.assertEqual(told, [], "two fetches and seven ticks of a clock")
+        self.relay.show(self.sessions[0],
+                        session(2, activity="Edit: main.cpp", taskDone=1, taskTotal=4))
+        while not any("main.cpp" in name for name in told) and time.monotonic() < end + 20:
+            context.iteration(False)
+            time.sleep(0.01)
+        listener.deregister("object:property-change:accessible-name")
+        self.assertTrue(any("main.cpp" in name for name in told), "what is new is told")
+
     def test_2_a_prompt_is_answered_by_keyboard(self):
         eventually(lambda: self.named("push button", "Allow Bash"), "the prompt's buttons")
-        write_png(os.environ["IDLEWYN_TEST_SCREEN"], PICTURE)
-        self.press("alt+a")
+        write_png(PICTURE)
+        self.press("Tab")
+        eventually(lambda: self.is_in(Atspi.StateType.FOCUSED, "push button", "Allow Bash"),
+                   "one Tab leads to the first answer")
+        self.press("space")
         eventually(self.decisions, "the relay has the answer")
         self.assertEqual(self.decisions(), [{"decision": "allow"}])
         eventually(lambda: any("Allowed" in name for _, name, _ in self.shown()), "it is said")
@@ -184,13 +250,43 @@ class DashboardTest(unittest.TestCase):
         self.relay.control("faults", {"endpoint": "v1/sessions", "fault": "status=503"})
         eventually(lambda: any("Claude" in name and "503" in name
                                for _, name, _ in self.shown()), "the error line")
-        self.assertTrue(any(name == "project2" for _, name, _ in self.shown()))
+        names = [name for _, name, _ in self.shown()]
+        self.assertIn("project2", names)
+        self.assertRegex(" ".join(names), r"Last seen \d+\W*s\w* ago", "the age of what is shown")
+
+    def test_3_a_key_fetches_at_once(self):
+        before = self.fetches()
+        eventually(lambda: self.fetches() > before, "a fetch; the next by itself is 3 s away")
+        before = self.fetches()
+        self.press("F5")
+        eventually(lambda: self.fetches() > before, "another", 1.5)
 
     def test_4_night_is_a_switch_that_the_keyboard_reaches(self):
-        switch = eventually(lambda: self.named("check box", "Night"), "the switch")[0]
+        eventually(lambda: self.named("check box", "Night"), "the switch")
         self.press("alt+n")
-        eventually(lambda: switch.get_state_set().contains(Atspi.StateType.CHECKED)
-                   or switch.get_state_set().contains(Atspi.StateType.PRESSED), "night is on")
+        eventually(self.is_night, "night is on")
+        time.sleep(2.5)  # the fade takes 1.2
+        rows = screen_rows()
+        brightest = [max(max(row[part::3]) for row in rows) for part in range(3)]
+        self.assertLess(max(brightest[1:]), 120, "nothing is light but red")
+        place = self.named("panel", "Sessions")[0].get_extents(Atspi.CoordType.WINDOW)
+        head = rows[place.y:place.y + place.height]
+        self.assertGreater(max(max(row[0::3]) for row in head), 200, "the headline can be read")
+
+    def is_night(self):
+        return (self.is_in(Atspi.StateType.CHECKED, "check box", "Night")
+                or self.is_in(Atspi.StateType.PRESSED, "check box", "Night"))
+
+    def test_5_night_and_size_outlive_the_window(self):
+        subprocess.run(["xdotool", "windowsize", self.window_id(), "150", "500"], check=True)
+        eventually(lambda: self.width() <= 260, "the window is as narrow as it can be")
+        self.press("ctrl+w")
+        self.assertEqual(self.program.wait(10), 0)
+        self.start()
+        eventually(self.is_night, "night is remembered")
+        eventually(lambda: self.width() <= 260, "the size is remembered")
+        self.press("ctrl+q")
+        self.assertEqual(self.program.wait(10), 0)
 
 
 if __name__ == "__main__":

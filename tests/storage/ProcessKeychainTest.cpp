@@ -95,6 +95,12 @@ TEST(KeychainStore, KeepsGrantedGroupsApart) {
     require(textIn(other, "k") == "in g2", "removing in one group leaves the other's");
     one.set(Data::ofText("in g1"), "k");
     require(textIn(other, "k") == "in g2" && textIn(one, "k") == "in g1", "an item each");
+    any.set(Data::ofText("in none"), "own");
+    require(!one.data("own") && !other.data("own"), "an item without a group is in none");
+    require(textIn(any, "own") == "in none", "and found without one");
+    const KeychainStore unnamed("s", "");
+    unnamed.set(Data::ofText("again"), "own");
+    require(textIn(any, "own") == "again", "an empty group is like one that isn't granted");
   });
 }
 

@@ -123,11 +123,16 @@ TEST(ActivityLine, StyleIconAndSize) {
     ASSERT_EQ(texts.size(), 1U);
     const bool isGradient = std::holds_alternative<platform::GradientPaint>(texts[0].paint);
     EXPECT_EQ(isGradient, row.style == ShapeStyle(Palette::sky));
-    const Font font = row.compact ? Font::system(TextStyle::caption2).monospaced()
-                                  : Font::system(TextStyle::caption).monospaced();
+    const Font font = Font::system(row.compact ? TextStyle::caption2 : TextStyle::caption)
+                          .weight(FontWeight::regular)
+                          .monospaced();
     const auto expected = show(Text("Bash").font(font));
     EXPECT_EQ(platform::metricsOf(*texts[0].text).size, expected.size);
   }
+  const auto height = [](bool compact) {
+    return show(ActivityLine("Bash", Color::black(), true, compact)).size.height;
+  };
+  EXPECT_LT(height(true), height(false)) << "compact is smaller";
 }
 
 TEST(ActivityLine, AnyText) {

@@ -123,6 +123,26 @@ TEST(NightMode, FadesInAndOutOver1200Milliseconds) {
   }
 }
 
+/// Chooses its colour by the night.
+struct Dimmed {
+  View body(const Environment& environment) const {
+    return Text("x").foreground(environment.value<IsNightMode>() ? Color::black() : Color::white());
+  }
+};
+
+TEST(NightMode, TakesColoursThatDependOnItAlong) {
+  Host host;
+  const auto brightness = [&](double seconds, bool isOn) {
+    const Frame frame =
+        host.frame(nightMode(Dimmed(), isOn), shown::english(), Proposal(), shown::after(seconds));
+    return std::get<RGBA>(shown::operations<platform::TextOperation>(frame).at(0).paint).red;
+  };
+  EXPECT_EQ(brightness(0, false), 1);
+  EXPECT_EQ(brightness(1, true), 1);
+  EXPECT_NEAR(brightness(1.6, true), 0.5, 1e-6);
+  EXPECT_EQ(brightness(2.3, true), 0);
+}
+
 TEST(NightMode, EasesAtBothEnds) {
   NightFall night;
   night.at(0, false);

@@ -37,6 +37,8 @@ TEST(StatusIndicator, SymbolTintSizeAndName) {
   };
   EXPECT_DOUBLE_EQ(widthOf(28, 1), 2 * widthOf(14, 1));
   EXPECT_EQ(widthOf(14, 2), widthOf(14, 1)) << "a fixed size does not follow the text size";
+  EXPECT_EQ(spoken(show(StatusIndicator(SessionStatus{77}, 20))), std::vector<std::string>{"Idle"});
+  EXPECT_EQ(spoken(show(ProviderBadge(AgentProvider{9}, true))).size(), 1U);
 }
 
 // How much is left of its colour.

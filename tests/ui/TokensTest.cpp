@@ -92,12 +92,12 @@ TEST(Typography, EveryFont) {
       {"supporting", T::supporting, 12, regular, plain, false},
       {"meta", T::meta, 10, regular, plain, false},
       {"metaStrong", T::metaStrong, 10, semibold, plain, false},
-      {"metaSmall", T::metaSmall, 10, medium, plain, false},
-      {"metaSmallStrong", T::metaSmallStrong, 10, semibold, plain, false},
+      {"metaSmall", T::metaSmall, 9, regular, plain, false},
+      {"metaSmallStrong", T::metaSmallStrong, 9, semibold, plain, false},
       {"mono", T::mono, 10, regular, mono, false},
       {"monoBody", T::monoBody, 13, regular, mono, false},
       {"number", T::number, 10, semibold, plain, true},
-      {"numberSmall", T::numberSmall, 10, semibold, plain, true},
+      {"numberSmall", T::numberSmall, 9, semibold, plain, true},
       {"numberLarge", T::numberLarge, 13, bold, round, true},
   };
   for (const Row& row : rows) {

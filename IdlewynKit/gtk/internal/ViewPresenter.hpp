@@ -42,7 +42,8 @@ class ViewPresenter {
   /// The next frame at the moment when it is due, or at once while something moves.
   void schedule();
   void stopClock();
-  void showElements(Cause cause);
+  void showElements();
+  bool isExpected(std::size_t element, const std::string& name) const;
   void rebuildElements();
   void placeElements();
   platform::Point origin() const;
@@ -64,6 +65,8 @@ class ViewPresenter {
     std::optional<double> value;
   };
   std::vector<Element> elements_;
+  /// While a view takes the place of another: the names that the other would have now.
+  std::optional<std::vector<std::string>> expectedNames_;
   gint64 toldAt_ = 0;
 
   guint tick_ = 0;

@@ -27,9 +27,12 @@ concept RawRepresentable = requires {
   RawValues<E>::texts.size();
 };
 
+/// Empty for a value without an enumerator.
 template <RawRepresentable E>
 constexpr std::string_view rawValue(E value) noexcept {
-  return RawValues<E>::texts[static_cast<std::size_t>(value)];
+  const auto& texts = RawValues<E>::texts;
+  const auto index = static_cast<std::size_t>(value);
+  return index < texts.size() ? texts[index] : std::string_view();
 }
 
 /// Exact, case-sensitive match of the whole text.

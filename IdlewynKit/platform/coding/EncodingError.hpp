@@ -8,8 +8,8 @@
 #include <IdlewynKit/Export.hpp>
 #include <IdlewynKit/platform/coding/CodingKey.hpp>
 
-/// Why a value has no JSON form: a text that is not UTF-8, or a number that JSON can't hold
-/// (an infinity or one that is not a number).
+/// Why a value has no JSON form: a text that is not UTF-8, a number that JSON can't hold (an
+/// infinity or one that is not a number), or an enumeration's value without an enumerator.
 ///
 ///     catch (const EncodingError& error) { log(error.what()); }
 namespace idlewyn::platform {

@@ -92,7 +92,7 @@ void ValueWriter::write(const Shape& shape, const void* value, const PathStep* p
     case Shape::Kind::boolean: json_.put(as<bool>(value) ? "true" : "false"); break;
     case Shape::Kind::date: writeDate(as<Date>(value), path); break;
     case Shape::Kind::url: writeText(as<URL>(value).text(), path); break;
-    case Shape::Kind::closedSet: writeText(shape.texts[loadCase(shape, value)], path); break;
+    case Shape::Kind::closedSet: writeCase(shape, value, path); break;
     case Shape::Kind::record: writeRecord(shape, value, path); break;
     case Shape::Kind::list: writeList(shape, value, path); break;
     case Shape::Kind::dictionary: writeDictionary(value, path); break;
@@ -129,6 +129,14 @@ void ValueWriter::writeCarefully(std::string_view text, const PathStep* path) {
   }
   json_.put(text.substr(begin));
   json_.put('"');
+}
+
+void ValueWriter::writeCase(const Shape& shape, const void* value, const PathStep* path) {
+  const std::size_t index = loadCase(shape, value);
+  if (index >= shape.texts.size()) {
+    throw EncodingError(codingPath(path), "The value is none of its type's cases.");
+  }
+  writeText(shape.texts[index], path);
 }
 
 void ValueWriter::writeInteger(std::int64_t value) {

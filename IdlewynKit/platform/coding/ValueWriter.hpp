@@ -20,6 +20,7 @@ class ValueWriter {
  private:
   void writeText(std::string_view text, const PathStep* path);
   void writeCarefully(std::string_view text, const PathStep* path);
+  void writeCase(const Shape& shape, const void* value, const PathStep* path);
   void writeInteger(std::int64_t value);
   void writeNumber(double value, const PathStep* path);
   void writeDate(Date date, const PathStep* path);

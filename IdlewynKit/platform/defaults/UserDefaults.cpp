@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include <IdlewynKit/platform/defaults/UserDefaults.hpp>
 
+#include <pthread.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <limits>
+#include <map>
+#include <mutex>
 #include <utility>
 
 #include <IdlewynKit/platform/base/UTF8.hpp>
@@ -73,16 +77,48 @@ void bindValue(Query& query, const UserDefaults::Value& value) {
   query.bind(3, std::get<double>(value));
 }
 
+// The standard defaults of a process that has nowhere to keep them.
+class MemoryValues {
+ public:
+  static MemoryValues& shared() {
+    static MemoryValues* const values = [] {
+      // Or a child would wait for a thread that only its parent has.
+      pthread_atfork([] { shared().mutex_.lock(); }, [] { shared().mutex_.unlock(); },
+                     [] { shared().mutex_.unlock(); });
+      return new MemoryValues();
+    }();
+    return *values;
+  }
+
+  std::optional<UserDefaults::Value> value(std::string_view key) {
+    const std::lock_guard lock(mutex_);
+    const auto found = values_.find(key);
+    return found == values_.end() ? std::nullopt : std::optional(found->second);
+  }
+  void set(std::string_view key, const UserDefaults::Value& value) {
+    const std::lock_guard lock(mutex_);
+    values_.insert_or_assign(std::string(key), value);
+  }
+  void remove(std::string_view key) {
+    const std::lock_guard lock(mutex_);
+    if (const auto found = values_.find(key); found != values_.end()) values_.erase(found);
+  }
+
+ private:
+  std::mutex mutex_;
+  std::map<std::string, UserDefaults::Value, std::less<>> values_;
+};
+
 }  // namespace
 
-/// Without a file everything is absent and nothing can be set.
+/// Without a file the values are those in memory.
 class UserDefaults::Store {
  public:
   explicit Store(DatabaseFile* file) noexcept : file_(file) {}
 
   std::optional<Value> value(std::string_view key) const {
+    if (file_ == nullptr) return MemoryValues::shared().value(key);
     std::optional<Value> found;
-    if (file_ == nullptr) return found;
     file_->read([&](DatabaseFile::Session& session) {
       return session.query("SELECT isBoolean, value FROM defaults WHERE key = ?1",
                            [&](Query& query) {
@@ -97,8 +133,10 @@ class UserDefaults::Store {
 
   bool set(std::string_view key, const Value& value) const {
     const auto* text = std::get_if<std::string>(&value);
-    if (file_ == nullptr || !isValidUTF8(key) || (text != nullptr && !isValidUTF8(*text))) {
-      return false;
+    if (!isValidUTF8(key) || (text != nullptr && !isValidUTF8(*text))) return false;
+    if (file_ == nullptr) {
+      MemoryValues::shared().set(key, value);
+      return true;
     }
     return isDone(file_->write(DatabaseFile::Missing::make, [&](DatabaseFile::Session& session) {
       return session.query("REPLACE INTO defaults VALUES(?1, ?2, ?3)", [&](Query& query) {
@@ -110,7 +148,10 @@ class UserDefaults::Store {
   }
 
   bool remove(std::string_view key) const {
-    if (file_ == nullptr) return false;
+    if (file_ == nullptr) {
+      MemoryValues::shared().remove(key);
+      return true;
+    }
     const Outcome outcome =
         file_->write(DatabaseFile::Missing::leave, [&](DatabaseFile::Session& session) {
           return session.query("DELETE FROM defaults WHERE key = ?1", [&](Query& query) {
@@ -131,7 +172,9 @@ UserDefaults::UserDefaults(std::shared_ptr<Store> store) : store_(std::move(stor
 
 UserDefaults UserDefaults::standard() {
   static const std::string* const name = new std::string(nameOfExecutable());
-  return UserDefaults(std::make_shared<Store>(fileOf(*name)));
+  DatabaseFile* const file = fileOf(*name);
+  const bool canBeOpened = file != nullptr && file->probe() != Outcome::unopenable;
+  return UserDefaults(std::make_shared<Store>(canBeOpened ? file : nullptr));
 }
 
 std::optional<UserDefaults> UserDefaults::suite(std::string_view name) {

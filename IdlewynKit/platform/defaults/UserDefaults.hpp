@@ -28,7 +28,8 @@ class UserDefaults {
   using Value = std::variant<Data, std::string, std::int64_t, double, bool>;
 
   /// The defaults of this process's application: the suite that has the name of its executable.
-  /// Where that can't be opened everything is absent and nothing can be set.
+  /// Where that can't be opened or made, values are kept in memory: every such handle of this
+  /// process shares them, and they end with it.
   IDLEWYNKIT_EXPORT static UserDefaults standard();
   /// The suite in "defaults/NAME.sqlite3" of $IDLEWYN_DATA_DIR, else of "idlewyn" in
   /// $XDG_DATA_HOME (when absolute) or ~/.local/share. Nothing when it can't be opened or made, or

@@ -26,8 +26,7 @@ class GroupedKeychain final : public ListedKeychain {
   KeychainStatus::Code add(const KeychainQuery& query,
                            const KeychainAttributes& attributes) override {
     if (!isGranted(groups_, query)) return KeychainStatus::missingEntitlement;
-    return items_->insert({query.service, query.account, groupOfNewItem(groups_, query)},
-                          attributes);
+    return items_->insert({query.service, query.account, groupOfNewItem(query)}, attributes);
   }
 
   KeychainStatus::Code update(const KeychainQuery& query,

@@ -51,9 +51,9 @@ enum class KeychainAccessibility : std::uint8_t { whenUnlocked, afterFirstUnlock
 
 /// Addresses items of the class "generic password". With an access group that was not granted,
 /// every verb answers `missingEntitlement`. Without one, the verbs act on items in any granted
-/// group and in the private group, whose name is empty; reading takes the first that it finds in
-/// that order. A new item then goes into the first granted group, or into the private group when
-/// none is granted.
+/// group and in the private group; reading takes the first that it finds in that order. A new item
+/// then always goes into the private group, so that it is not found through a granted one. The
+/// private group has no name to ask for: an empty one counts as not granted unless it is listed.
 struct KeychainQuery {
   KeychainQuery(std::string service, std::string account, std::optional<std::string> accessGroup)
       : service(std::move(service)),

@@ -37,7 +37,8 @@ bool isNewer(const KeychainItem& item, const KeychainItem& other) {
   return item.modified && other.modified && *item.modified > *other.modified;
 }
 
-/// The items of two places, each of which may be changed under any group that occurs in them.
+/// The items of two places, each of which may be changed under any group that occurs in them, the
+/// private one included.
 struct TwoPlaces {
   TwoPlaces(KeychainPlaces& places, KeychainPlace fromPlace, KeychainPlace toPlace)
       : listedFrom(places.keychain(fromPlace, {})->all()),

@@ -20,6 +20,8 @@
 ///     if (move.status != KeychainStatus::success) return fail(move);
 namespace idlewyn::platform {
 
+/// The Secret Service is not available in a forked child of a process that has used it; the other
+/// places are.
 enum class KeychainPlace : std::uint8_t { secretService, file, memory };
 
 /// Why that place is the one in use.

@@ -72,6 +72,18 @@ bool writeAll(int descriptor, std::string_view text) {
   return fsync(descriptor) == 0;
 }
 
+/// Negative when there is none. Whatever else lies there, nobody is waited for.
+int openLockFile(const std::string& path) {
+  constexpr int flags = O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+  int file = open(path.c_str(), O_RDWR | O_CREAT | flags, 0600);
+  // Read-only media, or somebody else's: what can be read can be locked.
+  if (file < 0) file = open(path.c_str(), O_RDONLY | flags);
+  struct stat status {};
+  if (file < 0 || (fstat(file, &status) == 0 && S_ISREG(status.st_mode))) return file;
+  close(file);
+  return -1;
+}
+
 void makeFolders(const std::filesystem::path& folder) {
   if (folder.empty() || mkdir(folder.c_str(), 0700) == 0 || errno != ENOENT) return;
   makeFolders(folder.parent_path());
@@ -104,10 +116,7 @@ std::optional<KeychainRecord> KeychainRecord::parse(std::string_view text) {
 KeychainLock::KeychainLock(const std::filesystem::path& directory, Kind kind) {
   if (directory.empty()) return;
   if (kind == Kind::exclusive) makeFolders(directory);
-  const std::string file = (directory / "lock").string();
-  descriptor_ = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  // Read-only media, or somebody else's: what can be read can be locked.
-  if (descriptor_ < 0) descriptor_ = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  descriptor_ = openLockFile((directory / "lock").string());
   if (descriptor_ < 0) return;
   const int operation = (kind == Kind::shared ? LOCK_SH : LOCK_EX) | LOCK_NB;
   const auto deadline = std::chrono::steady_clock::now() + 2s;

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <pthread.h>
+
 #include <chrono>
 #include <map>
 #include <mutex>
@@ -56,6 +58,9 @@ class MemoryItems final : public SecretItems {
     return listing;
   }
 
+  void prepareFork() { mutex_.lock(); }
+  void endFork() { mutex_.unlock(); }
+
  private:
   struct Item {
     KeychainAttributes attributes;
@@ -71,8 +76,14 @@ class MemoryItems final : public SecretItems {
 std::shared_ptr<SecretItems> makeMemoryItems() { return std::make_shared<MemoryItems>(); }
 
 std::shared_ptr<SecretItems> sharedMemoryItems() {
-  static const auto& items = *new std::shared_ptr<SecretItems>(makeMemoryItems());
-  return items;
+  // Another thread that holds the mutex while one forks doesn't live on in the child to release it.
+  static const auto items = [] {
+    static MemoryItems* const shared = new MemoryItems();
+    pthread_atfork([] { shared->prepareFork(); }, [] { shared->endFork(); },
+                   [] { shared->endFork(); });
+    return new std::shared_ptr<SecretItems>(shared);
+  }();
+  return *items;
 }
 
 }  // namespace idlewyn::platform

@@ -74,11 +74,12 @@ Code carriedOut(std::chrono::milliseconds time, Verb verb) noexcept {
   }
 }
 
-std::string checked(std::string_view text) {
-  if (!g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr)) {
-    throw Failure{KeychainStatus::badParameter};
-  }
-  return std::string(text);
+/// The bus carries UTF-8 without NUL only, so there can be no item under anything else.
+bool canBeKept(const Address& address) {
+  const auto isText = [](std::string_view text) {
+    return g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr);
+  };
+  return isText(address.service) && isText(address.account) && isText(address.accessGroup);
 }
 
 /// A floating dictionary; without an address only what marks our items.
@@ -130,10 +131,6 @@ bool isLocked(const Conversation& conversation, const std::string& collection) {
 /// Our items, or those of one address. A locked item must never look like an absent one; there are
 /// services that can't search what is locked.
 std::vector<std::string> search(const Conversation& conversation, const Address* address) {
-  if (address) {
-    for (const auto text : {address->service, address->account, address->accessGroup})
-      checked(text);
-  }
   const auto reply = conversation.call(
       service, "SearchItems", g_variant_new("(@a{ss})", attributesOf(address, nullptr)), "(aoao)");
   constexpr Failure locked{KeychainStatus::interactionNotAllowed};
@@ -146,6 +143,7 @@ std::vector<std::string> search(const Conversation& conversation, const Address*
 }
 
 std::vector<std::string> found(const Conversation& conversation, const Address& address) {
+  if (!canBeKept(address)) throw Failure{KeychainStatus::itemNotFound};
   auto paths = search(conversation, &address);
   if (paths.empty()) throw Failure{KeychainStatus::itemNotFound};
   return paths;
@@ -190,6 +188,7 @@ Code read(const Address& address, Receiver receiver, void* context) noexcept {
 /// and one item with one of the values is left: the service is told to replace.
 Code insert(const Item& item) noexcept {
   return carriedOut(2s, [&](const Conversation& conversation) {
+    if (!canBeKept(item.address)) return KeychainStatus::badParameter;
     if (!search(conversation, &item.address).empty()) return KeychainStatus::duplicateItem;
     const auto path = defaultCollection(conversation);
     if (!path) return KeychainStatus::noDefaultKeychain;

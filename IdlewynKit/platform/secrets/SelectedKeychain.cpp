@@ -91,14 +91,17 @@ class SelectedKeychain final : public Keychain {
     const KeychainLock lock(settings_.directory, Kind::exclusive);
     if (lock.state() != KeychainLock::State::held) return KeychainStatus::notAvailable;
     if (chosen().status != KeychainStatus::itemNotFound) return KeychainStatus::success;
-    const bool isRecorded = record_.write({preferredPlace(), std::nullopt});
+    const std::optional<KeychainPlace> place = preferredPlace();
+    const bool isRecorded = place && record_.write({*place, std::nullopt});
     return isRecorded ? KeychainStatus::success : KeychainStatus::notAvailable;
   }
 
-  /// A file that holds items, of which the record was lost, is not given up for another place.
-  KeychainPlace preferredPlace() const {
+  /// A file that holds items, of which the record was lost, is not given up for another place; one
+  /// that can't be looked into now may hold some, and waiting for the service too would take long.
+  std::optional<KeychainPlace> preferredPlace() const {
     const auto file = settings_.places->keychain(KeychainPlace::file, {});
     const KeychainListing listing = file->all();
+    if (listing.status == KeychainStatus::notAvailable) return std::nullopt;
     if (!listing.items.empty() || listing.status == KeychainStatus::invalidKeychain) {
       return KeychainPlace::file;
     }

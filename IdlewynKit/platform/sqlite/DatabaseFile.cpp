@@ -103,9 +103,10 @@ Outcome DatabaseFile::probe() {
   const std::lock_guard lock(mutex_);
   const Outcome outcome = open();
   switch (outcome) {
-    case Outcome::absent: return couldBeMade(path_) ? outcome : Outcome::unopenable;
+    case Outcome::absent:
     // Where it can't be set aside there will never be anything to read.
-    case Outcome::damaged: return couldBeMade(path_) ? outcome : Outcome::unopenable;
+    case Outcome::damaged:
+      return couldBeMade(path_) && couldBeLocked(path_ + ".lock") ? outcome : Outcome::unopenable;
     case Outcome::done:
       if (connection_.isReadOnly()) connection_.close(Connection::Closing::quick);
       return outcome;

@@ -38,6 +38,11 @@ bool isFree(const std::string& path) {
   return true;
 }
 
+mode_t typeOf(const std::string& path) noexcept {
+  struct stat status {};
+  return lstat(path.c_str(), &status) == 0 ? status.st_mode & S_IFMT : 0;
+}
+
 }  // namespace
 
 Outcome outcomeOfError(int error) noexcept {
@@ -80,8 +85,14 @@ bool couldBeMade(std::string path) {
   do {
     path = parentOf(path);
     if (isWritableDirectory(path)) return true;
-  } while (errno == ENOENT && path.size() > 1);  // somebody may be removing them
+    // Somebody may be removing them. Through a link to nowhere no directory is made.
+  } while (errno == ENOENT && path.size() > 1 && typeOf(path) != S_IFLNK);
   return false;
+}
+
+bool couldBeLocked(const std::string& path) noexcept {
+  const mode_t type = typeOf(path);
+  return type == 0 || (type != S_IFDIR && type != S_IFLNK && isWritable(path));
 }
 
 bool exists(const std::string& path) noexcept {

@@ -9,6 +9,7 @@
 #include <IdlewynKit/platform/text/Unicode.hpp>
 #include <IdlewynKit/platform/view/internal/Canvas.hpp>
 #include <IdlewynKit/platform/view/internal/Sanity.hpp>
+#include <IdlewynKit/platform/view/internal/TextPreparation.hpp>
 
 namespace idlewyn::platform::detail {
 namespace {
@@ -44,8 +45,12 @@ void makeFainter(Paint& paint, double opacity) {
   }
 }
 
+/// Nobody listens to more of a label.
+constexpr std::size_t mostSpoken = 16'384;
+
 /// Bytes that are not UTF-8 become U+FFFD: a screen reader's bus drops who sends them.
 std::string spoken(std::string_view label) {
+  label = leadingCharacters(label, mostSpoken);
   if (isValidUTF8(label)) return std::string(label);
   std::string result;
   forEachCharacter(label, [&](std::string_view character) {

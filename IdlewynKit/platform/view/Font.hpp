@@ -11,8 +11,8 @@
 namespace idlewyn::platform {
 
 /// Named sizes, which follow the user's text size. Points at scale 1: largeTitle 26, title3 15,
-/// headline 13 bold, body 13, callout 12, subheadline 11, caption 10, caption2 10 medium; the
-/// others regular.
+/// headline 13 bold, body 13, callout 12, subheadline 11, caption 10, caption2 9; all but headline
+/// regular.
 enum class TextStyle : std::uint8_t {
   largeTitle,
   title3,
@@ -87,14 +87,13 @@ class Font {
       case TextStyle::body: return 13;
       case TextStyle::callout: return 12;
       case TextStyle::subheadline: return 11;
-      case TextStyle::caption:
-      case TextStyle::caption2: return 10;
+      case TextStyle::caption: return 10;
+      case TextStyle::caption2: return 9;
     }
     return 13;
   }
   static constexpr FontWeight weightOf(TextStyle style) {
-    if (style == TextStyle::headline) return FontWeight::bold;
-    return style == TextStyle::caption2 ? FontWeight::medium : FontWeight::regular;
+    return style == TextStyle::headline ? FontWeight::bold : FontWeight::regular;
   }
 
   double size_;

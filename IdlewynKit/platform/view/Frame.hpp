@@ -67,7 +67,7 @@ enum class AccessibleRole : std::uint8_t { text, image, progressBar, group };
 
 struct AccessibleElement {
   AccessibleRole role = AccessibleRole::text;
-  std::string label;
+  std::string label;  ///< UTF-8; of a longer text its first 16,384 bytes
   Rect rect;
   /// A progress bar's, 0 to 1.
   std::optional<double> value;

@@ -12,7 +12,6 @@ Frame produce(const View& view, const Environment& environment, const Proposal& 
   detail::Resolver resolver(environment, memory, now);
   Frame frame;
   detail::Box* root = resolver.resolve(view);
-  frame.nextChange = resolver.nextChange();
   frame.isAnimating = resolver.isAnimating();
   if (!root) return frame;
 
@@ -22,6 +21,7 @@ Frame produce(const View& view, const Environment& environment, const Proposal& 
   root->place(Point(), offer, canvas);
   frame.operations = canvas.takeOperations();
   frame.elements = canvas.takeElements();
+  frame.nextChange = resolver.nextChange();
   return frame;
 }
 

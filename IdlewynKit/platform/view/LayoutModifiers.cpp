@@ -143,8 +143,7 @@ class BackgroundNode final : public ModifierNode {
   Box* resolve(Resolver& resolver) const override {
     Box* box = resolver.resolve(content);
     if (!box) return nullptr;
-    return resolver.make<BackgroundBox>(box, resolved(style_, resolver.environment.appearance),
-                                        shape_);
+    return resolver.make<BackgroundBox>(box, resolver.paint(style_), shape_);
   }
 
  private:

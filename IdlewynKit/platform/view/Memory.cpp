@@ -49,7 +49,7 @@ Slot* Memory::claim(std::unordered_map<std::uint64_t, Slot>& slots, std::uint64_
 }
 
 Memory::Presence Memory::numbers(std::uint64_t identity, const Numbers& target,
-                                 const std::optional<Animation>& animation) {
+                                 const std::optional<Animation>& animation, bool isEnabled) {
   Movement* movement = claim(movements_, identity);
   if (!movement) {
     movements_.insert_or_assign(
@@ -66,6 +66,7 @@ Memory::Presence Memory::numbers(std::uint64_t identity, const Numbers& target,
       movement->animation = *animation;
     }
   }
+  if (!isEnabled) movement->start = std::nullopt;
   return present(*movement);
 }
 

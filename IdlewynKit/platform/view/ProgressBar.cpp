@@ -21,10 +21,10 @@ struct Progress {
 
 class ProgressBox final : public Box {
  public:
-  ProgressBox(const Resolver& resolver, Progress progress)
+  ProgressBox(Resolver& resolver, Progress progress)
       : Box({.width = true}),
         progress_(progress),
-        tint_(resolved(resolver.environment.tint, resolver.environment.appearance)) {}
+        tint_(resolver.paint(resolver.environment.tint)) {}
 
   Size size(const Proposal& proposal) override {
     return {std::max(proposal.width.value_or(idealWidth), barHeight), barHeight};

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 
+#include <IdlewynKit/platform/view/internal/Canvas.hpp>
 #include <IdlewynKit/platform/view/internal/Resolver.hpp>
 
 namespace idlewyn::platform::detail {
@@ -8,6 +9,9 @@ namespace {
 
 /// A few hundred bytes of stack a level, on threads with small stacks too.
 constexpr int maximumDepth = 512;
+/// A view that holds another one twice, which holds one twice, and so on, soon has more than can
+/// ever be made.
+constexpr std::int64_t maximumViews = 500'000;
 
 }  // namespace
 
@@ -16,7 +20,8 @@ Resolver::Resolver(const Environment& outer, Memory* memory, Date now)
 
 Box* Resolver::resolve(const View& view, std::uint64_t place) {
   const ViewNode* node = view.node_.get();
-  if (!node || depth_ == maximumDepth) return nullptr;
+  if (!node || depth_ == maximumDepth || viewCount_ == maximumViews) return nullptr;
+  ++viewCount_;
   const std::uint64_t outer = std::exchange(identity_, mixed(identity_, place));
   ++depth_;
   Box* box = node->resolve(*this);
@@ -40,10 +45,22 @@ std::string_view Resolver::keep(std::string_view text) {
 
 Numbers Resolver::moved(Slot slot, const Numbers& target) {
   if (!memory_) return target;
-  const auto presence = memory_->numbers(identity(slot), target,
-                                         environment.animationsEnabled ? animation : std::nullopt);
+  const auto presence =
+      memory_->numbers(identity(slot), target, animation, environment.animationsEnabled);
   isAnimating_ |= presence.isMoving;
   return presence.numbers;
+}
+
+Paint Resolver::paint(const ShapeStyle& style) {
+  const Paint target = resolved(style, environment.appearance);
+  if (!memory_ || !isAnimatable) return target;
+  if (const auto* color = std::get_if<RGBA>(&target)) return moved(Slot::color, *color);
+  const auto& [from, to, start, end] = std::get<GradientPaint>(target);
+  const Numbers points = moved(Slot::gradientPoints, Numbers{start.x, start.y, end.x, end.y});
+  return GradientPaint{moved(Slot::gradientFrom, from),
+                       moved(Slot::gradientTo, to),
+                       {points[0], points[1]},
+                       {points[2], points[3]}};
 }
 
 bool Resolver::hasChanged(const EquatableValue& value) {

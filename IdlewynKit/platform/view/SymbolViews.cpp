@@ -22,12 +22,12 @@ double symbolSide(const Environment& environment) { return 1.2 * fontSize(enviro
 
 class SymbolBox final : public Box {
  public:
-  SymbolBox(const Resolver& resolver, SymbolName symbol, std::string_view name)
+  SymbolBox(Resolver& resolver, SymbolName symbol, std::string_view name)
       : Box(Stretch()),
         symbol_(symbol),
         name_(name),
         side_(symbolSide(resolver.environment)),
-        paint_(resolved(resolver.environment.foreground, resolver.environment.appearance)) {}
+        paint_(resolver.paint(resolver.environment.foreground)) {}
 
   Size size(const Proposal&) override { return {side_, side_}; }
   void place(Point origin, const Proposal&, Canvas& canvas) override {

@@ -36,14 +36,54 @@ class TextNode final : public ViewNode {
 
 using TimeFormat = TimeText (*)(Date date, Date now, std::string_view locale);
 
+/// Changes with time.
+class TimeTextBox final : public WrapperBox {
+ public:
+  TimeTextBox(Resolver& resolver, TimeFormat format, Date date)
+      : WrapperBox(nullptr),
+        resolver_(resolver),
+        format_(format),
+        date_(date),
+        locale_(resolver.keep(resolver.environment.locale)) {
+    const TimeText shown = format_(date_, resolver.now(), locale_);
+    nextChange_ = shown.nextChange;
+    text_ = resolver.make<TextBox>(resolver, resolver.keep(shown.text));
+    content_ = text_;
+  }
+
+  void place(Point origin, const Proposal& proposal, Canvas& canvas) override {
+    resolver_.noteChange(canvas.isHidden() ? nextChangeOfSize() : nextChange_);
+    content_->place(origin, proposal, canvas);
+  }
+
+ private:
+  /// What is hidden changes the picture only where its size moves others. At the latest it is
+  /// looked at again after some changes of its text: how far ahead its size stays is not known.
+  std::optional<Date> nextChangeOfSize() const {
+    constexpr int mostChanges = 60;
+    std::optional<Date> due = nextChange_;
+    for (int change = 1; change < mostChanges && due; ++change) {
+      const TimeText next = format_(date_, *due, locale_);
+      if (!text_->isAsLargeAs(next.text)) break;
+      due = next.nextChange;
+    }
+    return due;
+  }
+
+  Resolver& resolver_;
+  TimeFormat format_;
+  Date date_;
+  std::string_view locale_;
+  std::optional<Date> nextChange_;
+  TextBox* text_ = nullptr;
+};
+
 class TimeTextNode final : public ViewNode {
  public:
   TimeTextNode(TimeFormat format, Date date) : format_(format), date_(date) {}
 
   Box* resolve(Resolver& resolver) const override {
-    const TimeText shown = format_(date_, resolver.now(), resolver.environment.locale);
-    resolver.noteChange(shown.nextChange);
-    return resolver.make<TextBox>(resolver, resolver.keep(shown.text));
+    return resolver.make<TimeTextBox>(resolver, format_, date_);
   }
 
  private:
@@ -53,10 +93,10 @@ class TimeTextNode final : public ViewNode {
 
 }  // namespace
 
-TextBox::TextBox(const Resolver& resolver, std::string_view text)
+TextBox::TextBox(Resolver& resolver, std::string_view text)
     : Box(Stretch()),
       request_(request(resolver.environment, text)),
-      paint_(resolved(resolver.environment.foreground, resolver.environment.appearance)),
+      paint_(resolver.paint(resolver.environment.foreground)),
       ideal_(shapeText(request_)) {}
 
 const std::shared_ptr<const ShapedText>& TextBox::shaped(const Proposal& proposal) {
@@ -82,6 +122,13 @@ Size TextBox::size(const Proposal& proposal) {
   // An ellipsis may be wider than the offer; it sticks out without moving the others.
   if (text != ideal_) size.width = std::min(size.width, *proposal.width);
   return size;
+}
+
+bool TextBox::isAsLargeAs(std::string_view text) const {
+  TextRequest other = request_;
+  other.text = text;
+  other.width.reset();
+  return metricsOf(*shapeText(other)).size == metricsOf(*ideal_).size;
 }
 
 double TextBox::capitalsCentre(const Proposal& proposal) {

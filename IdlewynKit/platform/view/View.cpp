@@ -59,9 +59,11 @@ class AnimationNode final : public ModifierNode {
 
   Box* resolve(Resolver& resolver) const override {
     const std::optional<Animation> outer = resolver.animation;
+    const bool wasAnimatable = std::exchange(resolver.isAnimatable, true);
     if (resolver.hasChanged(value_)) resolver.animation = animation_;
     Box* box = resolver.resolve(content);
     resolver.animation = outer;
+    resolver.isAnimatable = wasAnimatable;
     return box;
   }
 

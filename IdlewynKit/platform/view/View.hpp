@@ -30,7 +30,8 @@
 ///     };
 ///     Frame frame = frameOf(Greeting{"Ada"}, Environment(), Proposal(), DateClock::now());
 ///
-/// Views nested deeper than 512 levels are left out. Every number may be anything: lengths that
+/// Views nested deeper than 512 levels are left out, and so are those after the first 500,000 of a
+/// frame; each modifier counts as a view. Every number may be anything: lengths that
 /// are not numbers count as not given, absurd ones are clamped.
 namespace idlewyn::platform {
 
@@ -96,9 +97,9 @@ class IDLEWYNKIT_EXPORT View {
   View contrast(double factor) const;
   View colorMultiply(const Color& color) const;
 
-  /// When `value` differs from that of the frame before, the opacities, filters and progress
-  /// inside that change with it move there instead of jumping. A movement under way turns round
-  /// where it is. Inner animations override outer ones.
+  /// When `value` differs from that of the frame before, the opacities, filters, colours, gradients
+  /// and progress inside that change with it move there instead of jumping. A movement under way
+  /// turns round where it is. Inner animations override outer ones.
   template <std::equality_comparable T>
   View animation(const Animation& animation, const T& value) const {
     return animationOn(animation, detail::EquatableValue(detail::Kept<T>(value)));

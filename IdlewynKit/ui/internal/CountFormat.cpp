@@ -19,7 +19,7 @@ bool take(std::string_view& text, std::string_view prefix) {
   return true;
 }
 
-/// The conversions of one format: all numbered or none.
+/// The conversions of one format, at least one: all numbered or none.
 class CountFormatter {
  public:
   explicit CountFormatter(const Counts& counts) : counts_(counts) {}
@@ -36,28 +36,30 @@ class CountFormatter {
         format.remove_prefix(1);
       }
     }
-    if (!isUsed_[0] || !isUsed_[1]) return std::nullopt;
+    if (!isNumbered_) return std::nullopt;
     return std::move(text_);
   }
 
  private:
   bool convert(std::string_view& rest) {
-    if (take(rest, "1$lld")) return append(0, true);
-    if (take(rest, "2$lld")) return append(1, true);
-    return take(rest, "lld") && append(next_++, false);
+    const bool isFirst = take(rest, "1$");
+    const bool isNumbered = isFirst || take(rest, "2$");
+    for (const char* integer : {"lld", "lli", "ld", "li", "d", "i"}) {
+      if (!take(rest, integer)) continue;
+      return isNumbered ? append(isFirst ? 0 : 1, true) : append(next_++, false);
+    }
+    return false;
   }
 
   bool append(std::size_t index, bool isNumbered) {
     if (isNumbered_.value_or(isNumbered) != isNumbered || index >= counts_.size()) return false;
     isNumbered_ = isNumbered;
-    isUsed_[index] = true;
     text_ += std::to_string(counts_[index]);
     return true;
   }
 
   Counts counts_;
   std::string text_;
-  std::array<bool, 2> isUsed_{};
   std::optional<bool> isNumbered_;
   std::size_t next_ = 0;
 };

@@ -152,6 +152,12 @@ TEST(JSONEncoder, refusesWhatJSONCannotHoldAndSaysWhere) {
   EXPECT_EQ(fault(value), "note");
   value.ratio = infinity;
   EXPECT_EQ(fault(value), "ratio");
+  value.ratio = 0;
+  value.mood = static_cast<Mood>(-1);
+  EXPECT_EQ(fault(value), "mood");
+  value.colour = static_cast<Colour>(77);
+  EXPECT_EQ(fault(value), "colour");
+  EXPECT_EQ(rawValue(value.colour), "");
   EXPECT_EQ(fault(std::vector{1.0, std::nan("")}), "[1]");
   EXPECT_EQ(fault(dateFromReferenceSeconds(-infinity)), "");
   EXPECT_EQ(fault(std::map<std::string, std::string>{{"k", "\xED\xA0\x80"}}), "k");

@@ -140,13 +140,30 @@ TEST_F(UserDefaultsTest, TheStandardDefaultsAreThoseOfTheExecutable) {
   EXPECT_EQ(UserDefaults::suite(name).value().value("key"), Value(true));
 }
 
-TEST_F(UserDefaultsTest, WithoutAPlaceOnlyTheStandardDefaultsAreThereAndEmpty) {
-  setenv("IDLEWYN_DATA_DIR", "/proc/self/nowhere", 1);
+TEST_F(UserDefaultsTest, WithoutAPlaceOnlyTheStandardDefaultsAreThereAndLastAsLongAsTheProcess) {
+  const std::filesystem::path toNowhere = folder() / "link";
+  std::filesystem::create_symlink("nowhere", toNowhere);
+  std::filesystem::create_directory(folder() / "home");
+  std::filesystem::create_symlink("nowhere", folder() / "home" / "defaults");
+  for (const std::filesystem::path& place : {std::filesystem::path("/proc/self/nowhere"), toNowhere,
+                                             toNowhere / "below", folder() / "home"}) {
+    setenv("IDLEWYN_DATA_DIR", place.c_str(), 1);
+    EXPECT_FALSE(UserDefaults::suite("one")) << place;
+    UserDefaults standard = UserDefaults::standard();
+    EXPECT_EQ(standard.value("key"), std::nullopt) << place;
+    EXPECT_TRUE(standard.set("key", true)) << place;
+    EXPECT_TRUE(standard.set("key", "later"s)) << place;
+    EXPECT_FALSE(standard.set("key", "\xff"s)) << place;
+    EXPECT_EQ(UserDefaults::standard().value("key"), Value("later"s)) << place;
+    EXPECT_TRUE(standard.remove("key")) << place;
+    EXPECT_TRUE(standard.remove("key")) << "there is nothing any more, " << place;
+  }
+}
+
+TEST_F(UserDefaultsTest, ASuiteThatCouldNeverBeLockedIsNotOpened) {
+  std::filesystem::create_directories(folder() / "defaults" / "one.sqlite3.lock");
   EXPECT_FALSE(UserDefaults::suite("one"));
-  UserDefaults standard = UserDefaults::standard();
-  EXPECT_FALSE(standard.set("key", true));
-  EXPECT_EQ(standard.value("key"), std::nullopt);
-  EXPECT_TRUE(standard.remove("key")) << "there is nothing";
+  EXPECT_TRUE(UserDefaults::suite("other"));
 }
 
 TEST_F(UserDefaultsTest, ThreadsShareASuite) {

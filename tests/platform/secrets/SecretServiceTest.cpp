@@ -146,12 +146,20 @@ TEST_F(SecretService, TheEndOfTheBusIsNotTheEndOfTheProgram) {
   EXPECT_EQ(keychain_->copyMatching(kept).status, KeychainStatus::itemNotFound);
 }
 
-TEST_F(SecretService, TextThatTheBusCannotCarryIsRefused) {
+TEST_F(SecretService, UnderTextThatTheBusCannotCarryNothingIsFoundAndNothingCanBeAdded) {
   enter(Keyring::unlocked);
+  // What each would be if it were cut off at its NUL.
+  ASSERT_EQ(keychain_->add({"a", "a", std::nullopt}, attributes), KeychainStatus::success);
   for (const std::string& text : {std::string("\xFF"), std::string("a\0b", 3)}) {
-    expectEveryVerb(*keychain_, {text, "account", std::nullopt}, KeychainStatus::badParameter);
-    expectEveryVerb(*keychain_, {"service", text, std::nullopt}, KeychainStatus::badParameter);
+    for (const KeychainQuery& query :
+         {KeychainQuery(text, "a", std::nullopt), KeychainQuery("a", text, std::nullopt)}) {
+      EXPECT_EQ(keychain_->copyMatching(query).status, KeychainStatus::itemNotFound);
+      EXPECT_EQ(keychain_->update(query, attributes), KeychainStatus::itemNotFound);
+      EXPECT_EQ(keychain_->add(query, attributes), KeychainStatus::badParameter);
+      EXPECT_EQ(keychain_->remove(query), KeychainStatus::itemNotFound);
+    }
   }
+  EXPECT_EQ(keychain_->all().items.size(), 1u);
 }
 
 TEST_F(SecretService, AProgramThatRunsGLibItselfIsNotDisturbed) {

@@ -5,10 +5,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <fstream>
 #include <iterator>
 #include <set>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -112,6 +114,15 @@ TEST_F(SelectedKeychain, AServiceThatWasDecidedOnIsNeverReplacedByTheFile) {
   EXPECT_EQ(keychain()->copyMatching(token).data, attributes.value);
 }
 
+TEST_F(SelectedKeychain, NothingIsDecidedWhileTheFileCannotBeLookedInto) {
+  places->file->before = [] { return KeychainStatus::notAvailable; };
+  EXPECT_EQ(keychain()->add(token, attributes), KeychainStatus::notAvailable);
+  EXPECT_EQ(record(), "");
+  EXPECT_TRUE(places->secretService->list().items.empty());
+  places->file->before = [] { return KeychainStatus::success; };
+  EXPECT_EQ(keychain()->add(token, attributes), KeychainStatus::success);
+}
+
 TEST_F(SelectedKeychain, AFileThatLostItsRecordIsNotGivenUp) {
   places->file->insert({"test", "token", "group"}, attributes);
   EXPECT_EQ(keychain()->add({"test", "other", std::nullopt}, attributes), KeychainStatus::success);
@@ -181,6 +192,44 @@ TEST_F(SelectedKeychain, AStoppedProcessThatHoldsTheLockStopsWritersForSecondsAn
   EXPECT_LT(std::chrono::steady_clock::now() - begin, 1s);
   EXPECT_EQ(keychain()->update(token, attributes), KeychainStatus::notAvailable);
   EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
+}
+
+TEST_F(SelectedKeychain, WhatIsNoFileIsNoLockAndHoldsNobodyUp) {
+  std::filesystem::create_directories(directory);
+  const std::string lock = (directory / "lock").string();
+  ASSERT_EQ(mkfifo(lock.c_str(), 0400), 0);
+  const auto begin = std::chrono::steady_clock::now();
+  // Another user than root can't write to it, and would wait for one who does.
+  for (const auto kind : {KeychainLock::Kind::shared, KeychainLock::Kind::exclusive})
+    EXPECT_EQ(KeychainLock(directory, kind).state(), KeychainLock::State::impossible);
+  EXPECT_EQ(keychain()->add(token, attributes), KeychainStatus::notAvailable);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 1s);
+}
+
+TEST(MemoryKeychain, CanBeUsedInAChildWhateverItsParentsThreadsDid) {
+  const auto items = sharedMemoryItems();
+  std::atomic<bool> isOver = false;
+  std::thread other([&] {
+    while (!isOver)
+      items->list();
+  });
+  items->insert({"test", "fork", ""}, KeychainAttributes(Data::ofText(std::string(1 << 20, 'x')),
+                                                         KeychainAccessibility::whenUnlocked));
+  int failures = 0;
+  for (int round = 0; round < 20 && failures == 0; ++round) {
+    const pid_t child = fork();
+    if (child == 0) {
+      alarm(5);
+      _exit(items->read({"test", "fork", ""}).data ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    failures += status != 0;
+  }
+  isOver = true;
+  other.join();
+  EXPECT_EQ(failures, 0);
+  items->erase({"test", "fork", ""});
 }
 
 // Each of them finds another place reachable, so only agreement puts all items into one.

@@ -141,6 +141,17 @@ TEST(Host, EndsMovementsWhereTheClockGoesBack) {
   EXPECT_FALSE(player.show(fading(true), std::nan("")).isAnimating);
 }
 
+TEST(Host, EndsMovementsWhenTheyAreSwitchedOff) {
+  Player player;
+  player.opacity(fading(true), 0);
+  player.opacity(fading(false), 1);
+  player.environment.animationsEnabled = false;
+  EXPECT_EQ(player.opacity(fading(false), 1.3), 0);
+  EXPECT_FALSE(player.isAnimating);
+  player.environment.animationsEnabled = true;
+  EXPECT_EQ(player.opacity(fading(false), 1.4), 0) << "it doesn't go on";
+}
+
 struct IsNight {
   static constexpr bool defaultValue = false;
 };
@@ -330,6 +341,9 @@ TEST(Host, KnowsWhenAPictureNextChangesByItself) {
       {"a timer at its next second", timer(10.25), 1000.75},
       {"the first of several", Column({timer(10.25), timer(3.5), timer(7.125)}), 1000.5},
       {"hidden ones too: their width moves the others", Column({timer(0.5).opacity(0)}), 1000.5},
+      {"a width that stays is looked at again after sixty changes",
+       timer(0.5).monospacedDigits().opacity(0), 1059.5},
+      {"or when it changes", timer(590.5).monospacedDigits().opacity(0), 1009.5},
       {"what is new on the second waits a whole one", timer(0), 1001},
       {"one that has not begun", timer(-5), 1006},
   };

@@ -18,6 +18,7 @@
 
 #include <IdlewynKit/platform/view/Painter.hpp>
 #include <IdlewynKit/platform/view/Symbols.hpp>
+#include <IdlewynKit/platform/view/internal/Drawing.hpp>
 #include <IdlewynKit/platform/view/internal/TextShaping.hpp>
 
 namespace idlewyn::platform {
@@ -112,9 +113,16 @@ TEST(Painter, saysWhyThereIsNoPicture) {
 
 TEST(Painter, drawsWhatItCanOfOperationsThatMakeNoSense) {
   std::vector<DrawOperation> operations{LayerEnd{}, TextOperation{nullptr, {}, red}};
-  for (const double bad : {notANumber, infinity, -infinity, 1e300}) {
-    operations.push_back(rectangle(bad, 0, 5, 5, red));
+  const Point corner{1, 1};
+  for (const double bad : {notANumber, infinity, -infinity, 1e300, 5e-324, 1e-40, 0.0}) {
+    if (bad != 0 && !(std::abs(bad) < 1)) operations.push_back(rectangle(bad, 0, 5, 5, red));
     operations.push_back(rectangle(0, 0, bad, 5, red));
+    operations.emplace_back(SymbolOperation{SymbolName::terminal, {corner, {5, bad}}, red});
+    operations.emplace_back(CapsuleOperation{{corner, {bad, 5}}, red, true});
+    operations.emplace_back(CapsuleOperation{{corner, {bad, bad}}, red, false});
+    operations.emplace_back(RectangleOperation{{{9, 9}, {5, 5}}, red, bad});
+    operations.emplace_back(RectangleOperation{
+        {{9, 9}, {5, 5}}, GradientPaint{RGBA{}, RGBA{}, {bad, bad}, {bad, 1}}, bad});
     operations.emplace_back(SymbolOperation{SymbolName{200}, {{0, 0}, {bad, bad}}, red});
     operations.emplace_back(CapsuleOperation{{{0, bad}, {-5, 5}}, red});
     operations.emplace_back(LayerBegin{1, bad, notANumber, {bad, notANumber, 1, 1}});
@@ -136,6 +144,61 @@ TEST(Painter, blendsALayerAsAWhole) {
   const Image image = paintImage(frameOf({15, 10}, both), 1);
   EXPECT_EQ(at(image, 2, 5), 0x80800000);
   EXPECT_EQ(at(image, 7, 5), 0x80808080);  // the red beneath is hidden
+}
+
+/// The middle of each stroke between columns without ink.
+std::vector<double> strokes(const Image& image) {
+  std::vector<double> middles;
+  double ink = 0, moment = 0;
+  for (int x = 0; x < image.width; ++x) {
+    double column = 0;
+    for (int y = 0; y < image.height; ++y)
+      column += at(image, x, y) >> 24U;
+    ink += column;
+    moment += column * (x + 0.5);
+    if (column > 0 || ink == 0) continue;
+    middles.push_back(moment / ink);
+    ink = moment = 0;
+  }
+  return middles;
+}
+
+TEST(Painter, spacesLettersEvenlyAtEveryScale) {
+  const auto text = shapeText({"llllllllllll", Font::system(18), 1, {}, {}, {}});
+  for (const double scale : {1.0, 1.25, 1.7, 2.0}) {
+    for (const LayerBegin& layer : {LayerBegin{}, night}) {
+      const Frame frame = frameOf({100, 26}, {layer, TextOperation{text, {2.3, 1}, red}});
+      const auto found = strokes(paintImage(frame, scale));
+      ASSERT_EQ(found.size(), 12U) << scale;
+      const double gap = (found.back() - found.front()) / 11;
+      for (std::size_t letter = 1; letter < found.size(); ++letter)
+        EXPECT_NEAR(found[letter] - found[letter - 1], gap, 0.4) << scale << ' ' << letter;
+    }
+  }
+}
+
+TEST(Painter, recordsWhatItWouldPaint) {
+  const auto text = shapeText({"Needs input", Font::system(10), 1, {}, {}, {}});
+  const Frame frame =
+      frameOf({80, 20}, {TextOperation{text, {2.3, 1.6}, red}, rectangle(70, 3, 5, 5, red)});
+  for (const int scale : {1, 2}) {
+    cairo_surface_t* recording = cairo_recording_surface_create(CAIRO_CONTENT_COLOR_ALPHA, nullptr);
+    cairo_t* target = cairo_create(recording);
+    draw(frame, target, scale);
+    cairo_destroy(target);
+    Image image(80 * scale, 20 * scale, std::vector<std::uint32_t>(1600UL * scale * scale));
+    cairo_surface_t* shown = cairo_image_surface_create_for_data(
+        reinterpret_cast<unsigned char*>(image.pixels.data()), CAIRO_FORMAT_ARGB32, image.width,
+        image.height, image.width * 4);
+    target = cairo_create(shown);
+    cairo_scale(target, scale, scale);
+    cairo_set_source_surface(target, recording, 0, 0);
+    cairo_paint(target);
+    cairo_destroy(target);
+    cairo_surface_destroy(shown);
+    cairo_surface_destroy(recording);
+    EXPECT_LE(distance(image, paintImage(frame, scale)), 2) << scale;
+  }
 }
 
 TEST(Painter, filtersWithoutMovingAPixel) {

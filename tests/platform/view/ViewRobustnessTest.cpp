@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <chrono>
 #include <functional>
 #include <limits>
 #include <thread>
@@ -100,6 +101,29 @@ TEST(View, SurvivesTreesOfAnyDepth) {
     EXPECT_TRUE(isHarmless(endless));
     EXPECT_GT(blocks(endless).size(), 100U);
   });
+}
+
+TEST(View, BoundsWhatOneFrameCosts) {
+  View doubled = block(1, 1);
+  for (int level = 0; level < 40; ++level) {
+    doubled = Row({doubled, doubled});
+  }
+  EXPECT_TRUE(isHarmless(still(doubled)));
+
+  std::string text;
+  for (int word = 0; word < 1'000'000; ++word) {
+    text += word % 2 == 0 ? "\xFF words " : "\u20AC words ";
+  }
+  const auto start = std::chrono::steady_clock::now();
+  const Frame frame = still(Column({Text(text).lineLimit(1), block(1, 1).accessibilityLabel(text)}),
+                            {.width = 200});
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+  ASSERT_EQ(frame.elements.size(), 2U);
+  for (const AccessibleElement& element : frame.elements) {
+    EXPECT_GT(element.label.size(), 16'000U);
+    EXPECT_LT(element.label.size(), 64'000U);
+    EXPECT_TRUE(element.label.starts_with("\uFFFD words \u20AC words "));
+  }
 }
 
 TEST(View, ClampsEveryNumber) {

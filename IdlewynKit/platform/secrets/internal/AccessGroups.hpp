@@ -11,7 +11,7 @@
 namespace idlewyn::platform {
 
 inline bool isGranted(const std::vector<std::string>& groups, const KeychainQuery& query) {
-  return !query.accessGroup || query.accessGroup->empty() ||
+  return !query.accessGroup ||
          std::find(groups.begin(), groups.end(), *query.accessGroup) != groups.end();
 }
 
@@ -19,14 +19,14 @@ inline bool isGranted(const std::vector<std::string>& groups, const KeychainQuer
 inline std::vector<std::string> searchedGroups(std::vector<std::string> groups,
                                                const KeychainQuery& query) {
   if (query.accessGroup) return {*query.accessGroup};
+  std::erase(groups, std::string());
   groups.emplace_back();
   return groups;
 }
 
-inline std::string groupOfNewItem(const std::vector<std::string>& groups,
-                                  const KeychainQuery& query) {
-  if (query.accessGroup) return *query.accessGroup;
-  return groups.empty() ? std::string() : groups.front();
+/// Only what is meant for a group is seen by its other processes.
+inline std::string groupOfNewItem(const KeychainQuery& query) {
+  return query.accessGroup.value_or(std::string());
 }
 
 }  // namespace idlewyn::platform

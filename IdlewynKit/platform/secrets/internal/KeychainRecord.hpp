@@ -35,8 +35,8 @@ struct KeychainRecord {
 class KeychainLock {
  public:
   enum class Kind { shared, exclusive };
-  /// `busy` after two seconds; `impossible` where there can be no lock, as on read-only media,
-  /// and hence no move.
+  /// `busy` after two seconds; `impossible` where there can be no lock, as on read-only media
+  /// or with something else than a file in its place, and hence no move.
   enum class State { held, busy, impossible };
 
   /// Makes the directory, for this user alone, when `kind` is exclusive.

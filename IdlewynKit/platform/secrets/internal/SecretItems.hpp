@@ -41,7 +41,8 @@ class SecretItems {
   virtual KeychainListing list() = 0;
 };
 
-/// The groups are granted as they stand; the first is the one for new items.
+/// The groups are granted as they stand; the private one by its empty name only when it is listed,
+/// as a move does that addresses its items.
 std::unique_ptr<ListedKeychain> makeGroupedKeychain(std::shared_ptr<SecretItems> items,
                                                     std::vector<std::string> accessGroups);
 

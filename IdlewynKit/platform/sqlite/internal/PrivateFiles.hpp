@@ -15,8 +15,10 @@ Outcome outcomeOfError(int error) noexcept;
 Outcome makeDirectories(const std::string& path);
 bool isWritable(const std::string& path) noexcept;
 bool isWritableDirectory(const std::string& path);
-/// Whether the nearest parent that exists can be written.
+/// Whether the nearest parent that exists can be written, and no link to nowhere is in the way.
 bool couldBeMade(std::string path);
+/// False when what has the name of a SideLock can't be one.
+bool couldBeLocked(const std::string& path) noexcept;
 bool exists(const std::string& path) noexcept;
 
 /// Fails when anything is there by that name.

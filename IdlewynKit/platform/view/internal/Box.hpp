@@ -50,7 +50,8 @@ class Box {
 /// A box with the size and place of the one inside.
 class WrapperBox : public Box {
  public:
-  explicit WrapperBox(Box* content) : Box(content->stretch()), content_(content) {}
+  explicit WrapperBox(Box* content)
+      : Box(content ? content->stretch() : Stretch()), content_(content) {}
   Size size(const Proposal& proposal) override { return content_->size(proposal); }
 
  protected:

@@ -25,6 +25,8 @@ class Canvas {
 
   void begin(const Layer& layer);
   void end();
+  /// Nothing that is placed now is seen or spoken.
+  bool isHidden() const noexcept { return invisible_ > 0 && silent_ > 0; }
 
   /// What is spoken in between becomes one element, or none for `elementOnly` without a label.
   std::size_t elementCount() const noexcept { return elements_.size(); }

@@ -3,11 +3,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include <IdlewynKit/platform/view/Painter.hpp>
+#include <IdlewynKit/platform/view/internal/GlyphMasks.hpp>
 #include <IdlewynKit/platform/view/internal/NightFilter.hpp>
 #include <IdlewynKit/platform/view/internal/ShapePaths.hpp>
-#include <IdlewynKit/platform/view/internal/ShapedText.hpp>
 #include <IdlewynKit/platform/view/internal/SymbolDrawing.hpp>
 
 namespace idlewyn::platform {
@@ -46,18 +47,21 @@ void FrameDrawer::findGrid(double scale) {
   const cairo_surface_type_t type = cairo_surface_get_type(surface);
   takesMasks_ = type == CAIRO_SURFACE_TYPE_IMAGE || type == CAIRO_SURFACE_TYPE_RECORDING;
   grid_ = {scale, 0, 0};
-  if (type != CAIRO_SURFACE_TYPE_IMAGE) return;
+  if (!takesMasks_) return;
   cairo_matrix_t matrix;
   cairo_get_matrix(target_, &matrix);
+  takesTextMasks_ = matrix.xx > 0 && matrix.xx == matrix.yy && matrix.xy == 0 && matrix.yx == 0;
+  if (type != CAIRO_SURFACE_TYPE_IMAGE) return;
   double deviceX = 1;
   double deviceY = 1;
   cairo_surface_get_device_scale(surface, &deviceX, &deviceY);
-  isOnGrid_ = matrix.xx > 0 && matrix.xx == matrix.yy && matrix.xy == 0 && matrix.yx == 0 &&
-              deviceX == deviceY;
+  isOnGrid_ = takesTextMasks_ && deviceX == deviceY;
+  takesTextMasks_ = isOnGrid_;
   if (isOnGrid_) grid_ = {matrix.xx * deviceX, matrix.x0 * deviceX, matrix.y0 * deviceX};
 }
 
 void FrameDrawer::drawRange(std::size_t begin, std::size_t end, const Rect& visible) {
+  const Rect outer = std::exchange(visible_, visible);
   for (std::size_t index = begin; index < end; ++index) {
     const DrawOperation& operation = operations_[index];
     const auto* layer = std::get_if<LayerBegin>(&operation);
@@ -79,17 +83,21 @@ void FrameDrawer::drawRange(std::size_t begin, std::size_t end, const Rect& visi
     }
     index = span.end;
   }
+  visible_ = outer;
 }
 
 void FrameDrawer::drawOperation(const TextOperation& operation) {
   setSource(operation.paint);
   cairo_matrix_t before;
   cairo_get_matrix(target_, &before);
-  cairo_translate(target_, operation.origin.x, operation.origin.y);
   for (const GlyphRun& run : operation.text->runs()) {
+    if (takesTextMasks_ && showMasks(run, operation.origin)) continue;
+    cairo_translate(target_, operation.origin.x, operation.origin.y);
     cairo_set_scaled_font(target_, run.font.get());
     cairo_show_glyphs(target_, run.glyphs.data(), static_cast<int>(run.glyphs.size()));
+    cairo_set_matrix(target_, &before);
   }
+  cairo_translate(target_, operation.origin.x, operation.origin.y);
   for (const Rect& box : operation.text->missing()) {
     cairo_rectangle(target_, box.left(), box.top(), box.size.width, box.size.height);
     cairo_set_line_width(target_, std::max(0.5, box.size.width / 12));
@@ -98,24 +106,39 @@ void FrameDrawer::drawOperation(const TextOperation& operation) {
   cairo_set_matrix(target_, &before);
 }
 
+/// False where Cairo has to draw them.
+bool FrameDrawer::showMasks(const GlyphRun& run, Point origin) {
+  const PixelGrid& grid = grid_;
+  const Rect visible{{visible_.left() * grid.scale + grid.x, visible_.top() * grid.scale + grid.y},
+                     {visible_.size.width * grid.scale, visible_.size.height * grid.scale}};
+  PlacedMask mask;
+  if (!maskOf(run, grid.scale, {origin.x * grid.scale + grid.x, origin.y * grid.scale + grid.y},
+              visible, mask))
+    return false;
+  const CairoSurface surface(mask.surface);
+  if (surface != nullptr) showMask(surface.get(), mask.left, mask.top);
+  return true;
+}
+
 void FrameDrawer::drawOperation(const SymbolOperation& operation) {
   setSource(operation.paint);
   const Rect& box = operation.box;
   const double pixels = std::round(std::min(box.size.width, box.size.height) * grid_.scale);
   if (takesMasks_ && pixels >= 1 && pixels <= maximumMaskSize) {
     cairo_surface_t* mask = symbolMask(operation.symbol, static_cast<int>(pixels));
-    if (mask != nullptr) return showMask(mask, box);
+    if (mask != nullptr)
+      return showMask(mask, std::round(box.left() * grid_.scale + grid_.x),
+                      std::round(box.top() * grid_.scale + grid_.y));
   }
   drawSymbol(target_, operation.symbol, box);
 }
 
 /// On whole pixels, where it is sharp and fast.
-void FrameDrawer::showMask(cairo_surface_t* mask, const Rect& box) {
+void FrameDrawer::showMask(cairo_surface_t* mask, double left, double top) {
   const PixelGrid& grid = grid_;
   cairo_matrix_t before;
   cairo_get_matrix(target_, &before);
-  cairo_translate(target_, (std::round(box.left() * grid.scale + grid.x) - grid.x) / grid.scale,
-                  (std::round(box.top() * grid.scale + grid.y) - grid.y) / grid.scale);
+  cairo_translate(target_, (left - grid.x) / grid.scale, (top - grid.y) / grid.scale);
   cairo_scale(target_, 1 / grid.scale, 1 / grid.scale);
   cairo_mask_surface(target_, mask, 0, 0);
   cairo_set_matrix(target_, &before);

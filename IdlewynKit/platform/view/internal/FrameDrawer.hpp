@@ -7,6 +7,7 @@
 #include <cairo.h>
 
 #include <IdlewynKit/platform/view/internal/LayerSpans.hpp>
+#include <IdlewynKit/platform/view/internal/ShapedText.hpp>
 
 namespace idlewyn::platform {
 
@@ -48,15 +49,18 @@ class FrameDrawer {
   void drawBand(const LayerBegin& layer, std::size_t begin, std::size_t end, const Rect& pixels);
 
   void setSource(const Paint& paint);
-  void showMask(cairo_surface_t* mask, const Rect& box);
+  bool showMasks(const GlyphRun& run, Point origin);
+  void showMask(cairo_surface_t* mask, double left, double top);
   void findGrid(double scale);
 
   const std::vector<DrawOperation>& operations_;
   const LayerSpans& layers_;
   cairo_t* target_;
+  Rect visible_;
   PixelGrid grid_{1, 0, 0};
   bool isOnGrid_ = false;  ///< else it may be shown at any scale
   bool takesMasks_ = false;
+  bool takesTextMasks_ = false;
 };
 
 }  // namespace idlewyn::platform

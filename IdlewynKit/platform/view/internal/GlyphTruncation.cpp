@@ -76,7 +76,7 @@ std::optional<ShapedText> truncateGlyphs(const ShapedText& whole, std::string_vi
   if (mode == TruncationMode::middle) cut.growHead(room - cut.widthOfTail(cut.tail()));
   cut.leaveOutBrokenSigns();
 
-  GlyphRun kept{run.font, {}};
+  GlyphRun kept{run.font, {}, run.hasColors};
   kept.glyphs.reserve(cut.head() + dots.glyphs.size() + text.size() - cut.tail());
   const auto at = [&run](std::size_t index) {
     return run.glyphs.begin() + static_cast<std::ptrdiff_t>(index);

@@ -14,11 +14,13 @@ namespace {
 constexpr std::size_t maximumDepth = 32;
 /// Cairo's own coordinates end soon after.
 constexpr double farthest = 4'000'000;
+/// Sides that are thinner can't be seen, and no matrix scales by them.
+constexpr double thinnest = 1e-6;
 
 bool isDrawable(const Rect& rect) {
   const auto isNear = [](double value) { return std::abs(value) <= farthest; };
   return isNear(rect.origin.x) && isNear(rect.origin.y) && isNear(rect.size.width) &&
-         isNear(rect.size.height) && !isEmpty(rect);
+         isNear(rect.size.height) && rect.size.width >= thinnest && rect.size.height >= thinnest;
 }
 
 Rect united(const Rect& a, const Rect& b) {

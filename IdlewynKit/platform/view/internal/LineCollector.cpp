@@ -3,12 +3,20 @@
 
 #include <algorithm>
 
+#include <hb-ot.h>
+#include <hb.h>
+
 #include <IdlewynKit/platform/view/internal/FontContext.hpp>
 
 namespace idlewyn::platform {
 namespace {
 
 double points(int units) { return static_cast<double>(units) / PANGO_SCALE; }
+
+bool hasColors(PangoFont* font) {
+  hb_face_t* face = hb_font_get_face(pango_font_get_hb_font(font));
+  return hb_ot_color_has_png(face) || hb_ot_color_has_layers(face) || hb_ot_color_has_svg(face);
+}
 
 /// Pango makes the ellipsis as wide as the room that the line leaves.
 int excessOfEllipsis(const PangoGlyphItem& item) {
@@ -65,8 +73,9 @@ GlyphRun& LineCollector::runOf(PangoFont* font) {
   cairo_scaled_font_t* scaled = pango_cairo_font_get_scaled_font(PANGO_CAIRO_FONT(font));
   const bool isNew = runs_.size() == lines_.back().firstRun || runs_.back().font.get() != scaled;
   if (isNew)
-    runs_.push_back(
-        {ScaledFont(cairo_scaled_font_reference(scaled), cairo_scaled_font_destroy), {}});
+    runs_.push_back({ScaledFont(cairo_scaled_font_reference(scaled), cairo_scaled_font_destroy),
+                     {},
+                     hasColors(font)});
   return runs_.back();
 }
 

@@ -27,9 +27,9 @@ class Memory {
   void endFrame();
 
   /// Where numbers on the way to a target are now. With an animation they set out for a target
-  /// that is new, without they are there.
+  /// that is new, without they are there. Where nothing `isEnabled` to move they arrive at once.
   Presence numbers(std::uint64_t identity, const Numbers& target,
-                   const std::optional<Animation>& animation);
+                   const std::optional<Animation>& animation, bool isEnabled);
   /// Whether the value is another one than in the frame before.
   bool hasChanged(std::uint64_t identity, const EquatableValue& value);
   /// Opacity of a view that pulses when the value changes.

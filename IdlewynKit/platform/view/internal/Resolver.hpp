@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include <IdlewynKit/platform/base/Date.hpp>
 #include <IdlewynKit/platform/view/Environment.hpp>
+#include <IdlewynKit/platform/view/Frame.hpp>
 #include <IdlewynKit/platform/view/View.hpp>
 #include <IdlewynKit/platform/view/internal/Box.hpp>
 #include <IdlewynKit/platform/view/internal/Memory.hpp>
@@ -23,6 +23,10 @@ enum class Slot : std::uint8_t {
   contrast,
   multiply,
   progress,
+  color,
+  gradientFrom,
+  gradientTo,
+  gradientPoints,
   animation,
   pulse,
 };
@@ -54,6 +58,8 @@ class Resolver {
   /// Where the numbers of the present node are on their way to a target.
   Numbers moved(Slot slot, const Numbers& target);
   double moved(Slot slot, double target) { return moved(slot, Numbers{target})[0]; }
+  /// A style's paint on its way: a colour to another one, a gradient to another one.
+  Paint paint(const ShapeStyle& style);
   bool hasChanged(const EquatableValue& value);
   double pulseOpacity(const EquatableValue& value);
 
@@ -69,10 +75,16 @@ class Resolver {
   Environment environment;
   /// Of numbers that change below.
   std::optional<Animation> animation;
+  /// Somewhere inside of an animation: elsewhere no colour needs to be remembered.
+  bool isAnimatable = false;
   /// Of the row or column around.
   Axis axis = Axis::none;
 
  private:
+  RGBA moved(Slot slot, const RGBA& target) {
+    const Numbers now = moved(slot, Numbers{target.red, target.green, target.blue, target.alpha});
+    return {now[0], now[1], now[2], now[3]};
+  }
   std::uint64_t identity(Slot slot) const {
     return mixed(identity_, static_cast<std::uint64_t>(slot));
   }
@@ -83,6 +95,7 @@ class Resolver {
   Date now_;
   std::uint64_t identity_ = 0;
   int depth_ = 0;
+  std::int64_t viewCount_ = 0;
   std::optional<Date> nextChange_;
   bool isAnimating_ = false;
   std::int64_t measuringBudget_ = 0;

@@ -18,6 +18,7 @@ using ScaledFont = std::shared_ptr<cairo_scaled_font_t>;
 struct GlyphRun {
   ScaledFont font;
   std::vector<cairo_glyph_t> glyphs;
+  bool hasColors = false;  ///< glyphs are pictures
 };
 
 /// Nothing in it belongs to the thread that shaped it: Cairo counts and locks its fonts itself.

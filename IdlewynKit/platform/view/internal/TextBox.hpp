@@ -16,12 +16,14 @@ class Resolver;
 /// A text in the font and style of its environment. It stands on characters that others keep.
 class TextBox final : public Box {
  public:
-  TextBox(const Resolver& resolver, std::string_view text);
+  TextBox(Resolver& resolver, std::string_view text);
 
   Size size(const Proposal& proposal) override;
   void place(Point origin, const Proposal& proposal, Canvas& canvas) override;
 
   std::string_view text() const noexcept { return request_.text; }
+  /// Whether another text would be as large in its place.
+  bool isAsLargeAs(std::string_view text) const;
   /// Where the middle of its first line's capitals is below its top.
   double capitalsCentre(const Proposal& proposal);
 

@@ -45,7 +45,7 @@ class TextCache {
   }
 
  private:
-  static constexpr std::size_t maximumWeight = std::size_t{16} << 20U;
+  static constexpr std::size_t maximumWeight = std::size_t{8} << 20U;
 
   struct Entry {
     std::string text;
