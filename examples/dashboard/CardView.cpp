@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "CardView.hpp"
 
-#include <limits>
 #include <string>
 #include <utility>
 #include <vector>
@@ -46,13 +45,13 @@ View doing(const AgentSession& session) {
 }  // namespace
 
 View HeadlineView::body() const {
-  const View icon = View(Symbol(lead.isEmpty ? "moon.zzz.fill" : "sparkle"))
-                        .font(Typography::heroGlyph)
-                        .foreground(lead.isEmpty ? secondary : tint(lead.status));
+  const View mark =
+      lead.isEmpty ? View(Symbol("moon.zzz.fill")).font(Typography::heroGlyph).foreground(secondary)
+                   : View(Text(std::to_string(lead.count)))
+                         .font(Typography::count)
+                         .foreground(tint(lead.status));
   const View text = Text(lead.summary()).font(Typography::screenTitle).foreground(primary);
-  const View count =
-      Text(std::to_string(lead.count)).font(Typography::count).foreground(tint(lead.status));
-  return Row({lead.isEmpty ? icon : count, text, Spacer()}, VerticalAlignment::centre, Spacing::m)
+  return Row({mark, text, Spacer()}, VerticalAlignment::centre, Spacing::m)
       .accessibilityLabel(lead.summary());
 }
 

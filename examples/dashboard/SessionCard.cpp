@@ -36,11 +36,30 @@ void makeSelectableByPointer(GtkWidget* label) {
   gtk_widget_add_controller(label, focus);
 }
 
-GtkWidget* makeLabel(const std::string& text, const char* style) {
-  // GTK takes UTF-8 only; what is none is shown as U+FFFD.
+// What an agent writes must look like what it does: characters that reorder the line or are not
+// seen at all are written out. GTK takes UTF-8 only; what is none is shown as U+FFFD.
+std::string shown(const std::string& text) {
   char* valid = g_utf8_make_valid(text.data(), static_cast<gssize>(text.size()));
-  GtkWidget* label = gtk_label_new(valid);
+  std::string result;
+  for (const char* at = valid; *at != '\0'; at = g_utf8_next_char(at)) {
+    const gunichar character = g_utf8_get_char(at);
+    const GUnicodeType type = g_unichar_type(character);
+    const bool isHidden = type == G_UNICODE_CONTROL || type == G_UNICODE_FORMAT ||
+                          type == G_UNICODE_LINE_SEPARATOR || type == G_UNICODE_PARAGRAPH_SEPARATOR;
+    if (isHidden && character != '\n' && character != '\t') {
+      char escape[16];
+      g_snprintf(escape, sizeof escape, "\\u{%X}", character);
+      result += escape;
+    } else {
+      result.append(at, static_cast<std::size_t>(g_utf8_next_char(at) - at));
+    }
+  }
   g_free(valid);
+  return result;
+}
+
+GtkWidget* makeLabel(const std::string& text, const char* style) {
+  GtkWidget* label = gtk_label_new(shown(text).c_str());
   gtk_label_set_wrap(GTK_LABEL(label), TRUE);
   gtk_label_set_wrap_mode(GTK_LABEL(label), PANGO_WRAP_WORD_CHAR);
   gtk_label_set_xalign(GTK_LABEL(label), 0);
@@ -103,8 +122,9 @@ GtkWidget* SessionCard::addButton(const char* label, const char* style, Permissi
   title.front() = static_cast<char>(g_ascii_toupper(title.front()));
   gtk_accessible_reset_relation(GTK_ACCESSIBLE(button), GTK_ACCESSIBLE_RELATION_LABELLED_BY);
   gtk_accessible_update_property(GTK_ACCESSIBLE(button), GTK_ACCESSIBLE_PROPERTY_LABEL,
-                                 (title + " " + prompt.toolName).c_str(),
-                                 GTK_ACCESSIBLE_PROPERTY_DESCRIPTION, prompt.detail.c_str(), -1);
+                                 (title + " " + shown(prompt.toolName)).c_str(),
+                                 GTK_ACCESSIBLE_PROPERTY_DESCRIPTION, shown(prompt.detail).c_str(),
+                                 -1);
   const auto pressed = [](GtkButton*, gpointer data) {
     const Press press = *static_cast<Press*>(data);  // the button may go meanwhile
     press.answer(press.decision);
