@@ -53,10 +53,9 @@ void DesktopSettings::portalReady(GObject*, GAsyncResult* result, gpointer self)
   if (settings->portal_ == nullptr) return;
   g_signal_connect(settings->portal_, "g-signal", G_CALLBACK(&DesktopSettings::portalSignalled),
                    settings);
-  g_dbus_proxy_call(settings->portal_, "Read",
-                    g_variant_new("(ss)", schemeNamespace.data(), schemeKey.data()),
-                    G_DBUS_CALL_FLAGS_NONE, 5'000, nullptr, &DesktopSettings::portalAnswered,
-                    settings);
+  g_dbus_proxy_call(
+      settings->portal_, "Read", g_variant_new("(ss)", schemeNamespace.data(), schemeKey.data()),
+      G_DBUS_CALL_FLAGS_NONE, 5'000, nullptr, &DesktopSettings::portalAnswered, settings);
 }
 
 void DesktopSettings::portalAnswered(GObject* source, GAsyncResult* result, gpointer self) {

@@ -42,8 +42,8 @@ GtkAccessibleRole roleOf(const AccessibleElement& element) {
 }  // namespace
 
 GtkWidget* makeElementWidget(const AccessibleElement& element) {
-  auto* widget = static_cast<GtkWidget*>(g_object_new(idlewyn_element_widget_get_type(),
-                                                      "accessible-role", roleOf(element), nullptr));
+  auto* widget = static_cast<GtkWidget*>(
+      g_object_new(idlewyn_element_widget_get_type(), "accessible-role", roleOf(element), nullptr));
   tellName(widget, element.label);
   if (element.value) tellValue(widget, *element.value);
   return widget;

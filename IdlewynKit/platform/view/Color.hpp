@@ -29,7 +29,8 @@ class Color {
  public:
   constexpr Color(double red, double green, double blue, double opacity = 1)
       : light_{red, green, blue, opacity}, dark_(light_) {}
-  constexpr Color(const Color& light, const Color& dark) : light_(light.light_), dark_(dark.dark_) {}
+  constexpr Color(const Color& light, const Color& dark)
+      : light_(light.light_), dark_(dark.dark_) {}
 
   static constexpr Color white() { return {1, 1, 1}; }
   static constexpr Color black() { return {0, 0, 0}; }
@@ -69,7 +70,7 @@ struct LinearGradient {
 /// Anything that fills: made from a colour or a gradient without saying so.
 class ShapeStyle {
  public:
-  constexpr ShapeStyle(const Color& color) : value_(color) {}              // NOLINT: implicit
+  constexpr ShapeStyle(const Color& color) : value_(color) {}                 // NOLINT: implicit
   constexpr ShapeStyle(const LinearGradient& gradient) : value_(gradient) {}  // NOLINT: implicit
 
   constexpr const std::variant<Color, LinearGradient>& value() const noexcept { return value_; }
