@@ -26,7 +26,6 @@ PLANTED = [
     ("layers", "IdlewynKit/platform/net/Leak.hpp", "#include <openssl/ssl.h>\n", "is fenced"),
     ("layers", "IdlewynKit/model/Leak.cpp", "#  include <simdjson.h>\n", "is fenced"),
     ("layers", "IdlewynKit/model/Up.cpp", '#include "../relay/Connection.hpp"\n', "write <Idlewyn"),
-    ("layers", "IdlewynKit/model/Up.cpp", '#include "relay/Connection.hpp"\n', "write <Idlewyn"),
     ("layers", "IdlewynKit/Root.hpp", "#include <IdlewynKit/relay/Connection.hpp>\n",
      "not in the include table"),
     ("layers", "tools/idlewyn/Leak.cpp", "#include <IdlewynKit/relay/internal/Perform.hpp>\n",

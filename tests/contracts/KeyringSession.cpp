@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "KeyringSession.hpp"
 
-#include <fcntl.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -12,33 +11,17 @@
 #include <fstream>
 #include <stdexcept>
 #include <thread>
-#include <vector>
 
 namespace idlewyn::testing {
 namespace {
 
 using namespace std::chrono_literals;
-using Strings = std::vector<std::string>;
-
-std::vector<char*> pointers(const Strings& texts) {
-  std::vector<char*> pointers;
-  for (const std::string& text : texts)
-    pointers.push_back(const_cast<char*>(text.c_str()));
-  pointers.push_back(nullptr);
-  return pointers;
-}
-
-/// A child that ends with this process, with nothing but this environment.
-pid_t start(const Strings& arguments, const Strings& environment, int input) {
-  const auto argumentPointers = pointers(arguments), environmentPointers = pointers(environment);
+/// A child that ends with this process, with nothing but the environment that the command sets.
+pid_t start(const std::string& command) {
   const pid_t child = fork();
   if (child != 0) return child;
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  const int nowhere = open("/dev/null", O_RDWR);
-  dup2(input >= 0 ? input : nowhere, STDIN_FILENO);
-  dup2(nowhere, STDOUT_FILENO);
-  dup2(nowhere, STDERR_FILENO);
-  execvpe(argumentPointers[0], argumentPointers.data(), environmentPointers.data());
+  execl("/bin/sh", "sh", "-c", ("exec env -i PATH=/usr/bin:/bin " + command).c_str(), nullptr);
   _exit(127);
 }
 
@@ -94,45 +77,40 @@ void KeyringSession::startBus(Keyring keyring) {
       << "</servicedir><auth>EXTERNAL</auth><policy context=\"default\">"
          "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
          "<allow own=\"*\"/></policy></busconfig>";
-  bus_ = start({"dbus-daemon", "--nofork", "--config-file=" + configuration},
-               {"PATH=/usr/bin:/bin"}, -1);
+  bus_ =
+      start("dbus-daemon --nofork --config-file=" + configuration + " </dev/null >/dev/null 2>&1");
   await("the bus does not start; is dbus-daemon installed?",
         [&] { return std::filesystem::exists(folder_.path() / "bus"); });
 }
 
 void KeyringSession::startKeyring(bool isUnlocked) {
-  const std::string base = folder_.path().string();
-  Strings arguments{"gnome-keyring-daemon", "--foreground", "--components=secrets"};
-  if (isUnlocked) arguments.emplace_back("--unlock");
-  int password[2];
-  if (pipe2(password, O_CLOEXEC) != 0 || write(password[1], "sesame", 6) != 6) {
-    throw std::runtime_error("no pipe");
-  }
-  keyring_ = start(arguments,
-                   {"PATH=/usr/bin:/bin", "HOME=" + base, "XDG_DATA_HOME=" + base + "/data",
-                    "XDG_CONFIG_HOME=" + base + "/config", "XDG_RUNTIME_DIR=" + base + "/runtime",
-                    "DBUS_SESSION_BUS_ADDRESS=" + address_},
-                   password[0]);
-  close(password[0]);
-  close(password[1]);
+  const std::string base = folder_.path().string(), password = base + "/password";
+  std::ofstream(password) << "sesame";
+  keyring_ =
+      start("HOME=" + base + " XDG_DATA_HOME=" + base + "/data XDG_CONFIG_HOME=" + base +
+            "/config XDG_RUNTIME_DIR=" + base + "/runtime DBUS_SESSION_BUS_ADDRESS=" + address_ +
+            " gnome-keyring-daemon --foreground --components=secrets" +
+            (isUnlocked ? " --unlock <" : " <") + password + " >/dev/null 2>&1");
   await("the keyring does not start; is gnome-keyring installed?", [&] { return isServiceUp(); });
 }
 
-bool KeyringSession::isServiceUp() const {
+bool KeyringSession::send(const std::string& message) const {
   const std::string command =
-      "dbus-send --bus=" + address_ +
-      " --print-reply --reply-timeout=2000 --dest=org.freedesktop.DBus /org/freedesktop/DBus"
-      " org.freedesktop.DBus.GetNameOwner string:org.freedesktop.secrets >/dev/null 2>&1";
-  return std::system(command.c_str()) == 0;
+      "dbus-send --bus=" + address_ + " --print-reply --reply-timeout=2000 --dest=" + message;
+  return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
+}
+
+bool KeyringSession::isServiceUp() const {
+  return send(
+      "org.freedesktop.DBus /org/freedesktop/DBus org.freedesktop.DBus.GetNameOwner"
+      " string:org.freedesktop.secrets");
 }
 
 void KeyringSession::lock() const {
-  const std::string command =
-      "dbus-send --bus=" + address_ +
-      " --print-reply --dest=org.freedesktop.secrets /org/freedesktop/secrets"
-      " org.freedesktop.Secret.Service.Lock"
-      " array:objpath:/org/freedesktop/secrets/collection/login >/dev/null";
-  if (std::system(command.c_str()) != 0) throw std::runtime_error("the keyring is not locked");
+  if (!send("org.freedesktop.secrets /org/freedesktop/secrets org.freedesktop.Secret.Service.Lock"
+            " array:objpath:/org/freedesktop/secrets/collection/login")) {
+    throw std::runtime_error("the keyring is not locked");
+  }
 }
 
 void KeyringSession::restartKeyring(bool isUnlocked) {

@@ -47,6 +47,7 @@ class KeyringSession {
  private:
   void startBus(Keyring keyring);
   void startKeyring(bool isUnlocked);
+  bool send(const std::string& message) const;
   bool isServiceUp() const;
 
   const TemporaryFolder folder_;

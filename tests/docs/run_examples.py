@@ -172,30 +172,26 @@ if os.environ.get("IDLEWYN_CADDY"):
 
 
 class Desktop(ExampleTest):
-    def test_waybar_runs_a_command_that_answers_in_its_form(self):
-        settings = json.loads((ROOT / "examples/desktop/waybar.jsonc").read_text())
-        self.check_command(settings["custom/idlewyn"]["exec"], is_json=True)
-
-    def test_tmux_runs_a_command_that_answers_in_a_line(self):
-        text = (ROOT / "examples/desktop/tmux.conf").read_text()
-        self.check_command(text.split("#(")[1].split(")")[0], is_json=False)
-
-    def check_command(self, line, is_json):
-        name, *arguments = line.split()
-        self.assertEqual(name, "idlewyn")
+    def test_bars_run_commands_that_answer_in_their_form(self):
         with Relay() as relay:
             self.run_program(IDLEWYN, "pair", relay.pairingLink, "--agent", "claude")
             relay.advance(30)
             self.run_program(IDLEWYN, "sessions")  # as the service does again and again
+        folder = ROOT / "examples/desktop"
+        settings = json.loads((folder / "waybar.jsonc").read_text())
+        answer = json.loads(self.run_line(settings["custom/idlewyn"]["exec"]))
+        self.assertIn("1", answer["text"])
+        self.assertIn(answer["class"],
+                      re.findall(r"idlewyn\.(\w+)", (folder / "waybar.css").read_text()))
+        tmux = (folder / "tmux.conf").read_text().split("#(")[1].split(")")[0]
+        self.assertIn("1 needs you", self.run_line(tmux))
+
+    def run_line(self, line):
+        name, *arguments = line.split()
+        self.assertEqual(name, "idlewyn")
         out = self.run_program(IDLEWYN, *arguments)
         self.assertEqual(out.count("\n"), 1, out)
-        if is_json:
-            answer = json.loads(out)
-            self.assertIn("1", answer["text"])
-            style = (ROOT / "examples/desktop/waybar.css").read_text()
-            self.assertIn(answer["class"], re.findall(r"idlewyn\.(\w+)", style))
-        else:
-            self.assertIn("1 needs you", out)
+        return out
 
     def test_the_service_runs_an_option_that_there_is(self):
         text = (ROOT / "examples/desktop/idlewyn-watch.service").read_text()

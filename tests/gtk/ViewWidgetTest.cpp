@@ -34,7 +34,8 @@ class Window {
     frames_ = 0;
     const auto end = std::chrono::steady_clock::now() + time;
     while (std::chrono::steady_clock::now() < end) {
-      g_timeout_add(10, +[](gpointer) -> gboolean { return G_SOURCE_REMOVE; }, nullptr);
+      g_timeout_add(
+          10, +[](gpointer) -> gboolean { return G_SOURCE_REMOVE; }, nullptr);
       g_main_context_iteration(nullptr, TRUE);
     }
     return frames_;
@@ -43,6 +44,15 @@ class Window {
  private:
   GtkWindow* window_;
   int frames_ = 0;
+};
+
+// How wide or high it wants to be, and how little it can do with.
+struct Measure {
+  Measure(const ViewWidget& view, GtkOrientation orientation, int other = -1) {
+    gtk_widget_measure(view.widget(), orientation, other, &least, &natural, nullptr, nullptr);
+  }
+  int least = 0;
+  int natural = 0;
 };
 
 std::vector<GtkAccessibleRole> rolesOf(const ViewWidget& view) {
@@ -94,24 +104,15 @@ TEST(ViewWidget, StopsItsClockWhileItIsNotShown) {
 
 TEST(ViewWidget, AsksForTheSizeOfItsView) {
   const ViewWidget view(View(Text("fixed")).frame(120, 34));
-  int least = 0;
-  int natural = 0;
-  const auto measure = [&](GtkOrientation orientation, int other) {
-    gtk_widget_measure(view.widget(), orientation, other, &least, &natural, nullptr, nullptr);
-  };
-  measure(GTK_ORIENTATION_HORIZONTAL, -1);
-  EXPECT_EQ(natural, 120);
-  measure(GTK_ORIENTATION_VERTICAL, 120);
-  EXPECT_EQ(natural, 34);
+  EXPECT_EQ(Measure(view, GTK_ORIENTATION_HORIZONTAL).natural, 120);
+  EXPECT_EQ(Measure(view, GTK_ORIENTATION_VERTICAL, 120).natural, 34);
 
   ViewWidget(view).setView(Row({Text("words that wrap when there is little room for them")}));
-  measure(GTK_ORIENTATION_HORIZONTAL, -1);
-  const int wide = natural;
-  EXPECT_LT(least, natural);
-  measure(GTK_ORIENTATION_VERTICAL, wide);
-  const int low = natural;
-  measure(GTK_ORIENTATION_VERTICAL, wide / 3);
-  EXPECT_GT(natural, low) << "narrower is higher";
+  const Measure width(view, GTK_ORIENTATION_HORIZONTAL);
+  EXPECT_LT(width.least, width.natural);
+  EXPECT_GT(Measure(view, GTK_ORIENTATION_VERTICAL, width.natural / 3).natural,
+            Measure(view, GTK_ORIENTATION_VERTICAL, width.natural).natural)
+      << "narrower is higher";
 }
 
 TEST(ViewWidget, GivesScreenReadersItsElementsAndFollowsTheirRoles) {
@@ -122,9 +123,8 @@ TEST(ViewWidget, GivesScreenReadersItsElementsAndFollowsTheirRoles) {
   view.setView(Row({StatusIndicator(SessionStatus::failed, 14), Text("project"), Spacer(),
                     platform::ProgressBar(1, 2)}));
   window.framesWithin(300ms);
-  EXPECT_EQ(rolesOf(view),
-            (std::vector{GTK_ACCESSIBLE_ROLE_IMG, GTK_ACCESSIBLE_ROLE_LABEL,
-                         GTK_ACCESSIBLE_ROLE_PROGRESS_BAR}));
+  EXPECT_EQ(rolesOf(view), (std::vector{GTK_ACCESSIBLE_ROLE_IMG, GTK_ACCESSIBLE_ROLE_LABEL,
+                                        GTK_ACCESSIBLE_ROLE_PROGRESS_BAR}));
   view.setView(View());
   window.framesWithin(300ms);
   EXPECT_TRUE(rolesOf(view).empty());
@@ -141,13 +141,9 @@ TEST(ViewWidget, FollowsTheDesktopLive) {
   EXPECT_EQ(changes, 1);
 
   const ViewWidget view(View(Text("scaled")).font(Typography::body));
-  int before = 0;
-  int after = 0;
-  gtk_widget_measure(view.widget(), GTK_ORIENTATION_HORIZONTAL, -1, nullptr, &before, nullptr,
-                     nullptr);
+  const int before = Measure(view, GTK_ORIENTATION_HORIZONTAL).natural;
   g_object_set(settings, "gtk-xft-dpi", 2 * 96 * 1024, nullptr);
-  gtk_widget_measure(view.widget(), GTK_ORIENTATION_HORIZONTAL, -1, nullptr, &after, nullptr,
-                     nullptr);
+  const int after = Measure(view, GTK_ORIENTATION_HORIZONTAL).natural;
   EXPECT_NEAR(after, 2 * before, 2);
 }
 

@@ -8,14 +8,12 @@ Needs a display and a session bus. Leaves a picture of the window.
 import json
 import os
 import pathlib
-import ssl
 import struct
 import subprocess
 import sys
 import tempfile
 import time
 import unittest
-import urllib.request
 import zlib
 
 import gi
@@ -23,9 +21,12 @@ import gi
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, GLib  # noqa: E402
 
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tools/idlewyn"))
+import sandbox  # noqa: E402
 from xsettings import XSettings  # noqa: E402
 
-IDLEWYN, SANDBOX, DASHBOARD, PICTURE = sys.argv[1:5]
+IDLEWYN, sandbox.SANDBOX, DASHBOARD, PICTURE = sys.argv[1:5]
 
 
 def eventually(ask, what, seconds=20):
@@ -67,50 +68,19 @@ def screen_rows():
 
 def write_png(path):
     rows = screen_rows()
-    width, height = len(rows[0]) // 3, len(rows)
-    lines = b"".join(b"\0" + row for row in rows)
-
-    def chunk(kind, body):
-        return (struct.pack(">I", len(body)) + kind + body
-                + struct.pack(">I", zlib.crc32(kind + body)))
-
-    pathlib.Path(path).write_bytes(
-        b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0))
-        + chunk(b"IDAT", zlib.compress(lines, 6)) + chunk(b"IEND", b""))
-
-
-class Relay:
-    def __init__(self):
-        self.process = subprocess.Popen(
-            [SANDBOX, "--tls", "--manual-clock", "--until-stdin-closes"],
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE)
-        self.__dict__.update(json.loads(self.process.stdout.readline()))
-
-    def stop(self):
-        self.process.stdin.close()
-        self.process.wait(10)
-        self.process.stdout.close()
-
-    def control(self, path, body=None, method="POST"):
-        request = urllib.request.Request(f"{self.address}/sandbox/{path}", method=method,
-                                         data=json.dumps(body).encode() if body else b"")
-        context = ssl._create_unverified_context()
-        with urllib.request.urlopen(request, context=context, timeout=10) as answer:
-            return json.load(answer)
-
-    def show(self, *sessions):
-        self.control("sessions", {"sessions": list(sessions)})
+    size = struct.pack(">IIBBBBB", len(rows[0]) // 3, len(rows), 8, 2, 0, 0, 0)
+    pixels = zlib.compress(b"".join(b"\0" + row for row in rows), 6)
+    with open(path, "wb") as file:
+        file.write(b"\x89PNG\r\n\x1a\n")
+        for kind, body in ((b"IHDR", size), (b"IDAT", pixels), (b"IEND", b"")):
+            file.write(struct.pack(">I", len(body)) + kind + body
+                       + struct.pack(">I", zlib.crc32(kind + body)))
 
 
 def session(number, prompt=None, **fields):
-    date = "2026-03-05T14:07:09.250Z"
-    record = {"id": f"s{number}", "provider": "claude", "title": f"Title {number}",
-              "workingDirectory": f"/src/project{number}",
-              "status": "waitingForInput" if prompt else "working",
-              "startedAt": date, "updatedAt": date, "turnStartedAt": date, **fields}
-    if prompt:
-        record["permission"] = {"toolName": "Bash", "createdAt": date, **prompt}
-    return record
+    return sandbox.session("claude", prompt, id=f"s{number}", title=f"Title {number}",
+                           workingDirectory=f"/src/project{number}",
+                           turnStartedAt="2026-03-05T14:07:09.250Z", **fields)
 
 
 class DashboardTest(unittest.TestCase):
@@ -120,7 +90,7 @@ class DashboardTest(unittest.TestCase):
         os.environ.update(IDLEWYN_DATA_DIR=cls.data.name, IDLEWYN_KEYCHAIN="file",
                           GTK_A11Y="atspi", G_DEBUG="fatal-warnings")
         cls.settings = XSettings()
-        cls.relay = Relay()
+        cls.relay = sandbox.Relay()
         subprocess.run([IDLEWYN, "pair", cls.relay.pairingLink, "--agent", "claude"], check=True,
                        stdout=subprocess.DEVNULL)
         cls.sessions = [
@@ -175,12 +145,8 @@ class DashboardTest(unittest.TestCase):
         subprocess.run(["xdotool", "windowfocus", "--sync", self.window_id()], check=True)
         subprocess.run(["xdotool", "key", "--clearmodifiers", *keys], check=True)
 
-    def requests(self, target):
-        return [request for request in self.relay.control("requests", method="GET")["requests"]
-                if request["target"] == target]
-
     def decisions(self):
-        return [json.loads(request["body"]) for request in self.requests("/v1/permissions/p1")]
+        return [json.loads(body) for _, body in self.relay.decisions()]
 
     def is_in(self, state, role, name):
         return any(found.get_state_set().contains(state) for found in self.named(role, name))
@@ -190,7 +156,7 @@ class DashboardTest(unittest.TestCase):
         return place.width, place.height
 
     def fetches(self):
-        return len(self.requests("/v1/sessions?provider=claude"))
+        return self.relay.asked().count("/v1/sessions?provider=claude")
 
     def test_1_a_screen_reader_finds_everything_that_is_shown(self):
         eventually(lambda: self.named("push button", "Allow Bash"), "the prompt's buttons")
@@ -247,7 +213,7 @@ class DashboardTest(unittest.TestCase):
         eventually(lambda: any("Allowed" in name for _, name, _ in self.shown()), "it is said")
 
     def test_3_a_failing_agent_is_told_and_its_cards_stay(self):
-        self.relay.control("faults", {"endpoint": "v1/sessions", "fault": "status=503"})
+        self.relay.fault("v1/sessions", "status=503")
         eventually(lambda: any("Claude" in name and "503" in name
                                for _, name, _ in self.shown()), "the error line")
         names = [name for _, name, _ in self.shown()]

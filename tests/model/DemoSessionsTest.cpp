@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <set>
 #include <string>
@@ -15,56 +17,46 @@ namespace {
 using enum SessionStatus;
 using platform::dateFromSecondsSince1970;
 
-double secondsBefore(Date at, Date earlier) { return (at - earlier).count(); }
-
 TEST(DemoSessions, KnownInstant) {
   const Date at = dateFromSecondsSince1970(1'700'000'000);
   struct Row {
     AgentProvider provider;
-    std::size_t index;
     const char *id, *title, *directory;
-    double position;
+    int position;  // seconds since the start
     SessionStatus status;
-    const char* activity;
+    std::optional<std::string> activity;
     std::optional<std::int64_t> done;
-    double updated;
+    int updated;  // so many seconds ago
   };
-  const auto claude = AgentProvider::claude;
-  const auto codex = AgentProvider::codex;
+  using enum AgentProvider;
   const std::vector<Row> rows{
-      {claude, 0, "demo-claude-0", "Refactor auth middleware", "~/Developer/api", 50, working,
+      {claude, "demo-claude-0", "Refactor auth middleware", "~/Developer/api", 50, working,
        "Edit: Sources/Auth/Middleware.swift", 1, 10},
-      {claude, 1, "demo-claude-1", "Write widget snapshot tests", "~/Developer/Vantor", 67, working,
+      {claude, "demo-claude-1", "Write widget snapshot tests", "~/Developer/Vantor", 67, working,
        "Bash: tuist test", 1, 7},
-      {claude, 2, "demo-claude-2", "Fix flaky CI job", "~/Developer/infra", 174, waitingForInput,
-       nullptr, 3, 14},
-      {codex, 0, "demo-codex-0", "Migrate to Swift 6", "~/Developer/ios-app", 80, working,
+      {claude, "demo-claude-2", "Fix flaky CI job", "~/Developer/infra", 174, waitingForInput,
+       std::nullopt, 3, 14},
+      {codex, "demo-codex-0", "Migrate to Swift 6", "~/Developer/ios-app", 80, working,
        "shell: rg -l Sendable", std::nullopt, 0},
-      {codex, 1, "demo-codex-1", "Profile image pipeline", "~/Developer/media", 127, working,
+      {codex, "demo-codex-1", "Profile image pipeline", "~/Developer/media", 127, working,
        "shell: instruments -t 'Time Profiler'", std::nullopt, 7},
   };
-  EXPECT_EQ(DemoSessions::sessions(claude, at).size(), 3u);
-  EXPECT_EQ(DemoSessions::sessions(codex, at).size(), 2u);
+  std::vector<AgentSession> expected;
   for (const Row& row : rows) {
-    const AgentSession session = DemoSessions::sessions(row.provider, at)[row.index];
-    EXPECT_EQ(session.id, row.id);
-    EXPECT_EQ(session.provider, row.provider);
-    EXPECT_EQ(session.title, row.title);
-    EXPECT_EQ(session.workingDirectory, row.directory);
-    EXPECT_EQ(session.status, row.status) << row.id;
-    EXPECT_EQ(secondsBefore(at, session.startedAt), row.position) << row.id;
-    EXPECT_EQ(session.turnStartedAt, session.startedAt) << row.id;
-    EXPECT_EQ(secondsBefore(at, session.updatedAt), row.updated) << row.id;
-    EXPECT_EQ(session.activity,
-              row.activity ? std::optional<std::string>(row.activity) : std::nullopt);
-    EXPECT_EQ(session.taskDone, row.done) << row.id;
-    EXPECT_EQ(session.taskTotal, row.done ? std::optional<std::int64_t>(4) : std::nullopt);
+    const Date started = at - std::chrono::seconds(row.position);
+    const auto total = row.done ? std::optional<std::int64_t>(4) : std::nullopt;
+    expected.emplace_back(row.id, row.provider, row.title, row.directory, row.status, started,
+                          at - std::chrono::seconds(row.updated), std::nullopt, std::nullopt,
+                          row.activity, started, row.done, total);
   }
-  const AgentSession waiting = DemoSessions::sessions(claude, at)[2];
-  EXPECT_EQ(waiting.summary, "Allow Bash: swift package resolve?");
-  EXPECT_EQ(waiting.permission,
-            PermissionPrompt("demo-claude-2-6296296", "Bash", "swift package resolve",
-                             waiting.startedAt, "Bash(swift package resolve)"));
+  expected[2].summary = "Allow Bash: swift package resolve?";
+  expected[2].permission =
+      PermissionPrompt("demo-claude-2-6296296", "Bash", "swift package resolve",
+                       expected[2].startedAt, "Bash(swift package resolve)");
+  auto sessions = DemoSessions::sessions(claude, at);
+  EXPECT_EQ(sessions.size(), 3u);
+  std::ranges::move(DemoSessions::sessions(codex, at), std::back_inserter(sessions));
+  EXPECT_EQ(sessions, expected);
 }
 
 TEST(DemoSessions, PhasesBeginAtSixAndSevenTenthsOfTheCycle) {

@@ -9,12 +9,9 @@
 #include <gtest/gtest.h>
 
 #include <IdlewynKit/model/JSONCoding.hpp>
-#include <IdlewynKit/model/SessionTransition.hpp>
+#include <IdlewynKit/model/SessionSnapshot.hpp>
 #include <IdlewynKit/push/PushTokenRegistration.hpp>
 #include <IdlewynKit/relay/Connection.hpp>
-#include <IdlewynKit/relay/LiveSessionService.hpp>
-#include <IdlewynKit/relay/PairingLink.hpp>
-#include <IdlewynKit/relay/RelayError.hpp>
 #include <tests/support/Sessions.hpp>
 
 namespace idlewyn {
@@ -24,23 +21,6 @@ using platform::DecodingError;
 using testing::makePrompt;
 using testing::makeSession;
 using Kind = DecodingError::Kind;
-
-template <class T>
-concept Hashable = requires(const T& value) {
-  std::hash<T>{}(value);
-};
-template <class T>
-concept HasJSON = platform::Decodable<T> || platform::Encodable<T>;
-
-// No field of a record can be left out, and nothing has a form that it should not have.
-static_assert(!std::is_aggregate_v<AgentSession> && !std::is_default_constructible_v<AgentSession>);
-static_assert(!std::is_aggregate_v<PermissionPrompt> && !std::is_aggregate_v<SessionSnapshot>);
-static_assert(!std::is_aggregate_v<SnapshotLead> && !std::is_aggregate_v<SessionTransition>);
-static_assert(!std::is_aggregate_v<Connection> && !std::is_aggregate_v<PairingLink>);
-static_assert(!std::is_aggregate_v<PushTokenRegistration> && !std::is_aggregate_v<SnapshotResult>);
-static_assert(Hashable<AgentSession> && Hashable<SessionTransition> && Hashable<PairingLink>);
-static_assert(!Hashable<SnapshotLead> && !Hashable<RelayError>);
-static_assert(!HasJSON<SnapshotLead> && !HasJSON<SessionTransition> && !HasJSON<PairingLink>);
 
 std::string golden(const std::string& name) {
   std::ifstream file(std::string(IDLEWYN_TEST_DATA "/golden/") + name + ".json");
@@ -111,11 +91,10 @@ TEST(Records, GoldenTextsAreWrittenAndReadBack) {
 }
 
 struct Fault {
-  const char* reason;
-  const char* text;
+  const char *reason, *text;
   Kind kind;
-  const char* path;         // of the container for a key that was not found
-  const char* description;  // what the description must hold
+  const char* path;              // of the container for a key that was not found
+  const char* description = "";  // what the description must hold
 };
 
 template <class R>
@@ -137,21 +116,16 @@ TEST(Records, FailAtTheFirstBadFieldInDeclarationOrder) {
   expectFaults<PermissionPrompt>({
       {"id is declared before createdAt", R"({"createdAt":5,"toolName":"","detail":""})",
        Kind::keyNotFound, "", "id"},
-      {"null where a text is required", R"({"id":null})", Kind::valueNotFound, "id", ""},
-      {"a number for a text", R"({"detail":1,"id":"","toolName":2})", Kind::typeMismatch,
-       "toolName", ""},
-      {"a date that is a number", R"({"id":"","toolName":"","detail":"","createdAt":5})",
-       Kind::typeMismatch, "createdAt", ""},
+      {"null where a text is required", R"({"id":null})", Kind::valueNotFound, "id"},
       {"a date alone", R"({"id":"","toolName":"","detail":"","createdAt":"2026-03-05"})",
        Kind::dataCorrupted, "createdAt", "Invalid ISO-8601 date: 2026-03-05"},
       {"an optional of the wrong type",
        R"({"id":"","toolName":"","detail":"","createdAt":"2026-03-05T00:00:00Z","alwaysRule":[]})",
-       Kind::typeMismatch, "alwaysRule", ""},
-      {"no object", "[]", Kind::typeMismatch, "", ""},
+       Kind::typeMismatch, "alwaysRule"},
+      {"no object", "[]", Kind::typeMismatch, ""},
   });
   expectFaults<SessionSnapshot>({
-      {"the list comes first", R"({"updatedAt":5,"sessions":{}})", Kind::typeMismatch, "sessions",
-       ""},
+      {"the list comes first", R"({"updatedAt":5,"sessions":{}})", Kind::typeMismatch, "sessions"},
       {"the second session",
        R"({"sessions":[{"id":"a","provider":"claude","title":"","status":"gone",
            "startedAt":"2026-03-05T00:00:00Z","updatedAt":"2026-03-05T00:00:00Z"},
@@ -162,9 +136,6 @@ TEST(Records, FailAtTheFirstBadFieldInDeclarationOrder) {
            "startedAt":"2026-03-05T00:00:00Z","updatedAt":"2026-03-05T00:00:00Z",
            "permission":{"id":"p"}}],"updatedAt":"2026-03-05T00:00:00Z"})",
        Kind::keyNotFound, "sessions[0].permission", "toolName"},
-      {"a status that is no text",
-       R"({"sessions":[{"id":"a","provider":"codex","title":"","status":false}]})",
-       Kind::typeMismatch, "sessions[0].status", ""},
   });
   expectFaults<PushTokenRegistration>({
       {"unknown kind", R"({"deviceID":"","kind":"alert","token":"","environment":""})",
@@ -217,26 +188,19 @@ TEST(Records, HashingFeedsEveryFieldInOrder) {
             std::hash<AgentSession>{}(makeSession("s", SessionStatus::idle, -0.0)));
 }
 
-TEST(Records, EveryFieldTakesPartInEqualityAndHash) {
-  const AgentSession base = makeSession("s");
-  std::vector<AgentSession> others(13, base);
-  others[0].id = "t";
-  others[1].provider = AgentProvider::codex;
-  others[2].title = "";
-  others[3].workingDirectory = "";
-  others[4].status = SessionStatus::failed;
-  others[5].startedAt += std::chrono::seconds(1);
-  others[6].updatedAt += std::chrono::seconds(1);
-  others[7].summary = "";
-  others[8].permission = makePrompt("");
-  others[9].activity = "";
-  others[10].turnStartedAt = Date{};
-  others[11].taskDone = 0;
-  others[12].taskTotal = 0;
-  for (std::size_t i = 0; i < others.size(); ++i) {
-    EXPECT_NE(others[i], base) << i;
-    EXPECT_NE(std::hash<AgentSession>{}(others[i]), std::hash<AgentSession>{}(base)) << i;
-  }
+TEST(Records, ThatDifferInOneFieldAreUnequal) {
+  const auto expectOther = [](const auto& record, auto&& change) {
+    auto other = record;
+    change(other);
+    EXPECT_NE(other, record);
+    EXPECT_NE(std::hash<decltype(other)>{}(other), std::hash<decltype(other)>{}(record));
+  };
+  expectOther(makeSession("s"), [](auto& session) { session.activity = ""; });
+  expectOther(makePrompt("p"), [](auto& prompt) { prompt.createdAt += std::chrono::seconds(1); });
+  const PushTokenRegistration push("d", PushTokenRegistration::Kind::activity, Data{}, "e", "key");
+  expectOther(push, [](auto& registration) { registration.pushKey = std::nullopt; });
+  const Connection connection(AgentProvider::codex, std::nullopt, "t", "a", Date{}, std::nullopt);
+  expectOther(connection, [](auto& other) { other.connectedAt += std::chrono::seconds(1); });
 }
 
 }  // namespace

@@ -47,14 +47,11 @@ inline std::string outcomeOf(const std::exception_ptr& error,
 /// "encoding".
 inline std::string ask(PushGatewayClient& client, std::string token = "00ff",
                        std::string environment = "production") {
-  std::optional<std::string> key;
-  std::exception_ptr error;
   try {
-    key = platform::wait(client.pushKey(std::move(token), std::move(environment)));
+    return outcomeOf({}, platform::wait(client.pushKey(std::move(token), std::move(environment))));
   } catch (...) {
-    error = std::current_exception();
+    return outcomeOf(std::current_exception(), {});
   }
-  return outcomeOf(error, key);
 }
 
 }  // namespace idlewyn::testing

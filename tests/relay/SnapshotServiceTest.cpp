@@ -55,17 +55,6 @@ TEST(Snapshot, OfNothingIsEmptyAndOfDemosNeedsNoNetwork) {
   EXPECT_TRUE(demos.errors.empty());
 }
 
-TEST(Snapshot, MergesInTheOrderInWhichFetchesEnd) {
-  sandbox::SandboxRelay slow(plainHTTP()), fast(plainHTTP());
-  slow.setSessions({makeSession("slow")});
-  fast.setSessions({makeSession("fast2", SessionStatus::idle, 0, codex),
-                    makeSession("fast1", SessionStatus::idle, 0, codex)});
-  slow.setFault("*", sandbox::Fault::delay(0.3));
-  const SnapshotResult result = take({connectionTo(slow, claude), connectionTo(fast, codex)});
-  EXPECT_EQ(ids(result), (std::vector<std::string>{"fast2", "fast1", "slow"}));
-  EXPECT_TRUE(result.errors.empty());
-}
-
 TEST(Snapshot, AFailedFetchGivesItsErrorAndTheFallbacksSessions) {
   sandbox::SandboxRelay up(plainHTTP()), down(plainHTTP());
   up.setSessions({makeSession("new")});
@@ -85,13 +74,20 @@ TEST(Snapshot, AFailedFetchGivesItsErrorAndTheFallbacksSessions) {
   EXPECT_EQ(twice.snapshot.sessions.size(), 4u);
 }
 
-TEST(Snapshot, KeepsTheErrorOfTheLatestFailure) {
-  sandbox::SandboxRelay early(plainHTTP()), late(plainHTTP());
-  early.respondWith("*", 500, "");
-  late.respondWith("*", 401, "");
-  late.setFault("*", sandbox::Fault::delay(0.3));
-  const SnapshotResult result = take({connectionTo(late), connectionTo(early)});
-  EXPECT_EQ(errorDescription(result.errors.at(claude)),
+TEST(Snapshot, MergesInTheOrderInWhichFetchesEndTheLatestErrorCounting) {
+  sandbox::SandboxRelay slow(plainHTTP()), fast(plainHTTP());
+  slow.setSessions({makeSession("slow")});
+  fast.setSessions({makeSession("fast2", SessionStatus::idle, 0, codex),
+                    makeSession("fast1", SessionStatus::idle, 0, codex)});
+  slow.setFault("*", sandbox::Fault::delay(0.3));
+  const SnapshotResult result = take({connectionTo(slow, claude), connectionTo(fast, codex)});
+  EXPECT_EQ(ids(result), (std::vector<std::string>{"fast2", "fast1", "slow"}));
+  EXPECT_TRUE(result.errors.empty());
+
+  slow.respondWith("*", 401, "");
+  fast.respondWith("*", 500, "");
+  const SnapshotResult failed = take({connectionTo(slow), connectionTo(fast)});
+  EXPECT_EQ(errorDescription(failed.errors.at(claude)),
             RelayError::unauthorized().errorDescription());
 }
 

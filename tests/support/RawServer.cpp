@@ -46,12 +46,9 @@ std::shared_ptr<void> makeContext(const RawServer::TLS& tls) {
   for (const TestCertificate& certificate : tls.chain) {
     SSL_CTX_add1_chain_cert(context, static_cast<X509*>(certificate.certificate()));
   }
-  if (tls.onlyVersion12) SSL_CTX_set_max_proto_version(context, TLS1_2_VERSION);
-  if (tls.onlyVersion10) {
-    SSL_CTX_set_cipher_list(context, "ALL:@SECLEVEL=0");
-    SSL_CTX_set_min_proto_version(context, TLS1_VERSION);
-    SSL_CTX_set_max_proto_version(context, TLS1_VERSION);
-  }
+  SSL_CTX_set_security_level(context, 0);  // without which old versions find no cipher
+  SSL_CTX_set_min_proto_version(context, tls.version);
+  SSL_CTX_set_max_proto_version(context, tls.version);
   if (tls.demandsClientCertificate) {
     SSL_CTX_set_verify(context, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
   }

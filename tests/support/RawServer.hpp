@@ -81,8 +81,8 @@ class RawServer {
     TestCertificate certificate;
     /// Sent behind the certificate.
     std::vector<TestCertificate> chain;
-    bool onlyVersion10 = false;
-    bool onlyVersion12 = false;
+    /// The only version of TLS that is spoken, as OpenSSL numbers them; any when 0.
+    int version = 0;
     /// Says that HTTP/2 was agreed on; what is spoken is the script's affair.
     bool choosesHTTP2 = false;
     /// Refuses clients without a certificate: an alert behind the handshake in TLS 1.3.

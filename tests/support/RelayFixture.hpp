@@ -31,12 +31,10 @@ inline Connection connectionTo(sandbox::SandboxRelay& relay,
                     pin.empty() ? std::nullopt : std::optional(pin));
 }
 
-/// What an operation ended with, as text: "ok", the sentence of a RelayError, or the number of
-/// a URLError.
-template <class Operation>
-std::string outcomeOf(Operation&& operation) {
+/// "ok" for no error, the sentence of a RelayError or the number of a URLError.
+inline std::string errorText(const std::exception_ptr& failure) {
   try {
-    wait(operation());
+    if (failure) std::rethrow_exception(failure);
     return "ok";
   } catch (const RelayError& error) {
     return error.errorDescription();
@@ -45,6 +43,17 @@ std::string outcomeOf(Operation&& operation) {
   } catch (const std::exception& error) {
     return std::string("another error: ") + error.what();
   }
+}
+
+/// What an operation ended with, as such a text.
+template <class Operation>
+std::string outcomeOf(Operation&& operation) {
+  try {
+    wait(operation());
+  } catch (...) {
+    return errorText(std::current_exception());
+  }
+  return "ok";
 }
 
 inline std::string headerOf(const sandbox::RecordedRequest& request, std::string_view name) {

@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -51,21 +50,9 @@ class Catalogues {
   // The binary form of one message: header, one original, one translation, no hash table.
   static std::string catalogue(const std::string& translation) {
     const std::string original = sentence;
-    const auto length = [](const std::string& text) {
-      return static_cast<std::uint32_t>(text.size());
-    };
-    const std::uint32_t text = 44;
-    const std::uint32_t words[]{0x950412DE,
-                                0,
-                                1,
-                                28,
-                                36,
-                                0,
-                                44,
-                                length(original),
-                                text,
-                                length(translation),
-                                text + length(original) + 1};
+    const auto from = static_cast<std::uint32_t>(original.size());
+    const auto to = static_cast<std::uint32_t>(translation.size());
+    const std::uint32_t words[]{0x950412DE, 0, 1, 28, 36, 0, 44, from, 44, to, 44 + from + 1};
     return std::string(reinterpret_cast<const char*>(words), sizeof words) + original + '\0' +
            translation + '\0';
   }
@@ -87,23 +74,15 @@ TEST(CountFormat, UsesATranslationOnlyWhereItIsSafe) {
       {"%1$lld/%2$lld (%1$lld)", "3/4 (3)", "numbered may repeat"},
       {"%lld %% %lld", "3 % 4", "a percent sign"},
       {"%lld erledigt", "3 erledigt", "a count left out"},
-      {"von %2$lld", "von 4", "the other one left out"},
       {"%d/%i", "3/4", "another width"},
-      {"%2$ld/%1$lli", "4/3", "another width, numbered"},
       {"erledigt", untranslated, "none"},
       {"%lld %lld %lld", untranslated, "one too many"},
       {"%s von %lld", untranslated, "text where a number is"},
       {"%n%lld%lld", untranslated, "writes"},
-      {"%lld %u", untranslated, "another kind of number"},
-      {"%lld %5d", untranslated, "a field"},
       {"%lld %lll", untranslated, "too wide"},
-      {"%3$lld %1$lld %2$lld", untranslated, "a third"},
       {"%0$lld %1$lld %2$lld", untranslated, "a zeroth"},
       {"%1$lld %lld %2$lld", untranslated, "both kinds"},
-      {"%lld %1$lld %2$lld", untranslated, "both kinds, the other way"},
       {"%99999999lld %lld", untranslated, "a field as wide as memory"},
-      {"%lld %lld %", untranslated, "ends in the middle"},
-      {"%lld %lld %l", untranslated, "ends later"},
       {"%1$", untranslated, "ends after the number"},
       {std::string("%lld %lld\0 %s", 13), "3 4", "what stands behind the end is not read"},
   };
@@ -116,14 +95,6 @@ TEST(CountFormat, UsesATranslationOnlyWhereItIsSafe) {
               std::vector{row.text})
         << row.why;
   }
-}
-
-TEST(CountFormat, UntranslatedWithAnyNumber) {
-  constexpr auto least = std::numeric_limits<std::int64_t>::min();
-  constexpr auto most = std::numeric_limits<std::int64_t>::max();
-  EXPECT_EQ(internal::countText("%lld/%lld", -1, 0), "-1/0");
-  EXPECT_EQ(internal::countText("%lld/%lld", least, most),
-            "-9223372036854775808/9223372036854775807");
 }
 
 }  // namespace

@@ -24,9 +24,7 @@ TEST(NightMode, GreyThenContrastThenRed) {
       {Color(0.5, 0.5, 0.5), 0xFF808080, 0xFF80241C, "contrast turns about mid-grey"},
       {sky, 0xFF6CB8FF, 0xFFBB3429, "any other order of the layers gives another red"},
       {Color::white().opacity(0.5), 0x80808080, 0x8080241C, "translucent stays translucent"},
-      {Color(0.2, 0.2, 0.2), 0xFF333333, 0xFF1C0806, "dark turns darker"},
       {Color::black(), 0xFF000000, 0xFF000000, "clamped at black"},
-      {Color::clear(), 0, 0, "nothing stays nothing"},
   };
   for (const Row& row : rows) {
     EXPECT_TRUE(isNear(pixel(show(nightMode(square(row.color), false))), row.day)) << row.why;
@@ -102,15 +100,14 @@ TEST(NightMode, FadesInAndOutOver1200Milliseconds) {
   const std::vector<Row> rows{
       {0, false, white, 255, false, "the first frame is there at once"},
       {10, true, white, 255, true, "nothing jumps"},
+      {10.3, true, 0xFFFFE7E5, 222, true, "slowly at first"},
       {10.6, true, 0xFFFFA39C, 128, true, "half way at half time"},
+      {10.9, true, 0xFFFF5F52, 33, true, "and at last"},
       {11.2, true, red, 0, false, "done"},
-      {20, true, red, 0, false, "stays"},
       {30, false, red, 0, true, "back again"},
       {30.6, false, 0xFFFFA39C, 128, true, "the same way back"},
-      {31.2, false, white, 255, false, "over"},
       {40, true, white, 255, true, "a third time"},
       {40.6, false, 0xFFFFA39C, 128, true, "turned round in the middle goes on from there"},
-      {41.2, false, 0xFFFFD1CD, 192, true, "and takes as long"},
       {41.9, false, white, 255, false, "to the start"},
   };
   NightFall night;
@@ -141,19 +138,6 @@ TEST(NightMode, TakesColoursThatDependOnItAlong) {
   EXPECT_EQ(brightness(1, true), 1);
   EXPECT_NEAR(brightness(1.6, true), 0.5, 1e-6);
   EXPECT_EQ(brightness(2.3, true), 0);
-}
-
-TEST(NightMode, EasesAtBothEnds) {
-  NightFall night;
-  night.at(0, false);
-  night.at(0, true);
-  std::vector<int> visible;
-  for (const double time : {0.0, 0.12, 0.54, 0.66, 1.08, 1.2})
-    visible.push_back(static_cast<int>(NightFall::look(night.at(time, true)).second >> 24));
-  const int start = visible[0] - visible[1], middle = visible[2] - visible[3],
-            end = visible[4] - visible[5];
-  EXPECT_LT(start * 2, middle);
-  EXPECT_LT(end * 2, middle);
 }
 
 }  // namespace

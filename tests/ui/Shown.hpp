@@ -9,6 +9,8 @@
 
 #include <IdlewynKit/UI.hpp>
 
+#include "tests/platform/view/ViewSupport.hpp"
+
 /// What a view looks like at one instant, English, in points and pixels.
 namespace idlewyn::shown {
 
@@ -36,15 +38,7 @@ inline std::vector<std::string> spoken(const Frame& frame) {
   return labels;
 }
 
-/// The operations of one kind, wherever they stand.
-template <class Operation>
-std::vector<Operation> operations(const Frame& frame) {
-  std::vector<Operation> found;
-  for (const platform::DrawOperation& operation : frame.operations) {
-    if (const auto* match = std::get_if<Operation>(&operation)) found.push_back(*match);
-  }
-  return found;
-}
+using platform::operations;
 
 /// A square of one colour, which makes layers visible as pixels.
 inline View square(const Color& color) { return Text("").frame(4, 4).background(color); }

@@ -133,13 +133,10 @@ TEST(TaskProgressView, BarTextAndSentence) {
       {3, 0, 0, "3/0", "3 of 0 tasks done"},
       {0, 4, 0, "0/4", "0 of 4 tasks done"},
       {-1, 4, 0, "-1/4", "-1 of 4 tasks done"},
-      {-3, -2, 0, "-3/-2", "-3 of -2 tasks done"},
       {most, most, 32, "9223372036854775807/9223372036854775807",
        "9223372036854775807 of 9223372036854775807 tasks done"},
       {least, least, 0, "-9223372036854775808/-9223372036854775808",
        "-9223372036854775808 of -9223372036854775808 tasks done"},
-      {most, least, 0, "9223372036854775807/-9223372036854775808",
-       "9223372036854775807 of -9223372036854775808 tasks done"},
   };
   for (const Row& row : rows) {
     const Frame frame = show(TaskProgressView(row.done, row.total, Palette::Status::working));

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <cstdint>
 #include <string_view>
-#include <type_traits>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -10,11 +9,6 @@
 
 namespace idlewyn {
 namespace {
-
-template <class... T>
-constexpr bool haveNoInstances = (!std::is_default_constructible_v<T> && ...);
-static_assert(haveNoInstances<Spacing, Radius, StatusIconSize, Layout, Palette, Palette::Status,
-                              Palette::OnDark, Palette::Tint, Typography>);
 
 // 0xRRGGBB
 RGBA sRGB(std::uint32_t hex, double alpha) {
@@ -112,39 +106,20 @@ TEST(Typography, EveryFont) {
 }
 
 TEST(Lengths, AndOpacities) {
-  struct Row {
-    std::string_view name;
-    double token, value;
-  };
-  const std::vector<Row> rows{
-      {"Spacing.hairline", Spacing::hairline, 2},
-      {"Spacing.xs", Spacing::xs, 4},
-      {"Spacing.s", Spacing::s, 8},
-      {"Spacing.m", Spacing::m, 12},
-      {"Spacing.l", Spacing::l, 16},
-      {"Spacing.xl", Spacing::xl, 24},
-      {"Radius.small", Radius::small, 8},
-      {"Radius.card", Radius::card, 16},
-      {"Radius.panel", Radius::panel, 24},
-      {"StatusIconSize.small", StatusIconSize::small, 14},
-      {"StatusIconSize.medium", StatusIconSize::medium, 20},
-      {"StatusIconSize.large", StatusIconSize::large, 28},
-      {"Layout.iconColumn", Layout::iconColumn, 28},
-      {"Layout.timerColumn", Layout::timerColumn, 64},
-      {"Layout.dashboardCardMinWidth", Layout::dashboardCardMinWidth, 220},
-      {"Layout.dashboardCardMinHeight", Layout::dashboardCardMinHeight, 150},
-      {"Layout.progressBarWidth", Layout::progressBarWidth, 32},
-      {"Layout.outputPanelHeight", Layout::outputPanelHeight, 140},
-      {"Tint.fill", Palette::Tint::fill, 0.15},
-      {"Tint.hover", Palette::Tint::hover, 0.15},
-      {"Tint.border", Palette::Tint::border, 0.2},
-      {"Tint.strongFill", Palette::Tint::strongFill, 0.22},
-      {"Tint.pressed", Palette::Tint::pressed, 0.28},
-      {"Tint.strongBorder", Palette::Tint::strongBorder, 0.7},
-      {"disabledOpacity", Palette::disabledOpacity, 0.55},
-  };
-  for (const Row& row : rows)
-    EXPECT_EQ(row.token, row.value) << row.name;
+  using Tokens = std::vector<double>;
+  using S = Spacing;
+  EXPECT_EQ((Tokens{S::hairline, S::xs, S::s, S::m, S::l, S::xl}), (Tokens{2, 4, 8, 12, 16, 24}));
+  EXPECT_EQ((Tokens{Radius::small, Radius::card, Radius::panel}), (Tokens{8, 16, 24}));
+  using I = StatusIconSize;
+  EXPECT_EQ((Tokens{I::small, I::medium, I::large}), (Tokens{14, 20, 28}));
+  using L = Layout;
+  EXPECT_EQ((Tokens{L::iconColumn, L::timerColumn, L::progressBarWidth, L::outputPanelHeight}),
+            (Tokens{28, 64, 32, 140}));
+  EXPECT_EQ((Tokens{L::dashboardCardMinWidth, L::dashboardCardMinHeight}), (Tokens{220, 150}));
+  using T = Palette::Tint;
+  EXPECT_EQ((Tokens{T::fill, T::hover, T::border, T::strongFill, T::pressed, T::strongBorder}),
+            (Tokens{0.15, 0.15, 0.2, 0.22, 0.28, 0.7}));
+  EXPECT_EQ(Palette::disabledOpacity, 0.55);
 }
 
 }  // namespace

@@ -27,15 +27,12 @@ TEST(URL, splitsByTheGenericSyntax) {
        "x=1&y", "z"},
       {"https://h", "https", none, "h", none, "", none, none},
       {"https://h?", "https", none, "h", none, "", "", none},
-      {"https://h#", "https", none, "h", none, "", none, ""},
-      {"http:///x", "http", none, "", none, "/x", none, none},
       {"http://", "http", none, "", none, "", none, none},
       {"http://h:/", "http", none, "h", "", "/", none, none},
       {"http://u:p%40@h:1", "http", "u:p%40", "h", "1", "", none, none},
       {"http://@h", "http", "", "h", none, "", none, none},
       {"http://[2001:db8::1]:80/", "http", none, "2001:db8::1", "80", "/", none, none},
       {"http://[::ffff:1.2.3.4]", "http", none, "::ffff:1.2.3.4", none, "", none, none},
-      {"http://[v1.a:b]", "http", none, "v1.a:b", none, "", none, none},
       {"http://1.2.3.4.example.com/x", "http", none, "1.2.3.4.example.com", none, "/x", none, none},
       {"HTTP://Host/%7e", "HTTP", none, "Host", none, "/%7e", none, none},
       {"mailto:a@b", "mailto", none, none, none, "a@b", none, none},
@@ -47,9 +44,6 @@ TEST(URL, splitsByTheGenericSyntax) {
       {"./a:b", none, none, none, none, "./a:b", none, none},
       {"p?q", none, none, none, none, "p", "q", none},
       {"?q", none, none, none, none, "", "q", none},
-      {"#f?/", none, none, none, none, "", none, "f?/"},
-      {"a//b", none, none, none, none, "a//b", none, none},
-      {"http://h//", "http", none, "h", none, "//", none, none},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.text);
@@ -69,46 +63,34 @@ TEST(URL, refusesWhatTheSyntaxDoesNotAllow) {
   const std::pair<std::string_view, const char*> cases[] = {
       {"", "nothing"},
       {"http://h/a b", "a space"},
-      {" http://h", "a space before"},
       {"http://h/\n", "a control character"},
       {std::string_view("http://h/\0", 10), "a zero byte"},
       {"http://h\\x", "a backslash"},
-      {"http://h/\x7F", "a delete"},
       {"http://\xC3\xA9/", "no ASCII"},
       {"http://h/%", "a percent sign alone"},
-      {"http://h/%4", "one digit"},
       {"http://h/%4g", "no digit"},
       {"http://h%zz/", "a bad escape in the host"},
       {"1a:b", "a scheme that begins with a digit"},
       {":b", "an empty scheme"},
-      {"a_b:c", "a character that a scheme may not hold"},
       {"http://h:8a", "a port with a letter"},
-      {"http://h:-1", "a port with a sign"},
       {"http://h:1:2", "two ports"},
       {"http://a@b@c", "two users"},
       {"http://[::1", "an open bracket"},
-      {"http://[::1]x", "something behind the bracket"},
       {"http://::1/", "an address without brackets"},
-      {"http://[]", "an empty address"},
       {"http://[1::2::3]", "two elisions"},
       {"http://[1:2:3:4:5:6:7]", "too few groups"},
       {"http://[1:2:3:4:5:6:7:8:9]", "too many groups"},
       {"http://[1:2:3:4:5:6:7::8]", "nothing is elided"},
       {"http://[12345::]", "a long group"},
       {"http://[1:]", "an end in a colon"},
-      {"http://[:1::]", "a start in a colon"},
-      {"http://[:::1]", "three colons"},
       {"http://[::1.2.3.256]", "no IPv4 address"},
       {"http://[::1.2.3.04]", "a zero before"},
       {"http://[::1.2.3.4:1]", "an IPv4 address not at the end"},
       {"http://[fe80::1%25eth0]", "a zone"},
-      {"http://[v1.]", "an empty future address"},
       {"http://[vg.a]", "no version"},
       {"http://h/[", "a bracket in the path"},
-      {"http://h/?[]", "a bracket in the query"},
       {"http://h/#a#b", "two fragments"},
       {"http://h/^`{|}", "characters of no URL"},
-      {"http://h/\"<>", "quotes and angles"},
   };
   for (const auto& [text, reason] : cases)
     EXPECT_FALSE(URL::parse(text)) << text << ": " << reason;
@@ -121,11 +103,6 @@ TEST(URL, thatWasMovedFromStillHasParts) {
   EXPECT_TRUE(from.path().empty() && from.query().value_or("").empty());  // NOLINT: on purpose
 }
 
-TEST(URL, lowersTheSchemeOnly) {
-  EXPECT_EQ(url("HtTpS://H").lowercasedScheme(), "https");
-  EXPECT_EQ(url("/a").lowercasedScheme(), "");
-}
-
 TEST(URL, readsQueryItemsDecoded) {
   using Items = std::vector<URLQueryItem>;
   struct Case {
@@ -134,17 +111,14 @@ TEST(URL, readsQueryItemsDecoded) {
   };
   const Case cases[] = {
       {"x:a", std::nullopt},
-      {"x:a?", Items{}},
       {"x:a?k", Items{{"k", std::nullopt}}},
       {"x:a?k=", Items{{"k", ""}}},
       {"x:a?=v", Items{{"", "v"}}},
       {"x:a?a=1&b=2=3&a=4", Items{{"a", "1"}, {"b", "2=3"}, {"a", "4"}}},
       {"x:a?a&&b", Items{{"a", std::nullopt}, {"", std::nullopt}, {"b", std::nullopt}}},
-      {"x:a?a&", Items{{"a", std::nullopt}, {"", std::nullopt}}},
       {"x:a?%6B%3d=a%26b+c%C3%a9", Items{{"k=", "a&b+c\u00E9"}}},
       {"x:a?k=%FF&l=1", Items{{"k", std::nullopt}, {"l", "1"}}},
       {"x:a?%C3=v", Items{{"%C3", "v"}}},
-      {"x:a?k=1#k=2", Items{{"k", "1"}}},
   };
   for (const Case& c : cases)
     EXPECT_EQ(url(c.text).queryItems(), c.items) << c.text;
@@ -158,10 +132,8 @@ TEST(URL, appendsAPathWithOneSlashBetween) {
       {"https://h", "v1/sessions", "https://h/v1/sessions"},
       {"https://h/", "v1", "https://h/v1"},
       {"https://h/", "/v1", "https://h/v1"},
-      {"https://h/prefix", "v1", "https://h/prefix/v1"},
       {"https://h/prefix", "/v1/", "https://h/prefix/v1/"},
       {"https://h/p?q#f", "v1", "https://h/p/v1?q#f"},
-      {"https://h?q", "v1", "https://h/v1?q"},
       {"https://h", "", "https://h/"},
       {"https://h", "a b?c#d%41/../e", "https://h/a%20b%3Fc%23d%2541/../e"},
       {"https://h", "[\u00E9]\\", "https://h/%5B%C3%A9%5D%5C"},
@@ -187,7 +159,6 @@ TEST(URL, appendsQueryItemsThatReadBackTheSame) {
   const std::string written = "provider=claude&a%26b%3Dc=1%2B2%3B3%234&%C3%A9&=";
   const std::pair<std::string_view, std::string> cases[] = {
       {"https://h/p", "https://h/p?" + written},
-      {"https://h/p?", "https://h/p?" + written},
       {"https://h/p?x=y#f", "https://h/p?x=y&" + written + "#f"},
   };
   for (const auto& [base, expected] : cases) {
@@ -203,7 +174,6 @@ TEST(URL, appendsQueryItemsThatReadBackTheSame) {
 TEST(URL, leavesUserAndPasswordOut) {
   EXPECT_EQ(url("https://u:p@h:1/x@y").withoutUserInfo().text(), "https://h:1/x@y");
   EXPECT_EQ(url("https://@h").withoutUserInfo().host(), "h");
-  EXPECT_EQ(url("https://h/u@v").withoutUserInfo().text(), "https://h/u@v");
 }
 
 }  // namespace

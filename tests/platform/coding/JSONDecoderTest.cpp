@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <map>
 #include <stdexcept>
 
 #include <gtest/gtest.h>
@@ -11,12 +10,6 @@ namespace {
 
 using namespace test;
 using Kind = DecodingError::Kind;
-
-static_assert(Decodable<Everything> && Decodable<std::vector<Everything>> && Decodable<Colour>);
-static_assert(!Decodable<Hashed> && !Decodable<std::vector<Hashed>> && !Encodable<Hashed>);
-static_assert(!Decodable<int> && !Decodable<std::vector<bool>> && !Decodable<const char*>);
-using Texts = std::map<std::string, std::string>;
-static_assert(Encodable<Texts> && !Decodable<Texts>);
 
 constexpr std::string_view complete =
     R"({"name":"n","count":7,"ratio":0.5,"isOn":true,"at":"2001-01-01T00:00:09Z",)"
@@ -32,33 +25,21 @@ std::string with(std::string_view piece, std::string_view replacement) {
   return text.replace(at, piece.size(), replacement);
 }
 
-Everything expected() {
-  auto value = textDates().decode<Everything>(std::string_view(
-      R"({"name":"","count":0,"ratio":0,"isOn":false,"at":"2001-01-01T00:00:00Z","link":"x:",)"
-      R"("colour":"red","mood":"good","origin":{"x":0},"points":[]})"));
-  value.name = "n";
-  value.count = 7;
-  value.ratio = 0.5;
-  value.isOn = true;
-  value.at = dateFromReferenceSeconds(9);
-  value.link = URL::parse("https://h/p").value();
-  value.colour = Colour::green;
-  value.mood = Mood::bad;
-  value.origin = Point(1, 2);
-  value.points = {Point(3, {}), Point(4, {})};
-  value.note = "m";
-  value.until = dateFromReferenceSeconds(60);
-  value.second = Point(5, {});
-  value.tint = Colour::red;
-  value.words = {"a", ""};
-  value.home = URL::parse("/").value();
-  return value;
-}
-
 TEST(JSONDecoder, readsEveryKindOfField) {
-  EXPECT_EQ(textDates().decode<Everything>(complete), expected());
+  const auto value = textDates().decode<Everything>(complete);
+  EXPECT_EQ(value.name, "n");
+  EXPECT_EQ(value.count, 7);
+  EXPECT_EQ(value.mood, Mood::bad);
+  EXPECT_EQ(value.at, dateFromReferenceSeconds(9));
+  EXPECT_EQ(value.until, dateFromReferenceSeconds(60));
+  JSONEncoder encoder;
+  encoder.dateEncodingStrategy = [](Date date, std::string& text) {
+    appendISO8601(date, text);
+    text.erase(text.size() - 5, 4);  // the fraction
+  };
+  EXPECT_EQ(encoder.encode(value).text(), with(",\"y\":null", ""));
   EXPECT_EQ(textDates().decode<std::vector<Everything>>("[" + std::string(complete) + "]"),
-            std::vector{expected()});
+            std::vector{value});
 }
 
 TEST(JSONDecoder, readsTheSameRecordWhateverTheTextsForm) {
@@ -73,9 +54,9 @@ TEST(JSONDecoder, readsTheSameRecordWhateverTheTextsForm) {
       with("\"name\":\"n\",", "").insert(complete.size() - 12, ",\"name\":\"n\""),  // last
       with("{\"name\"", "{\"\":1,\"nam\":1,\"names\":1,\"Name\":1,\"name\""),
   };
-  for (const std::string& text : cases) {
-    EXPECT_EQ(textDates().decode<Everything>(text), expected()) << text;
-  }
+  const auto expected = textDates().decode<Everything>(complete);
+  for (const std::string& text : cases)
+    EXPECT_EQ(textDates().decode<Everything>(text), expected) << text;
   EXPECT_EQ(textDates().decode<Everything>(with("\"bad\"", "\"furious\"")).mood, Mood::unknown);
 }
 
@@ -107,33 +88,24 @@ TEST(JSONDecoder, namesKindAndPlaceOfTheFirstFault) {
       {with("\"n\"", "null"), Kind::valueNotFound, "name", "Expected a text but found null."},
       {with("\"n\"", "1"), mismatch, "name", "Expected a text but found a number."},
       {with("7", "\"7\""), mismatch, "count", "Expected a number but found a text."},
-      {with("7", "true"), mismatch, "count", "Expected a number but found a boolean."},
       {with("7", "5.5"), corrupted, "count", "The number 5.5 is no 64-bit integer."},
       {with("7", "9223372036854775808"), corrupted, "count", ""},
-      {with("7", "-9223372036854775809"), corrupted, "count", ""},
-      {with("7", "1e19"), corrupted, "count", ""},
       {with("7", "1e999"), corrupted, "count", ""},
       {with("0.5", "1e999"), corrupted, "ratio", "The number is too large."},
-      {with("0.5", "\"0.5\""), mismatch, "ratio", "Expected a number but found a text."},
       {with("true", "1"), mismatch, "isOn", "Expected a boolean but found a number."},
       {with("\"2001-01-01T00:00:09Z\"", "9"), mismatch, "at",
-       "Expected a text but found a number."},
-      {with("\"2001-01-01T00:00:09Z\"", "1e999"), mismatch, "at",
        "Expected a text but found a number."},
       {with("\"2001-01-01T00:00:09Z\"", "null"), Kind::valueNotFound, "at", ""},
       {with("2001-01-01T00:00:09Z", "today"), corrupted, "at", "Bad date: today"},
       {with("https://h/p", "h h"), corrupted, "link", "Invalid URL string."},
       {with("green", "Green"), corrupted, "colour", "Colour has no case \"Green\"."},
-      {with("\"bad\"", "1"), mismatch, "mood", "Expected a text but found a number."},
       {with("{\"x\":1,\"y\":2}", "[]"), mismatch, "origin", "Expected an object but found a list."},
-      {with("\"y\":2", "\"y\":\"2\""), mismatch, "origin.y", ""},
       {with("{\"x\":4,", "{\"x\":[],"), mismatch, "points[1].x", ""},
       {with("[{\"x\":3},", "[null,"), Kind::valueNotFound, "points[0]", ""},
-      {with("\"m\"", "false"), mismatch, "note", "Expected a text but found a boolean."},
-      {with("2001-01-01T00:01:00Z", "-"), corrupted, "until", "Bad date: -"},
       {with("\"x\":5", "\"x\":{}"), mismatch, "second.x", "Expected a number but found an object."},
-      {with("\"red\"", "\"blue\""), corrupted, "tint", "Colour has no case \"blue\"."},
       {with("[\"a\",\"\"]", "[\"a\",2]"), mismatch, "words[1]", ""},
+      {with("\"x\":1,\"y\":2", "\"y\":\"\",\"x\":\"\""), mismatch, "origin.x", ""},
+      {R"({"at":"bad","name":"n","count":"7"})", mismatch, "count", ""},  // as declared
       {with("\"/\"", "\"\\\\\""), corrupted, "home", "Invalid URL string."},
   };
   for (const Case& c : cases) {
@@ -149,31 +121,12 @@ TEST(JSONDecoder, namesKindAndPlaceOfTheFirstFault) {
   }
 }
 
-TEST(JSONDecoder, reportsTheFirstFaultInDeclarationOrder) {
-  // In the text the fault of "at" comes first, in the record that of "count".
-  const std::string text = R"({"at":"bad","name":"n","points":[{"x":"1"}],"count":"7"})";
-  try {
-    textDates().decode<Everything>(text);
-    FAIL();
-  } catch (const DecodingError& error) {
-    EXPECT_EQ(pathText(error.codingPath), "count");
-  }
-  try {
-    textDates().decode<std::vector<Point>>(std::string_view(R"([{"x":1},{"y":"","x":""},{}])"));
-    FAIL();
-  } catch (const DecodingError& error) {
-    EXPECT_EQ(pathText(error.codingPath), "[1].x");
-  }
-}
-
 TEST(JSONDecoder, readsSingleValues) {
   const JSONDecoder decoder;
   EXPECT_EQ(decoder.decode<std::string>(std::string_view(R"("a\n\"\u00e9\ud83d\ude00\/")")),
             "a\n\"\u00E9\U0001F600/");
   EXPECT_EQ(decoder.decode<std::int64_t>(std::string_view("-9223372036854775808")), INT64_MIN);
   EXPECT_EQ(decoder.decode<double>(std::string_view("9223372036854775809")), 0x1p63);
-  EXPECT_EQ(decoder.decode<bool>(std::string_view(" true ")), true);
-  EXPECT_EQ(decoder.decode<Colour>(std::string_view("\"green\"")), Colour::green);
   EXPECT_EQ(decoder.decode<Date>(std::string_view("-0.5")), dateFromReferenceSeconds(-0.5));
   EXPECT_EQ(decoder.decode<std::vector<std::vector<double>>>(std::string_view("[[],[1,2.5]]")),
             (std::vector<std::vector<double>>{{}, {1, 2.5}}));
@@ -205,16 +158,13 @@ TEST(JSONDecoder, givesADateStrategyItsValueAndItsPlace) {
   EXPECT_EQ(error("[1,-1]"), "[1]! (at [1])");
   EXPECT_EQ(error("[1,\"x\"]"), "Expected a number but found a text. (at [1])");
   EXPECT_EQ(error("[null]"), "Expected a date but found null. (at [0])");
-}
 
-TEST(JSONDecoder, letsADateStrategyDecodeAndThrowWhatItWants) {
-  JSONDecoder decoder;
+  // A strategy may decode and throw what it wants.
   decoder.dateDecodingStrategy = [](const SingleValue& value) {
     return JSONDecoder().decode<Date>(value.text());
   };
-  EXPECT_EQ(decoder.decode<std::vector<Date>>(std::string_view(R"(["1","2","3"])")),
-            (std::vector{dateFromReferenceSeconds(1), dateFromReferenceSeconds(2),
-                         dateFromReferenceSeconds(3)}));
+  EXPECT_EQ(decoder.decode<std::vector<Date>>(std::string_view(R"(["1","2"])")),
+            (std::vector{dateFromReferenceSeconds(1), dateFromReferenceSeconds(2)}));
   decoder.dateDecodingStrategy = [](const SingleValue&) -> Date { throw std::out_of_range("own"); };
   EXPECT_THROW(decoder.decode<Date>(std::string_view("1")), std::out_of_range);
 }

@@ -67,12 +67,6 @@ struct Alike {
   std::int64_t first = 0, second = 0;
 };
 
-/// A record without a JSON form.
-struct Hashed {
-  static constexpr auto fields() { return std::tuple{field("x", &Hashed::x)}; }
-  std::int64_t x = 0;
-};
-
 inline JSONDecoder textDates() {
   JSONDecoder decoder;
   decoder.dateDecodingStrategy = [](const SingleValue& value) {

@@ -32,14 +32,12 @@ TEST(PreparedRequest, IsDialledAsItIsWritten) {
       {"HTTP://relay.example:/x", "http://relay.example|80", "an empty port is none"},
       {"http://relay.example:0080/x", "http://relay.example|80", "leading zeros"},
       {"https://u:p@relay.example:8443", "https://relay.example|8443", "no user information"},
-      {"http://1.2.3.4.example.com/x", "http://1.2.3.4.example.com|80", "no address, a name"},
       {"http://[::1]:81/x", "http://::1|81", "an IPv6 address"},
-      {"http://[0:0::0001]/x", "http://0:0::0001|80", "the same in other words"},
       {"http://a@b@c/", nullptr, "two at signs"},
       {"http://a%2eb/", nullptr, "a host that is read decoded"},
+      {"http://@/", nullptr, "user information and no host"},
       {"http://2130706433/", nullptr, "a number that libcurl dials as an address"},
       {"http://relay.example:65536/", nullptr, "no such port"},
-      {"http://@/", nullptr, "user information and no host"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(std::string(row.address) + ": " + row.why);

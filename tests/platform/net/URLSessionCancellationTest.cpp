@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Cancelling the awaiting coroutine, at each stage and in each way.
-#include <arpa/inet.h>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <netdb.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <array>
 #include <chrono>
@@ -41,35 +37,6 @@ namespace {
 
 namespace asio = boost::asio;
 using namespace std::chrono_literals;
-
-/// A port whose connections neither succeed nor fail: nobody accepts and the backlog is full.
-class SilentPort {
- public:
-  SilentPort() {
-    for (int& socket : sockets_)
-      socket = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* generic = reinterpret_cast<sockaddr*>(&address);
-    bind(sockets_[0], generic, size);
-    listen(sockets_[0], 0);
-    getsockname(sockets_[0], generic, &size);
-    port_ = ntohs(address.sin_port);
-    for (std::size_t i = 1; i < sockets_.size(); ++i)
-      connect(sockets_[i], generic, size);
-  }
-  ~SilentPort() {
-    for (const int socket : sockets_)
-      close(socket);
-  }
-  std::string url() const { return "http://127.0.0.1:" + std::to_string(port_) + "/"; }
-
- private:
-  std::array<int, 4> sockets_;
-  int port_ = 0;
-};
 
 struct Report {
   std::string outcome = "(none)";
@@ -106,7 +73,6 @@ Report cancelWhen(Condition isUnderWay, const std::string& address, asio::cancel
 }
 
 TEST(URLSessionCancellation, OfEveryTypeEndsTheExchangeAtEveryStage) {
-  const SilentPort silent;
   RawServer::TLS waiting{TestCertificate()};
   waiting.silentConnections = 1;
   RawServer handshake([](RawServer::Connection&) {}, waiting);
@@ -129,10 +95,8 @@ TEST(URLSessionCancellation, OfEveryTypeEndsTheExchangeAtEveryStage) {
     std::string address;
     std::function<bool()> isUnderWay;
   };
-  const auto always = [] { return true; };
   const Row rows[] = {
-      {"looking the name up", Type::terminal, "http://slow.example/", always},
-      {"connecting", Type::partial, silent.url(), always},
+      {"looking the name up", Type::terminal, "http://slow.example/", [] { return true; }},
       {"shaking hands", Type::total, handshake.url("/"),
        [&] { return handshake.waitForConnections(1); }},
       {"waiting", Type::partial, answerless.url("/"),
@@ -147,29 +111,6 @@ TEST(URLSessionCancellation, OfEveryTypeEndsTheExchangeAtEveryStage) {
   }
   EXPECT_TRUE(waitUntil([&] { return ended == 2; }))
       << "the connections of cancelled exchanges are closed";
-}
-
-asio::awaitable<void> fetchCancelled(Report& report, asio::cancellation_signal& signal,
-                                     std::shared_ptr<URLSession> session, URLRequest request) {
-  co_await asio::this_coro::throw_if_cancelled(false);
-  signal.emit(asio::cancellation_type::terminal);
-  report.outcome = describe(co_await session->exchange(std::move(request)));
-  report.throwsIfCancelled = co_await asio::this_coro::throw_if_cancelled();
-}
-
-TEST(URLSessionCancellation, SendsNothingForACoroutineThatIsCancelledAlready) {
-  RawServer server(RawServer::answering(RawServer::answer("ok")));
-  asio::cancellation_signal signal;
-  asio::io_context context;
-  Report report;
-  report.throwsIfCancelled = true;
-  co_spawn(context,
-           fetchCancelled(report, signal, URLSession::ephemeral(), requestFor(server.url("/"))),
-           asio::bind_cancellation_slot(signal.slot(), asio::detached));
-  context.run_for(10s);
-  EXPECT_EQ(report.outcome, "-999");
-  EXPECT_FALSE(report.throwsIfCancelled) << "the caller's setting is left alone";
-  EXPECT_EQ(server.connectionCount(), 0);
 }
 
 TEST(URLSessionCancellation, LetsOthersGoOn) {
@@ -201,25 +142,23 @@ TEST(URLSessionCancellation, LetsOthersGoOn) {
     EXPECT_EQ(reports[i].outcome, "200 ok") << i;
 }
 
-TEST(URLSessionCancellation, EndsAHundredHangingExchangesAtOnce) {
+TEST(URLSessionCancellation, EndsAHundredHangingExchangesAndThoseThatWaitForTheirTurn) {
   RawServer server([](RawServer::Connection& connection) { connection.hang(); });
   const auto session = URLSession::ephemeral();
-  std::vector<asio::cancellation_signal> signals(250);
-  std::vector<Report> reports(signals.size());
+  asio::cancellation_signal signals[250];
+  Report reports[250];
   asio::io_context context;
-  for (std::size_t i = 0; i < signals.size(); ++i) {
+  for (int i = 0; i < 250; ++i) {
     co_spawn(context, fetchInto(reports[i], session, requestFor(server.url("/"))),
              asio::bind_cancellation_slot(signals[i].slot(), asio::detached));
   }
   context.run_for(200ms);
   EXPECT_TRUE(server.waitForConnections(100));
-  EXPECT_EQ(server.connectionCount(), 100) << "the others wait for their turn";
-  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(server.connectionCount(), 100);
   for (auto& signal : signals)
     signal.emit(asio::cancellation_type::terminal);
   context.restart();
-  context.run_for(10s);
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, 2s);
+  context.run_for(2s);
   for (const Report& report : reports)
     EXPECT_EQ(report.outcome, "-999");
 }

@@ -3,6 +3,7 @@
 // connection may not leave behind.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <openssl/ssl.h>
 
 #include <set>
 
@@ -71,15 +72,13 @@ struct Transport {
 };
 
 std::vector<Transport> transports() {
-  RawServer::TLS tls{TestCertificate()};
-  std::vector<Transport> all{{"plain", answerOnce, std::nullopt, "200 ok"},
-                             {"TLS 1.3", answerOnce, tls, "200 ok"}};
-  tls.onlyVersion12 = true;
-  all.push_back({"TLS 1.2", answerOnce, tls, "200 ok"});
-  tls.onlyVersion12 = false;
-  tls.choosesHTTP2 = true;
-  all.push_back({"HTTP/2", answerOnceOverHTTP2, tls, "200 "});
-  return all;
+  RawServer::TLS tls13{TestCertificate()}, tls12 = tls13, http2 = tls13;
+  tls12.version = TLS1_2_VERSION;
+  http2.choosesHTTP2 = true;
+  return {{"plain", answerOnce, std::nullopt, "200 ok"},
+          {"TLS 1.3", answerOnce, tls13, "200 ok"},
+          {"TLS 1.2", answerOnce, tls12, "200 ok"},
+          {"HTTP/2", answerOnceOverHTTP2, http2, "200 "}};
 }
 
 TEST(URLSession, ReplacesKeptConnectionsThatTheServerClosed) {

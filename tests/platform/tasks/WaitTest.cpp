@@ -16,35 +16,19 @@ namespace {
 
 namespace asio = boost::asio;
 
-asio::awaitable<void> pause() {
+asio::awaitable<std::unique_ptr<int>> makeLater(int value, std::thread::id& thread) {
   asio::steady_timer timer(co_await asio::this_coro::executor, std::chrono::milliseconds(5));
   co_await timer.async_wait(asio::use_awaitable);
-}
-
-asio::awaitable<std::unique_ptr<int>> makeLater(int value) {
-  co_await pause();
+  thread = std::this_thread::get_id();
+  if (value < 0) throw std::runtime_error("failed");
   co_return std::make_unique<int>(value);
 }
 
-asio::awaitable<int> failLater() {
-  co_await pause();
-  throw std::runtime_error("failed");
-}
-
-asio::awaitable<void> note(std::thread::id& thread) {
-  co_await pause();
-  thread = std::this_thread::get_id();
-}
-
-TEST(Wait, GivesTheResultOrThrowsTheException) {
-  EXPECT_EQ(*wait(makeLater(7)), 7);
-  EXPECT_THROW(wait(failLater()), std::runtime_error);
-}
-
-TEST(Wait, RunsOnTheCallingThread) {
+TEST(Wait, GivesTheResultOrThrowsTheExceptionOnTheCallingThread) {
   std::thread::id thread;
-  wait(note(thread));
+  EXPECT_EQ(*wait(makeLater(7, thread)), 7);
   EXPECT_EQ(thread, std::this_thread::get_id());
+  EXPECT_THROW(wait(makeLater(-1, thread)), std::runtime_error);
 }
 
 }  // namespace

@@ -35,16 +35,6 @@ double expectedChannel(const ColorFilter& filter, std::uint32_t pixel, int shift
   return value * by * alpha * filter.multiply.alpha * 255;
 }
 
-TEST(NightFilter, turnsKnownPixelsIntoKnownReds) {
-  const std::pair<std::uint32_t, std::uint32_t> cases[] = {
-      {0xFFFFFFFF, 0xFFFF4738}, {0xFF808080, 0xFF80241C},  // the middle keeps its place
-      {0xFF6CB8FF, 0xFFBB3429}, {0x80808080, 0x8080241C},  // white at half opacity
-      {0x00000000, 0x00000000}, {0xFF000000, 0xFF000000},
-  };
-  for (const auto& [pixel, expected] : cases)
-    EXPECT_EQ(filtered(night, pixel), expected) << std::hex << pixel;
-}
-
 TEST(NightFilter, changesNothingAtTheIdentity) {
   const ColorFilter same[] = {
       {0, 1, {1, 1, 1, 1}},

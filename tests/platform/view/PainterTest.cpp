@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <csignal>
 #include <cstdlib>
@@ -9,7 +8,6 @@
 #include <iterator>
 #include <limits>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <sys/resource.h>
@@ -20,6 +18,8 @@
 #include <IdlewynKit/platform/view/Symbols.hpp>
 #include <IdlewynKit/platform/view/internal/Drawing.hpp>
 #include <IdlewynKit/platform/view/internal/TextShaping.hpp>
+
+#include "tests/support/TemporaryFolder.hpp"
 
 namespace idlewyn::platform {
 namespace {
@@ -268,40 +268,15 @@ TEST(Painter, drawsContinuousCapsulesOfAnyShape) {
   }
 }
 
-TEST(Painter, paintsAFrameAlikeOnEveryThread) {
-  std::vector<DrawOperation> operations{night};
-  for (int row = 0; row < 20; ++row) {
-    const double y = row * 15.0;
-    operations.emplace_back(TextOperation{
-        shapeText({"row " + std::to_string(row), Font::system(12), 1, {}, {}, {}}), {20, y}, red});
-    operations.emplace_back(SymbolOperation{SymbolName::sparkle, {{2, y}, {14, 14}}, red});
-  }
-  const Frame frame = frameOf({80, 300}, operations);
-  const Image expected = paintImage(frame, 2);
-  std::vector<std::thread> threads;
-  std::array<Image, 4> images;
-  for (Image& image : images)
-    threads.emplace_back([&] { image = paintImage(frame, 2); });
-  for (std::thread& thread : threads)
-    thread.join();
-  for (const Image& image : images)
-    EXPECT_EQ(image, expected);
-}
-
-class PictureFile : public testing::Test {
+class PictureFile : public ::testing::Test {
  protected:
-  PictureFile() {
-    std::string name = testing::TempDir() + "pictureXXXXXX";
-    folder = ::mkdtemp(name.data());
-  }
-  ~PictureFile() override { std::filesystem::remove_all(folder); }
-
   static std::string contents(const std::filesystem::path& file) {
     std::ifstream stream(file, std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), {}};
   }
 
-  std::filesystem::path folder;
+  idlewyn::testing::TemporaryFolder temporary;
+  std::filesystem::path folder = temporary.path();
   Frame frame = frameOf({4, 4}, {rectangle(0, 0, 4, 4, red)});
 };
 

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <chrono>
+#include <iomanip>
+#include <sstream>
 
 #include "ViewSupport.hpp"
 
@@ -10,160 +12,105 @@ struct Case {
   const char* reason;
   View view;
   Proposal proposal;
-  Size size;
-  std::vector<Rect> blocks;
+  std::string expected;  ///< "WIDTHxHEIGHT: LEFT,TOP WIDTHxHEIGHT; ..." of the frame's blocks
 };
 
 void check(const std::vector<Case>& cases) {
   for (const Case& row : cases) {
-    SCOPED_TRACE(row.reason);
     const Frame frame = still(row.view, row.proposal);
-    EXPECT_EQ(frame.size, row.size);
-    EXPECT_EQ(blocks(frame), row.blocks);
+    std::ostringstream found;
+    found << std::setprecision(17) << frame.size.width << 'x' << frame.size.height;
+    for (const char* between = ": "; const Rect& rect : blocks(frame)) {
+      found << between << rect.left() << ',' << rect.top() << ' ' << rect.size.width << 'x'
+            << rect.size.height;
+      between = "; ";
+    }
+    EXPECT_EQ(found.str(), row.expected) << row.reason;
   }
 }
 
+View top(std::vector<View> children, double spacing = 0) {
+  return Row(std::move(children), VerticalAlignment::top, spacing);
+}
+
 TEST(View, PutsChildrenWhereRowsAndColumnsSay) {
-  const auto three = [](auto alignment) {
-    return std::pair(std::vector<View>{block(10, 4), block(20, 8)}, alignment);
-  };
-  const auto row = [&](VerticalAlignment alignment) {
-    return Row(three(alignment).first, alignment, 5);
-  };
-  const auto column = [&](HorizontalAlignment alignment) {
-    return Column(three(alignment).first, alignment, 5);
-  };
+  const std::vector<View> two{block(10, 4), block(20, 8)};
+  using Across = VerticalAlignment;
+  using Along = HorizontalAlignment;
   check({
-      {"top", row(VerticalAlignment::top), {}, {35, 8}, {{{0, 0}, {10, 4}}, {{15, 0}, {20, 8}}}},
-      {"centre",
-       row(VerticalAlignment::centre),
+      {"top", Row(two, Across::top, 5), {}, "35x8: 0,0 10x4; 15,0 20x8"},
+      {"centre", Row(two, Across::centre, 5), {}, "35x8: 0,2 10x4; 15,0 20x8"},
+      {"bottom", Row(two, Across::bottom, 5), {}, "35x8: 0,4 10x4; 15,0 20x8"},
+      {"leading", Column(two, Along::leading, 5), {}, "20x17: 0,0 10x4; 0,9 20x8"},
+      {"centred", Column(two, Along::centre, 5), {}, "20x17: 5,0 10x4; 0,9 20x8"},
+      {"trailing", Column(two, Along::trailing, 5), {}, "20x17: 10,0 10x4; 0,9 20x8"},
+      {"nothing takes no room",
+       top({View(), block(10, 4), View().padding(9), block(20, 8)}, 5),
        {},
-       {35, 8},
-       {{{0, 2}, {10, 4}}, {{15, 0}, {20, 8}}}},
-      {"bottom",
-       row(VerticalAlignment::bottom),
-       {},
-       {35, 8},
-       {{{0, 4}, {10, 4}}, {{15, 0}, {20, 8}}}},
-      {"leading",
-       column(HorizontalAlignment::leading),
-       {},
-       {20, 17},
-       {{{0, 0}, {10, 4}}, {{0, 9}, {20, 8}}}},
-      {"centred",
-       column(HorizontalAlignment::centre),
-       {},
-       {20, 17},
-       {{{5, 0}, {10, 4}}, {{0, 9}, {20, 8}}}},
-      {"trailing",
-       column(HorizontalAlignment::trailing),
-       {},
-       {20, 17},
-       {{{10, 0}, {10, 4}}, {{0, 9}, {20, 8}}}},
-      {"nothing takes no spacing",
-       Row({View(), block(10, 4), View().padding(9), block(20, 8)}, VerticalAlignment::top, 5),
-       {},
-       {35, 8},
-       {{{0, 0}, {10, 4}}, {{15, 0}, {20, 8}}}},
-      {"only nothing is nothing", Column({View(), Row({})}).padding(5), {}, {0, 0}, {}},
-      {"children larger than the offer stick out",
-       row(VerticalAlignment::top),
-       {.width = 12},
-       {35, 8},
-       {{{0, 0}, {10, 4}}, {{15, 0}, {20, 8}}}},
+       "35x8: 0,0 10x4; 15,0 20x8"},
+      {"only nothing is nothing", Column({View(), Row({})}).padding(5), {}, "0x0"},
+      {"an offer too small", Row(two, Across::top, 5), {.width = 12}, "35x8: 0,0 10x4; 15,0 20x8"},
   });
 }
 
 TEST(View, SharesWhatIsLeftAmongThoseThatStretch) {
   const View small = block(10, 4);
   check({
-      {"a spacer takes the rest",
-       Row({small, Spacer(), small}, VerticalAlignment::top, 5),
+      {"one spacer",
+       top({small, Spacer(), small}, 5),
        {.width = 100},
-       {100, 4},
-       {{{0, 0}, {10, 4}}, {{90, 0}, {10, 4}}}},
-      {"and its least length at the ideal",
-       Row({small, Spacer(30), small}),
-       {},
-       {66, 4},
-       {{{0, 0}, {10, 4}}, {{56, 0}, {10, 4}}}},
-      {"which it keeps where there is no room",
-       Row({small, Spacer(30), small}),
-       {.width = 20},
-       {66, 4},
-       {{{0, 0}, {10, 4}}, {{56, 0}, {10, 4}}}},
-      {"two share",
-       Row({Spacer(0), small, Spacer(0)}, VerticalAlignment::top, 0),
-       {.width = 50},
-       {50, 4},
-       {{{20, 0}, {10, 4}}}},
-      {"the one that needs more than its share gets it",
-       Row({Spacer(0), small, Spacer(35)}, VerticalAlignment::top, 0),
-       {.width = 50},
-       {50, 4},
-       {{{5, 0}, {10, 4}}}},
-      {"a column's spacer stretches downwards only",
+       "100x4: 0,0 10x4; 90,0 10x4"},
+      {"at the ideal its least", Row({small, Spacer(30), small}), {}, "66x4: 0,0 10x4; 56,0 10x4"},
+      {"without room", Row({small, Spacer(30), small}), {.width = 20}, "66x4: 0,0 10x4; 56,0 10x4"},
+      {"two share", top({Spacer(0), small, Spacer(0)}), {.width = 50}, "50x4: 20,0 10x4"},
+      {"one needs more", top({Spacer(0), small, Spacer(35)}), {.width = 50}, "50x4: 5,0 10x4"},
+      {"a column stretches downwards only",
        Column({small, Spacer().padding(1), small}, HorizontalAlignment::leading, 0),
-       {.width = 70, .height = 40},
-       {10, 40},
-       {{{0, 0}, {10, 4}}, {{0, 36}, {10, 4}}}},
+       {70, 40},
+       "10x40: 0,0 10x4; 0,36 10x4"},
       {"a row within a row takes what its spacer may",
-       Row({small, Row({small, Spacer(0), small}, VerticalAlignment::top, 0)},
-           VerticalAlignment::top, 0),
+       top({small, top({small, Spacer(0), small})}),
        {.width = 60},
-       {60, 4},
-       {{{0, 0}, {10, 4}}, {{10, 0}, {10, 4}}, {{50, 0}, {10, 4}}}},
+       "60x4: 0,0 10x4; 10,0 10x4; 50,0 10x4"},
       {"one that stretches keeps its ideal length where the other needs none",
-       Row({Row({ProgressBar(1, 2), small}, VerticalAlignment::top, 0), Spacer(0)},
-           VerticalAlignment::top, 0),
+       top({top({ProgressBar(1, 2), small}), Spacer(0)}),
        {.width = 130},
-       {130, 4},
-       {{{100, 0}, {10, 4}}}},
+       "130x4: 100,0 10x4"},
       {"infinity is clamped",
-       Row({Spacer(0), small}, VerticalAlignment::top, 0),
+       top({Spacer(0), small}),
        {.width = HUGE_VAL},
-       {1e6, 4},
-       {{{1e6 - 10, 0}, {10, 4}}}},
+       "1000000x4: 999990,0 10x4"},
   });
 }
 
 TEST(View, ChangesPlacesByPaddingAndFrames) {
   const View small = block(10, 4);
   check({
-      {"all edges", small.padding(3), {}, {16, 10}, {{{3, 3}, {10, 4}}}},
+      {"all edges", small.padding(3), {}, "16x10: 3,3 10x4"},
       {"one edge after another",
        small.padding(Edges::leading, 1).padding(Edges::top, 2).padding(Edges::bottom, 4),
        {},
-       {11, 10},
-       {{{1, 2}, {10, 4}}}},
-      {"negative padding lets it stick out",
-       small.padding(Edges::horizontal, -2),
-       {},
-       {6, 4},
-       {{{-2, 0}, {10, 4}}}},
-      {"but never turns a size negative", small.padding(-20), {}, {0, 0}, {{{-20, -20}, {10, 4}}}},
-      {"padding is taken off the offer",
-       Row({Spacer(0), small}, VerticalAlignment::top, 0).padding(5),
+       "11x10: 1,2 10x4"},
+      {"negative padding", small.padding(Edges::horizontal, -2), {}, "6x4: -2,0 10x4"},
+      {"but never turns a size negative", small.padding(-20), {}, "0x0: -20,-20 10x4"},
+      {"less is offered inside",
+       top({Spacer(0), small}).padding(5),
        {.width = 40},
-       {40, 14},
-       {{{25, 5}, {10, 4}}}},
-      {"a frame centres", small.frame(20, 10), {}, {20, 10}, {{{5, 3}, {10, 4}}}},
+       "40x14: 25,5 10x4"},
+      {"a frame centres", small.frame(20, 10), {}, "20x10: 5,3 10x4"},
       {"or aligns",
        small.frame(20, 10, {HorizontalAlignment::trailing, VerticalAlignment::bottom}),
        {},
-       {20, 10},
-       {{{10, 6}, {10, 4}}}},
-      {"a frame too small", small.frame(6), {}, {6, 4}, {{{-2, 0}, {10, 4}}}},
-      {"a frame's width is the offer inside",
-       Row({small, Spacer(0), small}, VerticalAlignment::top, 0).frame(50),
+       "20x10: 10,6 10x4"},
+      {"a frame too small", small.frame(6), {}, "6x4: -2,0 10x4"},
+      {"its offer",
+       top({small, Spacer(0), small}).frame(50),
        {.width = 9},
-       {50, 4},
-       {{{0, 0}, {10, 4}}, {{40, 0}, {10, 4}}}},
-      {"a background covers the padding",
+       "50x4: 0,0 10x4; 40,0 10x4"},
+      {"a background all over",
        small.padding(3).background(Color::black()),
        {},
-       {16, 10},
-       {{{0, 0}, {16, 10}}, {{3, 3}, {10, 4}}}},
+       "16x10: 0,0 16x10; 3,3 10x4"},
   });
 }
 

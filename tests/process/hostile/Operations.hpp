@@ -76,12 +76,8 @@ inline boost::asio::awaitable<Ending> endingOf(boost::asio::awaitable<void> oper
   try {
     co_await std::move(operation);
     ending.outcome = "ok";
-  } catch (const RelayError& error) {
-    ending.outcome = error.errorDescription();
-  } catch (const URLError& error) {
-    ending.outcome = std::to_string(static_cast<int>(error.code));
-  } catch (const std::exception& error) {
-    ending.outcome = std::string("another error: ") + error.what();
+  } catch (...) {
+    ending.outcome = errorText(std::current_exception());
   }
   ending.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   co_return ending;

@@ -102,27 +102,25 @@ TEST_P(Kill, SixProcessesWriteAndReadWithoutAnError) {
 }
 
 TEST_P(Kill, AForkedChildWritesOnWhenItsParentHasEnded) {
+  const auto ended = folder() / "ended";
   int channel[2];
   ASSERT_EQ(pipe(channel), 0);
   ChildProcess parent([&] {
     if (put("parent") != "ok") return 1;
     if (fork() == 0) {
       alarm(20);
-      // The parent's end is told by the pipe that only it and the test's own process would close.
       bool isRight = get() == "parent" && put("child") == "ok";
-      while (getppid() != 1 && isRight && std::filesystem::exists(folder() / "parent"))
+      while (isRight && !std::filesystem::exists(ended))
         usleep(1000);
       isRight = isRight && put("orphan") == "ok";
-      const char answer = isRight ? 'y' : 'n';
-      _exit(write(channel[1], &answer, 1) == 1 ? 0 : 1);
+      _exit(write(channel[1], isRight ? "y" : "n", 1) == 1 ? 0 : 1);
     }
     while (get() != "child")
       usleep(1000);
     std::exit(0);
   });
-  overwrite(folder() / "parent", "");
   EXPECT_EQ(parent.status(), 0);
-  std::filesystem::remove(folder() / "parent");
+  overwrite(ended, "");
   char answer = 0;
   EXPECT_EQ(read(channel[0], &answer, 1), 1);
   EXPECT_EQ(answer, 'y');

@@ -32,14 +32,13 @@ class Lock : public StoreTest {
 INSTANTIATE_TEST_SUITE_P(Stores, Lock, ::testing::Bool(),
                          [](const auto& tested) { return tested.param ? "Keychain" : "Defaults"; });
 
-struct Held {
-  const char* why;
-  bool isStored;
-  std::function<void()> hold;
-  std::string get;
-};
-
 TEST_P(Lock, HeldByAStoppedProcessDelaysNobodyForLongerThanFiveSeconds) {
+  struct Held {
+    const char* why;
+    bool isStored;
+    std::function<void()> hold;
+    std::string get;
+  };
   const Held table[]{
       {"the lock of writers", true, [&] { stopAfter({"BEGIN IMMEDIATE"}); }, "old"},
       {"everything", true,

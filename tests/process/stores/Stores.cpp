@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <memory>
 
 #include <IdlewynKit/platform/defaults/UserDefaults.hpp>
 #include <IdlewynKit/platform/secrets/internal/FileKeychain.hpp>
@@ -16,43 +17,39 @@ namespace {
 namespace fs = std::filesystem;
 using namespace idlewyn::platform;
 
-class TestedDefaults : public TestedStore {
- public:
-  std::string put(const std::string& key, const std::string& value) override {
-    std::optional<UserDefaults> suite = UserDefaults::suite("group.test");
-    if (!suite) return "no suite";
-    return suite->set(key, Data::ofText(value)) ? "ok" : "false";
-  }
-  std::string get(const std::string& key) override {
-    const std::optional<UserDefaults> suite = UserDefaults::suite("group.test");
-    if (!suite) return "no suite";
-    const std::optional<Data> data = suite->data(key);
+TestedStore testedDefaults() {
+  const auto suite = [] { return UserDefaults::suite("group.test"); };
+  const auto put = [=](const std::string& key, const std::string& value) -> std::string {
+    std::optional<UserDefaults> defaults = suite();
+    if (!defaults) return "no suite";
+    return defaults->set(key, Data::ofText(value)) ? "ok" : "false";
+  };
+  const auto get = [=](const std::string& key) -> std::string {
+    const std::optional<UserDefaults> defaults = suite();
+    if (!defaults) return "no suite";
+    const std::optional<Data> data = defaults->data(key);
     return data ? data->storage : "absent";
-  }
-};
+  };
+  return {put, get};
+}
 
-class TestedKeychain : public TestedStore {
- public:
-  explicit TestedKeychain(const fs::path& directory)
-      : keychain_(makeFileKeychain(directory, {"group.test"})) {}
-
-  std::string put(const std::string& key, const std::string& value) override {
+TestedStore testedKeychain(const fs::path& directory) {
+  const std::shared_ptr<Keychain> keychain = makeFileKeychain(directory, {"group.test"});
+  const auto put = [=](const std::string& key, const std::string& value) -> std::string {
     const KeychainQuery query("service", key, std::nullopt);
     const KeychainAttributes attributes(Data::ofText(value),
                                         KeychainAccessibility::afterFirstUnlock);
-    KeychainStatus::Code status = keychain_->update(query, attributes);
-    if (status == KeychainStatus::itemNotFound) status = keychain_->add(query, attributes);
+    KeychainStatus::Code status = keychain->update(query, attributes);
+    if (status == KeychainStatus::itemNotFound) status = keychain->add(query, attributes);
     return status == KeychainStatus::success ? "ok" : std::to_string(status);
-  }
-  std::string get(const std::string& key) override {
-    const KeychainMatch match = keychain_->copyMatching({"service", key, std::nullopt});
+  };
+  const auto get = [=](const std::string& key) -> std::string {
+    const KeychainMatch match = keychain->copyMatching({"service", key, std::nullopt});
     if (match.status == KeychainStatus::itemNotFound) return "absent";
     return match.data ? match.data->storage : std::to_string(match.status);
-  }
-
- private:
-  std::unique_ptr<Keychain> keychain_;
-};
+  };
+  return {put, get};
+}
 
 }  // namespace
 
@@ -63,11 +60,7 @@ StoreTest::StoreTest() {
   fs::create_directory_symlink(place, link);
   setenv("IDLEWYN_DATA_DIR", link.c_str(), 1);
   file_ = link / perStore("keychain/keychain.sqlite3", "defaults/group.test.sqlite3");
-  if (isKeychain()) {
-    store_ = std::make_unique<TestedKeychain>(file_.parent_path());
-  } else {
-    store_ = std::make_unique<TestedDefaults>();
-  }
+  store_ = isKeychain() ? testedKeychain(file_.parent_path()) : testedDefaults();
   get();  // makes the database's object, for `database()`
 }
 

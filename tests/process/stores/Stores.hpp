@@ -3,7 +3,6 @@
 
 #include <filesystem>
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,13 +15,11 @@
 /// What both stores have in common, so that one test serves both.
 namespace idlewyn::testing {
 
-class TestedStore {
- public:
-  virtual ~TestedStore() = default;
+struct TestedStore {
   /// "ok", or what went wrong: a status of the keychain, "no suite" or "false" of the defaults.
-  virtual std::string put(const std::string& key, const std::string& value) = 0;
+  std::function<std::string(const std::string& key, const std::string& value)> put;
   /// The value, "absent", or as above.
-  virtual std::string get(const std::string& key) = 0;
+  std::function<std::string(const std::string& key)> get;
 };
 
 /// A store in a folder of its own: the parameter tells whether it is the keychain.
@@ -40,9 +37,9 @@ class StoreTest : public ::testing::TestWithParam<bool> {
   platform::DatabaseFile& database() const;
   std::vector<std::filesystem::path> filesSetAside() const;
 
-  std::string put(const std::string& value) { return store_->put("key", value); }
-  std::string get() { return store_->get("key"); }
-  TestedStore& store() { return *store_; }
+  std::string put(const std::string& value) { return store_.put("key", value); }
+  std::string get() { return store_.get("key"); }
+  const TestedStore& store() const { return store_; }
 
   /// Another process stores the value under "key" and ends; nothing is open here.
   void storeElsewhere(const std::string& value);
@@ -50,7 +47,7 @@ class StoreTest : public ::testing::TestWithParam<bool> {
  private:
   TemporaryFolder folder_;
   std::filesystem::path file_;
-  std::unique_ptr<TestedStore> store_;
+  TestedStore store_;
 };
 
 std::string contentOf(const std::filesystem::path& file);

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <charconv>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -23,30 +21,6 @@ std::string utf8(char32_t value) {
   return text;
 }
 
-// What a reader who knows the rules gets back from an escaped text.
-std::string unescaped(std::string_view text) {
-  std::string result;
-  while (!text.empty()) {
-    if (text.front() != '\\') {
-      result += text.front();
-      text.remove_prefix(1);
-      continue;
-    }
-    const char kind = text.at(1);
-    if (kind == 'u' || kind == 'x') {
-      const auto end = text.find('}');
-      unsigned value = 0;
-      std::from_chars(text.data() + 3, text.data() + end, value, 16);
-      result += kind == 'u' ? utf8(value) : std::string(1, static_cast<char>(value));
-      text.remove_prefix(end + 1);
-    } else {
-      result += kind == 'n' ? '\n' : kind == 't' ? '\t' : kind == 'r' ? '\r' : kind;
-      text.remove_prefix(2);
-    }
-  }
-  return result;
-}
-
 TEST(Escape, WritesOutWhatWouldDeceiveOrNotBeSeen) {
   struct Row {
     std::string given, shown, reason;
@@ -61,19 +35,6 @@ TEST(Escape, WritesOutWhatWouldDeceiveOrNotBeSeen) {
       {"rm \xe2\x80\xae"
        "abc",
        "rm \\u{202E}abc", "a right-to-left override"},
-      {"a\xe2\x81\xa6"
-       "b",
-       "a\\u{2066}b", "an isolate"},
-      {"a\xe2\x80\x8b"
-       "b",
-       "a\\u{200B}b", "a zero-width space"},
-      {"a\xc2\xad"
-       "b",
-       "a\\u{AD}b", "a soft hyphen"},
-      {"a\xe2\x80\xa8"
-       "b",
-       "a\\u{2028}b", "a line separator"},
-      {"\xef\xbb\xbf", "\\u{FEFF}", "a byte-order mark"},
       {"\xf3\xa0\x81\x81", "\\u{E0041}", "a tag letter"},
       {"\\n", "\\\\n", "a backslash can't pass for an escape"},
       {"a\xff"
@@ -104,20 +65,6 @@ TEST(Escape, HidesNothingBetweenTheRanges) {
   }
 }
 
-TEST(Escape, CanBeReadBackSoThatNoTwoTextsLookAlike) {
-  std::mt19937 random(7);
-  const std::string alphabet =
-      "\\nux{1}\n\t\xe2\x80\xae\xc3\xa9\xff"
-      "a";
-  for (int round = 0; round < 2000; ++round) {
-    std::string text;
-    for (auto length = random() % 24; length > 0; --length) {
-      text += alphabet[random() % alphabet.size()];
-    }
-    ASSERT_EQ(unescaped(escaped(text)), text);
-  }
-}
-
 TEST(Escape, KeepsJSONTheSameDocument) {
   EXPECT_EQ(escapedJSON("{\"é\\n\":\"\xc2\x9b\x7f\xe2\x80\xae\xf3\xa0\x80\x81日🙂\"}"),
             "{\"é\\n\":\"\\u009B\\u007F\\u202E\\uDB40\\uDC01日🙂\"}");
@@ -129,15 +76,14 @@ TEST(DisplayWidth, CountsColumnsAndNotBytes) {
     std::size_t width;
     std::string reason;
   };
-  const std::vector<Row> rows{{"", 0, "nothing"},
-                              {"plain", 5, "ASCII"},
-                              {"naïve", 5, "two bytes, one column"},
-                              {"nai\xcc\x88ve", 5, "a combining mark has no column"},
-                              {"日本語", 6, "wide characters"},
-                              {"ＡＢ", 4, "full-width forms"},
-                              {"한글", 4, "Hangul"},
-                              {"🙂", 2, "emoji"},
-                              {"…→·", 3, "punctuation"}};
+  const std::vector<Row> rows{
+      {"", 0, "nothing"},
+      {"naïve", 5, "two bytes, one column"},
+      {"nai\xcc\x88ve", 5, "a combining mark has no column"},
+      {"日本語", 6, "wide characters"},
+      {"ＡＢ", 4, "full-width forms"},
+      {"🙂", 2, "emoji"},
+  };
   for (const Row& row : rows)
     EXPECT_EQ(displayWidth(row.text), row.width) << row.reason;
 }

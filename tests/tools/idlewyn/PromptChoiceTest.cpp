@@ -18,61 +18,32 @@ constexpr auto claude = AgentProvider::claude;
 constexpr auto codex = AgentProvider::codex;
 
 struct Row {
-  std::vector<PromptRecord> open;
-  std::string asked;
   // The detail of what is chosen, or the kind of failure.
-  std::string outcome;
+  std::string asked, outcome;
   std::size_t candidates;
   std::string reason;
+  std::vector<PromptRecord> open;
 };
 
+const PromptRecord one = prompt(claude, "a-1", "one"), longer = prompt(claude, "a-12", "new");
+const PromptRecord two = prompt(codex, "a-2", "two"), odd = prompt(claude, "a\nb", "odd");
+const PromptRecord ls = prompt(claude, "p", "ls");
+
 const std::vector<Row> rows{
-    {{prompt(claude, "a-1", "one"), prompt(codex, "a-2", "two")}, "a-2", "two", 0, "the id"},
-    {{prompt(claude, "a-1", "one"), prompt(claude, "a-12", "new")},
-     "a-1",
-     "one",
-     0,
-     "a longer id is another prompt"},
-    {{prompt(claude, "a-12", "new")},
-     "a-1",
-     "ambiguousPrompt",
-     1,
-     "never one that begins so: it was not seen"},
-    {{prompt(claude, "a-1", "one"), prompt(claude, "a-2", "two")},
-     "a-",
-     "ambiguousPrompt",
-     2,
-     "a beginning names its candidates"},
-    {{prompt(claude, "p", "one"), prompt(codex, "p", "one")},
-     "p",
-     "ambiguousPrompt",
-     2,
-     "the same id at two agents"},
-    {{prompt(claude, "p", "ls"), prompt(claude, "p", "rm")},
-     "p",
-     "ambiguousPrompt",
-     2,
-     "one id, two questions: which one is allowed?"},
-    {{prompt(claude, "p", "ls"), prompt(claude, "p", "ls", "Bash(ls)")},
-     "p",
-     "ambiguousPrompt",
-     2,
-     "the rule is part of the question"},
-    {{prompt(claude, "p", "ls"), prompt(claude, "p", "ls", "")},
-     "p",
-     "ls",
-     0,
-     "but not an empty one, which is none"},
-    {{prompt(claude, "p", "ls"), prompt(claude, "p", "ls")},
-     "p",
-     "ls",
-     0,
-     "the same question reported twice is one"},
-    {{prompt(claude, "a\nb", "odd")}, "a\\nb", "odd", 0, "an id as it is shown"},
-    {{prompt(claude, "a\nb", "odd")}, "a\nb", "odd", 0, "and as it is"},
-    {{prompt(claude, "p", "one")}, "P", "promptNotOpen", 0, "case counts"},
-    {{prompt(claude, "p", "one")}, "", "promptNotOpen", 0, "nothing is not a beginning"},
-    {{}, "p", "promptNotOpen", 0, "nobody waits"},
+    {"a-2", "two", 0, "the id", {one, two}},
+    {"a-1", "one", 0, "a longer id is another prompt", {one, longer}},
+    {"a-1", "ambiguousPrompt", 1, "never one that begins so: it was not seen", {longer}},
+    {"a-", "ambiguousPrompt", 2, "a beginning names its candidates", {one, two}},
+    {"p", "ambiguousPrompt", 2, "one id at two agents", {ls, prompt(codex, "p", "ls")}},
+    {"p", "ambiguousPrompt", 2, "one id, two questions", {ls, prompt(claude, "p", "rm")}},
+    {"p", "ambiguousPrompt", 2, "so is another rule", {ls, prompt(claude, "p", "ls", "Bash(ls)")}},
+    {"p", "ls", 0, "but not an empty one, which is none", {ls, prompt(claude, "p", "ls", "")}},
+    {"p", "ls", 0, "the same question reported twice is one", {ls, ls}},
+    {"a\\nb", "odd", 0, "an id as it is shown", {odd}},
+    {"a\nb", "odd", 0, "and as it is", {odd}},
+    {"P", "promptNotOpen", 0, "case counts", {ls}},
+    {"", "promptNotOpen", 0, "nothing is not a beginning", {ls}},
+    {"p", "promptNotOpen", 0, "nobody waits", {}},
 };
 
 TEST(PromptChoice, TakesTheWholeIdOrRefuses) {
@@ -87,16 +58,6 @@ TEST(PromptChoice, TakesTheWholeIdOrRefuses) {
       }
     }
   }
-}
-
-TEST(PromptChoice, ShowsPromptsWholeAndEscaped) {
-  const std::string long_(5000, 'x');
-  const auto lines = promptLines(prompt(claude, "p\x1b", long_ + "\n; rm", "Bash(x:*)"));
-  ASSERT_EQ(lines.size(), 3u);
-  EXPECT_EQ(lines[0], "p\\u{1B} · Claude · Title");
-  EXPECT_EQ(lines[1], "  Bash: " + long_ + "\\n; rm");
-  EXPECT_EQ(lines[2], "  always adds the rule Bash(x:*)");
-  EXPECT_EQ(promptLines(prompt(codex, "p", "d")).size(), 2u) << "no rule, no always";
 }
 
 }  // namespace

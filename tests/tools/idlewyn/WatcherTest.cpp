@@ -5,6 +5,7 @@
 
 #include <IdlewynKit/platform/net/URLError.hpp>
 #include <IdlewynKit/relay/RelayError.hpp>
+#include <tests/support/Sessions.hpp>
 
 namespace idlewyn::command {
 namespace {
@@ -18,19 +19,7 @@ Connection paired(AgentProvider provider, const std::string& token = "t") {
 }
 
 AgentSession session(AgentProvider provider, SessionStatus status) {
-  return {std::string(rawValue(provider)),
-          provider,
-          "Title",
-          std::nullopt,
-          status,
-          Date{},
-          Date{},
-          std::nullopt,
-          std::nullopt,
-          std::nullopt,
-          std::nullopt,
-          std::nullopt,
-          std::nullopt};
+  return idlewyn::testing::makeSession(std::string(rawValue(provider)), status, 0, provider);
 }
 
 SnapshotResult answer(std::vector<AgentSession> sessions) {
@@ -46,7 +35,7 @@ SnapshotResult failure(AgentProvider provider, Error error, const SessionSnapsho
 
 const platform::URLError lost(platform::URLErrorCode::cannotConnectToHost, std::nullopt, "Lost.");
 
-struct WatcherTest : testing::Test {
+struct WatcherTest : ::testing::Test {
   // How long the next wait is.
   double wait() const { return Seconds(*watcher.next() - now).count(); }
   void fail() { watcher.take(failure(claude, lost, watcher.snapshot()), now, now); }
@@ -54,6 +43,8 @@ struct WatcherTest : testing::Test {
     now += std::chrono::duration_cast<Watcher::Time::duration>(Seconds(seconds));
   }
 
+  const SnapshotResult both =
+      answer({session(claude, SessionStatus::working), session(codex, SessionStatus::working)});
   double random = 1;
   Watcher watcher{Seconds(5), [this] { return random; }};
   Watcher::Time now{std::chrono::hours(1)};
@@ -93,12 +84,9 @@ TEST_F(WatcherTest, NeverWaitsLessThanALongIntervalAfterAFailure) {
 
 TEST_F(WatcherTest, KeepsTheSessionsOfWhoWasNotAskedOrFailed) {
   watcher.follow({paired(claude), paired(codex)});
-  watcher.take(
-      answer({session(claude, SessionStatus::working), session(codex, SessionStatus::working)}),
-      now, now);
+  watcher.take(both, now, now);
   pass(wait());
-  SnapshotResult half =
-      answer({session(claude, SessionStatus::working), session(codex, SessionStatus::working)});
+  SnapshotResult half = both;
   half.errors[codex] = std::make_exception_ptr(lost);
   watcher.take(std::move(half), now, now);
   pass(wait());
@@ -126,9 +114,7 @@ TEST_F(WatcherTest, AsksARelayThatRefusesOnlyAfterAnotherPairing) {
 
 TEST_F(WatcherTest, ForgetsTheSessionsOfWhoIsNoLongerPaired) {
   watcher.follow({paired(claude), paired(codex)});
-  watcher.take(
-      answer({session(claude, SessionStatus::working), session(codex, SessionStatus::working)}),
-      now, now);
+  watcher.take(both, now, now);
   watcher.follow({paired(claude, "another")});
   EXPECT_TRUE(watcher.snapshot().sessions.empty());
 }

@@ -15,7 +15,7 @@ import jsonschema
 
 import sandbox
 import schemas
-from sandbox import CommandTest, Relay, session
+from sandbox import CommandTest, session
 
 HIDDEN = ("help", "prompt-ids")
 ZSH = r"""
@@ -88,10 +88,13 @@ class Help(CommandTest):
         first = {words[0] for words in commands}
         pins = {words[1] for words in commands if len(words) == 2 and words[0] == "pin"}
         for shell in ("bash", "zsh", "fish"):
-            self.assertEqual({w for w in self.completions(shell, "idlewyn ") if w[0] != "-"},
-                             first, shell)
-            self.assertEqual({w for w in self.completions(shell, "idlewyn pin ") if w[0] != "-"},
-                             pins, shell)
+            for line, expected in (("idlewyn ", first), ("idlewyn pin ", pins)):
+                self.assertEqual({w for w in self.completions(shell, line) if w[0] != "-"},
+                                 expected, shell)
+            self.assertEqual(self.completions(shell, "idlewyn sessions --agent "),
+                             {"claude", "codex"}, shell)
+            self.assertLessEqual({"on", "off"}, self.completions(shell, "idlewyn approvals o"))
+            self.assertEqual(self.completions(shell, "idlewyn watch --interval "), set(), shell)
             for words, options in commands.items():
                 if shell == "zsh" and words not in (("watch",), ("pin", "replace")):
                     continue  # a second each
@@ -124,32 +127,24 @@ class Help(CommandTest):
                 schema if isinstance(schema, list) else ():
             yield from self.parts(part)
 
-    def test_words_are_offered(self):
-        for shell in ("bash", "zsh", "fish"):
-            self.assertEqual(self.completions(shell, "idlewyn sessions --agent "),
-                             {"claude", "codex"}, shell)
-            self.assertLessEqual({"on", "off"}, self.completions(shell, "idlewyn approvals o"))
-            self.assertEqual(self.completions(shell, "idlewyn watch --interval "), set(), shell)
-
     def test_ids_of_open_prompts_are_offered_and_never_run(self):
-        with Relay() as relay:
-            self.pair(relay, "claude")
-            marks = [f"$(touch {self.home}/run)", f"`touch {self.home}/run`", "-p", "a b"]
-            relay.show(*(session("claude", {"id": id, "detail": "x"}, id=f"s{n}")
-                         for n, id in enumerate(["ask-1", "ask-2", "other", *marks])))
-            self.assertEqual(set(self.run_command("prompt-ids").split()),
-                             {"ask-1", "ask-2", "other"})
-            for shell in ("bash", "zsh", "fish"):
-                offered = self.completions(shell, "idlewyn allow a")
-                self.assertLessEqual({"ask-1", "ask-2"}, offered, shell)
-                self.assertFalse(set(marks) & offered)
-            self.assertFalse((self.home / "run").exists())
-            relay.fault("*", "stall")
-            begin = time.monotonic()
-            self.assertEqual(self.run_command("prompt-ids"), "")
-            self.assertLess(time.monotonic() - begin, 5, "the request's ten seconds")
-            relay.control("faults", method="DELETE")
-            self.run_command("sessions")
+        relay = self.paired("claude")
+        marks = [f"$(touch {self.home}/run)", f"`touch {self.home}/run`", "-p", "a b"]
+        relay.show(*(session("claude", {"id": id, "detail": "x"}, id=f"s{n}")
+                     for n, id in enumerate(["ask-1", "ask-2", "other", *marks])))
+        self.assertEqual(set(self.run_command("prompt-ids").split()),
+                         {"ask-1", "ask-2", "other"})
+        for shell in ("bash", "zsh", "fish"):
+            offered = self.completions(shell, "idlewyn allow a")
+            self.assertLessEqual({"ask-1", "ask-2"}, offered, shell)
+            self.assertFalse(set(marks) & offered)
+        self.assertFalse((self.home / "run").exists())
+        relay.fault("*", "stall")
+        begin = time.monotonic()
+        self.assertEqual(self.run_command("prompt-ids"), "")
+        self.assertLess(time.monotonic() - begin, 5, "the request's ten seconds")
+        relay.control("faults", method="DELETE")
+        self.run_command("sessions")
         self.assertEqual(set(self.run_command("prompt-ids").split()), {"ask-1", "ask-2", "other"},
                          "as last seen")
 

@@ -3,7 +3,7 @@
 """notification_server.py CAPABILITY ...: a notification server for tests.
 
 It writes a JSON object a line: {"ready":true}, {"notify":{...}}, {"close":ID}. It reads
-{"press":[ID,BUTTON]}, {"closed":ID}, and {"forge":[RECEIVER,ID,BUTTON]}, which has somebody else
+{"press":[ID,BUTTON]} and {"forge":[RECEIVER,ID,BUTTON]}, which has somebody else
 on the bus claim a button was pressed.
 """
 import json
@@ -70,8 +70,6 @@ class Server:
             command = json.loads(text)
             if "press" in command:
                 self.emit("ActionInvoked", "(us)", *command["press"])
-            elif "closed" in command:
-                self.emit("NotificationClosed", "(uu)", command["closed"], 2)
             elif "forge" in command:
                 receiver, *values = command["forge"]
                 other = Gio.DBusConnection.new_for_address_sync(

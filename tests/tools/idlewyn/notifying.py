@@ -14,13 +14,9 @@ import time
 
 sys.dont_write_bytecode = True
 import sandbox
-from sandbox import CommandTest, Relay, session
+from keyring import Bus
+from sandbox import CommandTest, session
 
-BUS = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
- "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
-<busconfig><type>session</type><listen>unix:dir=%s</listen><policy context="default">
-<allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/>
-</policy></busconfig>"""
 FULL = ("body", "body-markup", "actions")
 ALLOW, DENY, ALWAYS = ["allow", "Allow"], ["deny", "Deny"], ["always", "Always"]
 
@@ -32,19 +28,10 @@ def prompt(id="p-1", detail="make", **more):
 class Notifying(CommandTest):
     def setUp(self):
         super().setUp()
-        for variable in ("DBUS_SESSION_BUS_ADDRESS", "XDG_RUNTIME_DIR", "DISPLAY"):
+        for variable in ("XDG_RUNTIME_DIR", "DISPLAY"):
             self.environment.pop(variable, None)
-        self.relay = self.enterContext(Relay())
-        self.pair(self.relay, "claude")
-
-    def start_bus(self):
-        config = self.home / "bus.conf"
-        config.write_text(BUS % (self.home / "tmp"))
-        self.bus = subprocess.Popen(["dbus-daemon", f"--config-file={config}", "--nofork",
-                                     "--print-address=1"], stdout=subprocess.PIPE, text=True,
-                                    stderr=subprocess.DEVNULL)
-        self.addCleanup(self.end, self.bus)
-        self.environment["DBUS_SESSION_BUS_ADDRESS"] = self.bus.stdout.readline().strip()
+        self.relay = self.paired("claude")
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = self.enterContext(Bus()).address
 
     def end(self, process):
         process.kill()
@@ -70,10 +57,11 @@ class Notifying(CommandTest):
         self.server.stdin.write(json.dumps(command) + "\n")
         self.server.stdin.flush()
 
-    def watch(self, *arguments):
-        """Begins with one working session, so that what comes is a transition."""
+    def watch(self, *capabilities):
+        """Begins with working sessions, so that what comes is a transition."""
+        self.start_server(*capabilities)
         self.relay.show(session("claude", id="s-p-1"), session("claude", id="s-p-2"))
-        watch = self.start("watch", "--notify", "--json", "--interval", "0.05", *arguments)
+        watch = self.start("watch", "--notify", "--json", "--interval", "0.05")
         self.addCleanup(self.end, watch)
         self.assertEqual(len(self.round_of(watch)["sessions"]), 2)
         return watch
@@ -88,15 +76,8 @@ class Notifying(CommandTest):
             if answers:
                 return answers
 
-    def decisions(self):
-        return [(r["target"], r["body"]) for r in
-                self.relay.control("requests", method="GET")["requests"]
-                if "permissions" in r["target"]]
-
     def test_each_transition_is_told_once_and_taken_down_when_it_has_ended(self):
-        self.start_bus()
-        self.start_server(*FULL)
-        watch = self.watch()
+        watch = self.watch(*FULL)
         first = self.notified(prompt(), session("claude", id="s-p-2"))
         self.assertEqual(first["title"], "Claude: needs an answer · Title")
         self.assertEqual(first["body"], "Bash: make")
@@ -114,24 +95,8 @@ class Notifying(CommandTest):
         self.assertIsNone(self.event(0.5))
         self.interrupt(watch)
 
-    def test_a_finished_session_is_told_without_buttons(self):
-        self.start_bus()
-        self.start_server(*FULL)
-        watch = self.watch()
-        done = self.notified(session("claude", id="s-p-1", status="finished",
-                                     summary="All <b>green</b> & more\x1b[2J\u202e"))
-        self.assertEqual(done["title"], "Claude: Finished · Title")
-        self.assertEqual(done["body"],
-                         "All &lt;b&gt;green&lt;/b&gt; &amp; more\\\\u{1B}[2J\\\\u{202E}"
-                         .replace("\\\\", "\\"))
-        self.assertEqual((done["buttons"], done["expires"]), ([], -1))
-        self.interrupt(watch)
-        self.assertIsNone(self.event(0.2), "it may be read later")
-
     def test_a_button_answers_once(self):
-        self.start_bus()
-        self.start_server(*FULL)
-        watch = self.watch()
+        watch = self.watch(*FULL)
         for decision, id in (("allow", "p-1"), ("always", "p-2")):
             shown = self.notified(prompt(id, alwaysRule="Bash(make)"))
             for button in ("default", "other", decision, decision, "deny"):
@@ -143,28 +108,24 @@ class Notifying(CommandTest):
             self.relay.show(session("claude", id="s-p-1"), session("claude", id="s-p-2"))
             while "transitions" not in self.round_of(watch):
                 pass
-        self.assertEqual(self.decisions(), [("/v1/permissions/p-1", '{"decision":"allow"}'),
+        self.assertEqual(self.relay.decisions(), [("/v1/permissions/p-1", '{"decision":"allow"}'),
                                             ("/v1/permissions/p-2", '{"decision":"always"}')])
         self.interrupt(watch)
 
     def test_what_has_ended_or_changed_is_said_and_never_sent_again(self):
-        self.start_bus()
-        self.start_server(*FULL)
-        watch = self.watch()
+        watch = self.watch(*FULL)
         shown = self.notified(prompt())
         self.relay.fault("v1/permissions/*", "status=404")
         self.tell_server(press=[shown["id"], "deny"])
         self.assertEqual(self.answers(watch)[0]["kind"], "promptExpired")
-        self.assertEqual(len(self.decisions()), 1)
+        self.assertEqual(len(self.relay.decisions()), 1)
         for _ in range(5):
             watch.stdout.readline()
         self.interrupt(watch)
-        self.assertEqual(len(self.decisions()), 1)
+        self.assertEqual(len(self.relay.decisions()), 1)
 
     def test_what_changed_since_it_was_shown_is_not_answered(self):
-        self.start_bus()
-        self.start_server(*FULL)
-        watch = self.watch()
+        watch = self.watch(*FULL)
         shown = self.notified(prompt())
         watch.send_signal(signal.SIGSTOP)  # it must not see the change before the answer
         self.relay.show(prompt(detail="rm -rf /"))
@@ -178,48 +139,42 @@ class Notifying(CommandTest):
             events.append(self.event(0))
         if seen:
             self.assertEqual(seen[0]["kind"], "promptChanged")
-        self.assertEqual(self.decisions(), [])
-        self.interrupt(watch)
+        self.assertEqual(self.relay.decisions(), [])
 
     def test_only_the_server_is_believed(self):
-        self.start_bus()
-        self.start_server(*FULL)
-        watch = self.watch()
+        watch = self.watch(*FULL)
         shown = self.notified(prompt())
         self.tell_server(forge=[shown["sender"], shown["id"], "allow"])
         time.sleep(0.3)
         self.tell_server(press=[shown["id"], "deny"])
         self.assertEqual(self.answers(watch)[0]["decision"], "deny")
-        self.assertEqual(len(self.decisions()), 1)
-        self.interrupt(watch)
+        self.assertEqual(len(self.relay.decisions()), 1)
 
-    def test_servers_that_can_do_less_get_what_they_can_show(self):
-        self.start_bus()
-        for capabilities, title, body in (
-                (("body",), "Claude: needs an answer · Title",
-                 "Bash: a <b> & c\nAnswer with: idlewyn allow p-1"),
-                ((), "Claude: needs an answer · Title: Bash: a <b> & c", "")):
-            self.start_server(*capabilities)
-            watch = self.watch()
-            shown = self.notified(prompt(detail="a <b> & c"))
-            self.assertEqual((shown["title"], shown["body"], shown["buttons"]), (title, body, []))
+    def test_each_server_is_given_what_it_can_show(self):
+        asked, title = prompt(detail="a <b> & c"), "Claude: needs an answer · Title"
+        later = "Answer with: idlewyn allow p-1"
+        done = session("claude", id="s-p-1", status="finished",
+                       summary="All <b>green</b> & more\x1b[2J\u202e")
+        for capabilities, given, expected in (
+                (("body",), asked, (title, "Bash: a <b> & c\n" + later, [])),
+                ((), asked, (title + ": Bash: a <b> & c", "", [])),
+                (FULL, prompt(detail="x" * 400 + "; rm -rf /"), (title, later, [])),
+                (FULL, done, ("Claude: Finished · Title", "All &lt;b&gt;green&lt;/b&gt; &amp; "
+                              "more\\u{1B}[2J\\u{202E}", []))):
+            watch = self.watch(*capabilities)
+            shown = self.notified(given)
+            if "permission" in given and capabilities == FULL:
+                self.assertIn("Too long to be answered here. " + later, shown["body"])
+                shown["body"] = later
+            self.assertEqual((shown["title"], shown["body"], shown["buttons"]), expected)
             self.interrupt(watch)
+            if given is done:
+                self.assertEqual(shown["expires"], -1)
+                self.assertIsNone(self.event(0.2), "it may be read later")
             self.end(self.server)
 
-    def test_what_can_not_be_read_whole_has_no_buttons(self):
-        self.start_bus()
-        self.start_server(*FULL)
-        watch = self.watch()
-        shown = self.notified(prompt(detail="x" * 400 + "; rm -rf /"))
-        self.assertEqual(shown["buttons"], [])
-        self.assertIn("Too long to be answered here. Answer with: idlewyn allow p-1",
-                      shown["body"])
-        self.interrupt(watch)
-
     def test_questions_are_taken_down_at_the_end_and_a_new_server_is_used(self):
-        self.start_bus()
-        self.start_server(*FULL)
-        watch = self.watch()
+        watch = self.watch(*FULL)
         self.notified(prompt())
         self.end(self.server)
         self.start_server(*FULL)
@@ -237,7 +192,6 @@ class Notifying(CommandTest):
         silent.bind(str(self.home / "silent"))
         silent.listen()
         self.addCleanup(silent.close)
-        self.start_bus()
         for address, part in ((None, "no session bus"), ("autolaunch:", "no session bus"),
                               ("unix:path=/nowhere", "can't be reached"),
                               ("nonsense", "can't be reached"),
@@ -260,7 +214,6 @@ class Notifying(CommandTest):
             self.assertLess(time.monotonic() - begin, 2, address)
 
     def test_the_bus_is_nobodys_business_who_does_not_ask_for_it(self):
-        self.start_bus()
         self.start_server(*FULL)
         for arguments, isLoaded in ((("--notify",), True), ((), False)):
             self.relay.show(session("claude"))

@@ -71,6 +71,15 @@ class Relay:
     def show(self, *sessions):
         self.control("sessions", {"sessions": sessions})
 
+    def requests(self):
+        return self.control("requests", method="GET")["requests"]
+
+    def asked(self):
+        return [request["target"] for request in self.requests()]
+
+    def decisions(self):
+        return [(r["target"], r["body"]) for r in self.requests() if "permissions" in r["target"]]
+
     def renew(self):
         self.__dict__.update(self.control("code"))
 
@@ -180,6 +189,14 @@ class CommandTest(unittest.TestCase):
     def run_json(self, *arguments, status=0, **options):
         return json.loads(self.run_command(*arguments, "--json", status=status, **options))
 
+    def paired(self, *agents, options=()):
+        """A relay for the rest of the case, with which these are paired."""
+        relay = self.enterContext(Relay(*options))
+        self.note_secrets(relay)
+        for agent in agents:
+            self.pair(relay, agent)
+        return relay
+
     def pair(self, relay, agent):
         relay.renew()
         self.note_secrets(relay)
@@ -190,12 +207,9 @@ class CommandTest(unittest.TestCase):
         self.note_secrets(relay)
         return self.start("pair", relay.pairingLink, "--agent", agent)
 
-    def asked(self, relay):
-        return [r["target"] for r in relay.control("requests", method="GET")["requests"]]
-
     def wait_for_request(self, relay, target, count=1):
         deadline = time.monotonic() + 10
-        while self.asked(relay).count(target) < count:
+        while relay.asked().count(target) < count:
             self.assertLess(time.monotonic(), deadline, target)
             time.sleep(0.01)
 

@@ -88,110 +88,97 @@ class Watching(CommandTest):
         return bool(termios.tcgetattr(self.terminal.master)[3] & termios.ECHO)
 
     def test_is_redrawn_in_its_place(self):
-        with Relay() as relay:
-            self.pair(relay, "claude")
-            self.pair(relay, "codex")
-            self.watch("--interval", "0.05")
-            self.until("working", "AGENT")
-            self.assertFalse(self.display.cursor)
-            relay.advance(30)
-            lines = self.until("2 need you", "Working → Needs input", "answer: allow or deny")
-            self.assertEqual(sum(line.startswith("AGENT") for line in lines), 1)
-            self.assertEqual(self.display.top, 0, "nothing scrolled away")
-            relay.show(session("claude", {"id": "p", "detail": "x" * 250 + "END"}))
-            self.assertIn("x" * 100, self.until("END", gone=("2 need you",)),
-                          "what is asked is whole")
-            self.terminal.process.send_signal(signal.SIGINT)
-            self.display.feed(self.terminal.finish(self, 130))
-            self.assertTrue(self.display.cursor)
+        relay = self.paired("claude", "codex")
+        self.watch("--interval", "0.05")
+        self.until("working", "AGENT")
+        self.assertFalse(self.display.cursor)
+        relay.advance(30)
+        lines = self.until("2 need you", "Working → Needs input", "answer: allow or deny")
+        self.assertEqual(sum(line.startswith("AGENT") for line in lines), 1)
+        self.assertEqual(self.display.top, 0, "nothing scrolled away")
+        relay.show(session("claude", {"id": "p", "detail": "x" * 250 + "END"}))
+        self.assertIn("x" * 100, self.until("END", gone=("2 need you",)), "what is asked is whole")
+        self.terminal.process.send_signal(signal.SIGINT)
+        self.display.feed(self.terminal.finish(self, 130))
+        self.assertTrue(self.display.cursor)
 
     def test_fits_any_size_and_follows_it(self):
-        with Relay() as relay:
-            self.pair(relay, "claude")
-            relay.show(*(session("claude", {"id": f"p{n}", "detail": "y" * 90}, id=f"s{n}")
-                         for n in range(9)))
-            self.watch("--interval", "0.05", rows=12)
-            self.until("more")
-            self.assertEqual(self.display.top, 0, "nothing scrolled away")
-            for rows, columns in ((12, 45), (30, 120), (3, 20), (50, 100)):
-                self.terminal.shown = ""
-                self.display.resize(rows, columns)
-                self.terminal.resize(rows, columns)
-                self.display.feed(self.terminal.expect("\x1b[0m\x1b[J"))
-                lines = self.until("9 need you", *([] if rows == 50 else ["more"]))
-                self.assertEqual(sum("9 need you" in line for line in lines), 1, lines)
-            self.terminal.process.terminate()
-            self.terminal.finish(self, 130)
+        relay = self.paired("claude")
+        relay.show(*(session("claude", {"id": f"p{n}", "detail": "y" * 90}, id=f"s{n}")
+                     for n in range(9)))
+        self.watch("--interval", "0.05", rows=12)
+        self.until("more")
+        self.assertEqual(self.display.top, 0, "nothing scrolled away")
+        for rows, columns in ((12, 45), (30, 120), (3, 20), (50, 100)):
+            self.terminal.shown = ""
+            self.display.resize(rows, columns)
+            self.terminal.resize(rows, columns)
+            self.display.feed(self.terminal.expect("\x1b[0m\x1b[J"))
+            lines = self.until("9 need you", *([] if rows == 50 else ["more"]))
+            self.assertEqual(sum("9 need you" in line for line in lines), 1, lines)
+        self.terminal.process.terminate()
+        self.terminal.finish(self, 130)
 
     def test_gives_the_terminal_back_when_stopped_and_when_ended(self):
-        with Relay() as relay:
-            self.pair(relay, "claude")
-            self.watch("--interval", "0.05")
-            self.until("AGENT")
-            self.assertFalse(self.echoes())
-            pid = self.terminal.process.pid
-            os.kill(pid, signal.SIGTSTP)
-            self.assertTrue(os.WIFSTOPPED(os.waitpid(pid, os.WUNTRACED)[1]))
-            self.assertTrue(self.echoes())
-            os.kill(pid, signal.SIGCONT)
-            deadline = time.monotonic() + 10
-            while self.echoes():
-                self.assertLess(time.monotonic(), deadline)
-                time.sleep(0.01)
-            self.terminal.type("\x03")  # Ctrl-C still works
-            self.terminal.finish(self, 130)
+        relay = self.paired("claude")
+        self.watch("--interval", "0.05")
+        self.until("AGENT")
+        self.assertFalse(self.echoes())
+        pid = self.terminal.process.pid
+        os.kill(pid, signal.SIGTSTP)
+        self.assertTrue(os.WIFSTOPPED(os.waitpid(pid, os.WUNTRACED)[1]))
+        self.assertTrue(self.echoes())
+        os.kill(pid, signal.SIGCONT)
+        deadline = time.monotonic() + 10
+        while self.echoes():
+            self.assertLess(time.monotonic(), deadline)
+            time.sleep(0.01)
+        self.terminal.type("\x03")  # Ctrl-C still works
+        self.terminal.finish(self, 130)
 
     def test_failing_agents_keep_their_sessions_and_one_line(self):
-        with Relay() as relay, Relay() as other:
-            self.pair(relay, "claude")
-            self.pair(other, "codex")
-            self.watch("--interval", "0.05")
-            self.until("Codex", "Claude")
-            old = other.fingerprint
-            other.control("certificate")
-            lines = self.until("isn’t the one", "Last answer 0:0")
-            errors = "".join(lines).split("Codex: ")[1:]
-            self.assertEqual(len(errors), 1)
-            self.assertIn("See idlewyn pin verify. Last answer 0:0", errors[0])
-            self.assertNotIn(old[:4], "".join(lines))
-            self.assertTrue(any(line.startswith("Codex ") for line in lines), "its sessions")
-            other.stop()
-            self.until("next try in 2", gone=("isn’t the one",))
-            self.terminal.process.terminate()
-            self.terminal.finish(self, 130)
+        relay, other = self.paired("claude"), self.paired("codex")
+        self.watch("--interval", "0.05")
+        self.until("Codex", "Claude")
+        old = other.fingerprint
+        other.control("certificate")
+        lines = self.until("isn’t the one", "Last answer 0:0")
+        errors = "".join(lines).split("Codex: ")[1:]
+        self.assertEqual(len(errors), 1)
+        self.assertIn("See idlewyn pin verify. Last answer 0:0", errors[0])
+        self.assertNotIn(old[:4], "".join(lines))
+        self.assertTrue(any(line.startswith("Codex ") for line in lines), "its sessions")
+        other.stop()
+        self.until("next try in 2", gone=("isn’t the one",))
+        self.terminal.process.terminate()
+        self.terminal.finish(self, 130)
 
     def test_asks_failing_agents_less_and_less_and_healthy_ones_as_before(self):
-        with Relay() as relay, Relay() as other:
-            self.pair(relay, "claude")
-            self.pair(other, "codex")
-            other.fault("v1/sessions", "status=503")
-            watch = self.start("watch", "--json", "--interval", "0.05")
-            rounds = [self.round_of(watch) for _ in range(40)]
-            self.assertEqual({e["kind"] for r in rounds for e in r["errors"]}, {"server"})
-            self.assertIn("nextTryAt", rounds[-1]["errors"][0])
-            self.assertNotIn("answeredAt", rounds[-1]["errors"][0])
-            count = [sum("sessions" in r["target"] for r in each.control(
-                "requests", method="GET")["requests"]) for each in (relay, other)]
-            self.assertGreater(count[0], 30)
-            self.assertLess(count[1], 12, "doubling from 0.05 s")
-            other.control("faults", method="DELETE")
-            while self.round_of(watch)["errors"]:
-                pass
-            self.interrupt(watch)
+        relay, other = self.paired("claude"), self.paired("codex")
+        other.fault("v1/sessions", "status=503")
+        watch = self.start("watch", "--json", "--interval", "0.05")
+        rounds = [self.round_of(watch) for _ in range(40)]
+        self.assertEqual({e["kind"] for r in rounds for e in r["errors"]}, {"server"})
+        self.assertIn("nextTryAt", rounds[-1]["errors"][0])
+        self.assertNotIn("answeredAt", rounds[-1]["errors"][0])
+        count = [sum("sessions" in target for target in each.asked()) for each in (relay, other)]
+        self.assertGreater(count[0], 30)
+        self.assertLess(count[1], 12, "doubling from 0.05 s")
+        other.control("faults", method="DELETE")
+        while self.round_of(watch)["errors"]:
+            pass
+        self.interrupt(watch)
 
     def test_ends_when_every_relay_refuses(self):
-        with Relay() as relay, Relay() as other:
-            self.pair(relay, "claude")
-            self.pair(other, "codex")
-            other.fault("v1/sessions", "status=401")
-            watch = self.start("watch", "--json", "--interval", "0.02")
-            rounds = [self.round_of(watch) for _ in range(10)]
-            self.assertEqual(rounds[-1]["errors"][0]["kind"], "unauthorized")
-            self.assertNotIn("nextTryAt", rounds[-1]["errors"][0])
-            self.assertEqual(sum("sessions" in r["target"] for r in other.control(
-                "requests", method="GET")["requests"]), 1, "asked once")
-            relay.fault("v1/sessions", "status=403")
-            self.finish(watch, 4)
+        relay, other = self.paired("claude"), self.paired("codex")
+        other.fault("v1/sessions", "status=401")
+        watch = self.start("watch", "--json", "--interval", "0.02")
+        rounds = [self.round_of(watch) for _ in range(10)]
+        self.assertEqual(rounds[-1]["errors"][0]["kind"], "unauthorized")
+        self.assertNotIn("nextTryAt", rounds[-1]["errors"][0])
+        self.assertEqual(sum("sessions" in target for target in other.asked()), 1, "asked once")
+        relay.fault("v1/sessions", "status=403")
+        self.finish(watch, 4)
 
 
 if __name__ == "__main__":

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <algorithm>
 #include <map>
 #include <set>
 #include <string>
@@ -19,10 +18,6 @@ class RelayStateTest : public testing::Test {
  protected:
   PairingOutcome pair(AgentProvider provider, const std::string& code) {
     return state_.pair(provider, code).outcome;
-  }
-  AgentSession session(const std::string& id) {
-    const auto all = state_.sessions(std::nullopt);
-    return *std::ranges::find(all, id, &AgentSession::id);
   }
 
   Date now_ = platform::dateFromReferenceSeconds(800'000'000);
@@ -110,22 +105,6 @@ TEST_F(RelayStateTest, AnAnsweredPromptIsGoneAndItsSessionGoesOn) {
     now_ += seconds(1'000'000);
     EXPECT_EQ(status() == waitingForInput, row.asksAgain);
   }
-}
-
-TEST_F(RelayStateTest, FixedSessionsStandStillUntilTheirPromptIsAnswered) {
-  const PermissionPrompt prompt("a/b", "Bash", "ls", now_, std::nullopt);
-  AgentSession fixed = session("tidy-up");
-  fixed.permission = prompt;
-  fixed.status = waitingForInput;
-  state_.setSessions({fixed});
-  now_ += seconds(100);
-  EXPECT_EQ(state_.sessions(AgentProvider::claude), std::vector{fixed});
-  EXPECT_TRUE(state_.sessions(AgentProvider::codex).empty());
-  EXPECT_TRUE(state_.decide("a/b", PermissionDecision::deny));
-  EXPECT_EQ(session("tidy-up").status, failed);
-  EXPECT_FALSE(state_.decide("a/b", PermissionDecision::deny));
-  state_.useMovingSessions();
-  EXPECT_EQ(state_.sessions(std::nullopt).size(), 5u);
 }
 
 TEST_F(RelayStateTest, KeepsPushTokensUntilTheirOwnerLeaves) {

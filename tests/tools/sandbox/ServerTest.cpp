@@ -74,7 +74,6 @@ TEST(Server, AnswersBadBytesAndThenCloses) {
   SandboxRelay relay(plainOptions()), secure;
   const std::pair<std::string, int> rows[] = {
       {"nonsense\r\n", 400},
-      {"GET / HTTP/3.0\r\n", 505},
       {"POST /v1/pair HTTP/1.1\r\nHost: a\r\nContent-Length: 2000000\r\n\r\n" +
            std::string(100'000, 'x'),
        413},
@@ -127,11 +126,9 @@ TEST(Server, EndsConnectionsWhenItStopsAndStillTellsWhatItSaw) {
 
 TEST(Server, ReportsAnAddressThatCannotBeUsed) {
   SandboxRelay relay(plainOptions());
-  Options taken = plainOptions(), nowhere = plainOptions();
+  Options taken = plainOptions();
   taken.port = static_cast<std::uint16_t>(std::stoi(std::string(*relay.address().port())));
   EXPECT_THROW(SandboxRelay{taken}, std::runtime_error);
-  nowhere.host = "no.such.host.invalid";
-  EXPECT_THROW(SandboxRelay{nowhere}, std::runtime_error);
 }
 
 }  // namespace
