@@ -18,22 +18,23 @@ int localPortOf(int socket) {
 
 }  // namespace
 
-void ConnectionSockets::add(int localPort, const std::vector<int>& opened) {
+void ConnectionSockets::add(int localPort, const std::vector<int>& opened, bool isShared) {
   for (const int socket : opened) {
     if (localPortOf(socket) != localPort) continue;
-    const auto [place, isNew] = sockets_.try_emplace(localPort, socket);
-    if (!isNew && place->second != socket) place->second = -1;
+    const auto [place, isNew] = sockets_.try_emplace(localPort, Entry{socket, isShared});
+    if (!isNew && place->second.socket != socket) place->second.socket = -1;
   }
 }
 
 void ConnectionSockets::remove(int socket) {
-  std::erase_if(sockets_, [&](const auto& entry) { return entry.second == socket; });
+  std::erase_if(sockets_, [&](const auto& entry) { return entry.second.socket == socket; });
 }
 
-bool ConnectionSockets::isEnded(int localPort) const {
+bool ConnectionSockets::isSpoilt(int localPort) const {
   const auto found = sockets_.find(localPort);
-  if (found == sockets_.end() || found->second < 0) return false;
-  pollfd state{found->second, POLLRDHUP, 0};
+  if (found == sockets_.end() || found->second.socket < 0) return false;
+  const int signs = found->second.isShared ? POLLRDHUP : POLLRDHUP | POLLIN;
+  pollfd state{found->second.socket, static_cast<short>(signs), 0};
   return poll(&state, 1, 0) == 1;  // an error or a reset counts as well
 }
 

@@ -22,7 +22,8 @@ struct HTTPResponse {
   /// Names and values in the order received, names as written by the server.
   std::vector<std::pair<std::string, std::string>> headers;
   /// Decoded by its Content-Encoding; at most 64 MiB. A body of the announced length whose
-  /// coding breaks off in the midst gives what could be decoded of it, which may be nothing.
+  /// coding breaks off in the midst gives what could be decoded of it, which may be nothing;
+  /// one whose coding is unknown or wrong gives nothing.
   Data body;
 };
 

@@ -25,6 +25,10 @@ IOLoop* instance = nullptr;
 bool isExiting = false;
 pid_t creator = 0;
 
+// To wake a caller costs as much as an exchange itself, so outcomes gather while there is
+// more to do, but not for ever.
+constexpr int mostRoundsLate = 8;
+
 // A thread inherits the signal mask: the application's signal handlers run on its own threads.
 class AllSignalsBlocked {
  public:
@@ -165,25 +169,32 @@ void IOLoop::runLate() {
 void IOLoop::run() {
   pthread_setname_np(pthread_self(), "idlewyn-io");
   std::array<epoll_event, 128> events;
+  int roundsLate = 0;
   while (true) {
+    const bool hasLate = !late_.empty();
     const int count = epoll_wait(epoll_, events.data(), static_cast<int>(events.size()),
-                                 millisecondsToNextAlarm());
-    for (int i = 0; i < count; ++i) {
-      const int socket = events[static_cast<std::size_t>(i)].data.fd;
-      if (socket == wake_) {
-        eventfd_t value;
-        eventfd_read(wake_, &value);
-      } else if (SocketOwner* owner = watchOf(socket).owner; owner == nullptr) {
-        drop(socket);  // nobody's: an idle connection that its server has closed, say
-      } else {
-        // A socket of an earlier event may have been closed and its number given to another
-        // owner by now; an owner that is asked in vain finds nothing to do.
-        owner->ready(socket, events[static_cast<std::size_t>(i)].events);
-      }
-    }
+                                 hasLate ? 0 : millisecondsToNextAlarm());
+    for (int i = 0; i < count; ++i)
+      dispatch(events[static_cast<std::size_t>(i)].data.fd,
+               events[static_cast<std::size_t>(i)].events);
     if (!runPosted()) return;
     ringDue();
-    runLate();
+    if (hasLate && count > 0 && ++roundsLate < mostRoundsLate) continue;
+    roundsLate = 0;
+    if (hasLate) runLate();
+  }
+}
+
+void IOLoop::dispatch(int socket, std::uint32_t events) {
+  if (socket == wake_) {
+    eventfd_t value;
+    eventfd_read(wake_, &value);
+  } else if (SocketOwner* owner = watchOf(socket).owner; owner == nullptr) {
+    drop(socket);  // nobody's: an idle connection that its server has closed, say
+  } else {
+    // A socket of an earlier event may have been closed and its number given to another
+    // owner by now; an owner that is asked in vain finds nothing to do.
+    owner->ready(socket, events);
   }
 }
 

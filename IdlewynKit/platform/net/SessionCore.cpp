@@ -171,7 +171,7 @@ void SessionCore::end(Transfer& transfer, Ending ending, int curlCode) {
   list.erase(transfer.place);
   // Not one by one: the caller would be woken for each.
   if (finished_.empty()) {
-    loop_->afterThisRound([self = shared_from_this()] { self->deliverFinished(); });
+    loop_->whenIdle([self = shared_from_this()] { self->deliverFinished(); });
   }
   finished_.emplace_back(transfer.completion, transfer.finish(ending, curlCode));
   launchWaiting(found->second);

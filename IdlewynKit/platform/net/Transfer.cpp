@@ -2,6 +2,7 @@
 #include <IdlewynKit/platform/net/internal/Transfer.hpp>
 
 #include <curl/curl.h>
+#include <openssl/ssl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -83,7 +84,7 @@ struct Transfer::Callbacks {
   // died before a byte of the answer, or a stream was refused, it tries again by itself.
   static int aboutToSend(void* self, char*, char*, int, int localPort) {
     Transfer& transfer = of(self);
-    if (transfer.sendings_ == 0 && transfer.isOverEndedConnection(localPort)) {
+    if (transfer.sendings_ == 0 && transfer.isOverSpoiltConnection(localPort)) {
       transfer.isConnectionStale_ = true;
       set(transfer.handle_, CURLOPT_FORBID_REUSE, 1L);  // nobody else is to find it
       return CURL_PREREQFUNC_ABORT;
@@ -127,6 +128,7 @@ void Transfer::close() {
 }
 
 bool Transfer::open() {
+  // Never one that was used before: a reset handle may keep a pointer into an earlier answer.
   handle_ = curl_easy_init();
   if (handle_ == nullptr || !addFields()) return false;
   set(handle_, CURLOPT_PRIVATE, this);
@@ -208,12 +210,22 @@ void Transfer::configureTLS() {
   set(handle_, CURLOPT_SSL_CTX_DATA, this);
 }
 
-bool Transfer::isOverEndedConnection(int localPort) {
+bool Transfer::isOverSpoiltConnection(int localPort) {
   long connects = 0;
   curl_easy_getinfo(static_cast<CURL*>(handle_), CURLINFO_NUM_CONNECTS, &connects);
-  if (connects == 0) return session_->sockets().isEnded(localPort);
-  session_->sockets().add(localPort, openedSockets_);
+  if (connects == 0) return session_->sockets().isSpoilt(localPort);
+  session_->sockets().add(localPort, openedSockets_, isOverHTTP2());
   return false;
+}
+
+bool Transfer::isOverHTTP2() const {
+  curl_tlssessioninfo* session = nullptr;
+  curl_easy_getinfo(static_cast<CURL*>(handle_), CURLINFO_TLS_SSL_PTR, &session);
+  if (session == nullptr || session->internals == nullptr) return false;
+  const unsigned char* name = nullptr;
+  unsigned size = 0;
+  SSL_get0_alpn_selected(static_cast<SSL*>(session->internals), &name, &size);
+  return std::string_view(reinterpret_cast<const char*>(name), size) == "h2";
 }
 
 void Transfer::demandFreshConnection() {
@@ -239,7 +251,9 @@ URLSession::Outcome Transfer::finish(Ending ending, int curlCode) {
   const Verdict verdict = verdictOf(facts);
   close();
   switch (verdict.kind) {
-    case Verdict::Kind::answer: return reader_.finish();
+    case Verdict::Kind::answer:
+      if (curlCode != CURLE_OK) reader_.dropBody();
+      return reader_.finish();
     case Verdict::Kind::notHTTP: return HTTPResponse();
     case Verdict::Kind::error: break;
   }

@@ -37,19 +37,20 @@ inline boost::asio::awaitable<void> ready() { co_return; }
 template <class T>
 boost::asio::awaitable<T> perform(Route route, std::function<platform::URLRequest()> makeRequest,
                                   std::function<T(platform::Data)> readBody) {
-  const platform::URLRequest request = makeRequest();
+  platform::URLRequest request = makeRequest();
+  const platform::URL sent = request.url;
   const bool throwIfCancelled = co_await boost::asio::this_coro::throw_if_cancelled();
   co_await boost::asio::this_coro::throw_if_cancelled(false);
   std::optional<platform::URLSession::Outcome> outcome;
   std::exception_ptr failure;
   try {
-    outcome.emplace(co_await route.session->exchange(request));
+    outcome.emplace(co_await route.session->exchange(std::move(request)));
   } catch (...) {
     failure = std::current_exception();
   }
   co_await boost::asio::this_coro::throw_if_cancelled(throwIfCancelled);
   if (failure) std::rethrow_exception(failure);
-  co_return readBody(acceptedBody(std::move(*outcome), request.url, route.isPinned));
+  co_return readBody(acceptedBody(std::move(*outcome), sent, route.isPinned));
 }
 
 }  // namespace idlewyn::internal

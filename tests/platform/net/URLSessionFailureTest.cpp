@@ -53,7 +53,10 @@ TEST(URLSession, TellsFailuresOfPlainConnectionsApart) {
       {"garbage", afterRequest("SSH-2.0-OpenSSH_9.2\r\n"), "not HTTP"},
       {"a version to come", afterRequest("HTTP/4.0 200 OK\r\n\r\n"), "not HTTP"},
       {"content that is not packed as announced",
-       afterRequest(RawServer::answer("plain", "200 OK", "Content-Encoding: gzip\r\n")), "-1011"},
+       afterRequest(RawServer::answer("plain", "200 OK", "Content-Encoding: gzip\r\n")), "200 "},
+      {"content that is coded as nobody knows",
+       afterRequest(RawServer::answer("{}", "401 Unauthorized", "Content-Encoding: foo\r\n")),
+       "401 "},
       {"a head without end",
        endless("HTTP/1.1 200 OK\r\n", "X-Filler: " + std::string(1000, 'x') + "\r\n"), "-1011"},
       {"a body without end",
@@ -129,6 +132,27 @@ TEST(URLSession, ReplacesKeptConnectionsThatWereReset) {
   for (int round = 1; round <= 3; ++round) {
     EXPECT_EQ(describe(exchange(session, post(server.url("/"), "{}"))), "200 ok");
     waitUntil([&] { return gone == round; });
+  }
+}
+
+TEST(URLSession, TakesWhatNobodyAskedForForNoAnswer) {
+  std::atomic<int> said = 0;
+  const RawServer::Script talkative = [&](Connection& connection) {
+    afterRequest(RawServer::answer("ok"))(connection);
+    std::this_thread::sleep_for(20ms);
+    connection.write(RawServer::answer("forged", "403 Forbidden"));
+    ++said;
+    connection.hang();
+  };
+  RawServer plain(talkative), secure(talkative, RawServer::TLS(TestCertificate()));
+  for (const RawServer* server : {&plain, &secure}) {
+    const auto session = trustingSession();
+    said = 0;
+    for (int round = 1; round <= 3; ++round) {
+      EXPECT_EQ(fetch(session, server->url("/")), "200 ok") << server->url("/");
+      waitUntil([&] { return said == round; });
+    }
+    EXPECT_EQ(server->connectionCount(), 3);
   }
 }
 

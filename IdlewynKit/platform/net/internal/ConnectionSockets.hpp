@@ -11,16 +11,23 @@ namespace idlewyn::platform {
 /// closing alert of TLS for a sign of life.
 class ConnectionSockets {
  public:
-  /// The connection with that local port is new; its socket is one of `opened`.
-  void add(int localPort, const std::vector<int>& opened);
+  /// The connection with that local port is new; its socket is one of `opened`. One that is
+  /// shared carries several exchanges at a time.
+  void add(int localPort, const std::vector<int>& opened, bool isShared);
   void remove(int socket);
 
-  /// Whether the peer has ended the connection with that local port. False when in doubt.
-  bool isEnded(int localPort) const;
+  /// Whether the connection with that local port can't carry another request: its peer has
+  /// ended it or, where it is not shared, has sent what nobody asked for, which must not pass
+  /// for the next answer (RFC 9112 section 9.2). False when in doubt.
+  bool isSpoilt(int localPort) const;
 
  private:
-  // -1 where connections to different peers share a port.
-  std::unordered_map<int, int> sockets_;
+  struct Entry {
+    int socket;  // -1 where connections to different peers share a port
+    bool isShared;
+  };
+
+  std::unordered_map<int, Entry> sockets_;
 };
 
 }  // namespace idlewyn::platform

@@ -58,8 +58,8 @@ class IOLoop {
   /// `forget` will be called when it is closed.
   void adopt(int socket);
   void forget(int socket);
-  /// Runs the task when the present round of events, tasks and alarms is over.
-  void afterThisRound(Task task) { late_.push_back(std::move(task)); }
+  /// Runs the task when nothing else is at hand, at the latest a few rounds of events later.
+  void whenIdle(Task task) { late_.push_back(std::move(task)); }
 
  private:
   struct Watch {
@@ -72,6 +72,7 @@ class IOLoop {
   ~IOLoop() = default;
   static void stopAtExit();
   void run();
+  void dispatch(int socket, std::uint32_t events);
   Watch& watchOf(int socket);
   void drop(int socket);
   void runLate();

@@ -32,6 +32,9 @@ class ResponseReader {
   /// False when the body grows beyond the maximum; it is let go then.
   bool takeBody(std::string_view piece);
 
+  /// What came of the body is not what the server meant.
+  void dropBody() { body_.clear(); }
+
   HTTPResponse finish();
 
  private:

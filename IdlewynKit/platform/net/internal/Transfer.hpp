@@ -62,7 +62,8 @@ class Transfer final : public IOLoop::Alarm, public std::enable_shared_from_this
  private:
   struct Callbacks;
   void close();
-  bool isOverEndedConnection(int localPort);
+  bool isOverSpoiltConnection(int localPort);
+  bool isOverHTTP2() const;
   bool addFields();
   void chooseMethod();
   void expectBody();
