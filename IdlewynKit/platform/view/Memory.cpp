@@ -89,7 +89,7 @@ Memory::Seen Memory::look(std::uint64_t identity, const EquatableValue& value) {
   Watch* watch = claim(watches_, identity);
   if (!watch) {
     const auto added =
-        watches_.insert_or_assign(identity, Watch{value, std::nullopt, {frame_, 0}}).first;
+        watches_.insert_or_assign(identity, Watch{value, std::nullopt, false, {frame_, 0}}).first;
     return {&added->second, false};
   }
   if (watch->value == value) return {watch, false};
@@ -109,15 +109,18 @@ Memory::Presence Memory::pulse(std::uint64_t identity, const EquatableValue& val
   const auto [watch, hasChanged] = look(identity, value);
   auto seconds =
       watch->pulseStart ? elapsed(*watch->pulseStart, now_, pulseDuration) : std::nullopt;
-  if (hasChanged) {
-    // One that is on its way up turns round where it is, so that nothing jumps.
-    if (!seconds || *seconds > pulseDuration / 2) {
-      seconds = seconds ? pulseDuration - *seconds : 0;
-      watch->pulseStart = now_ - DateClock::duration(*seconds);
-    }
+  // Nothing jumps: one that is on its way down is followed by another, one that is on its way
+  // up turns round where it is.
+  if (hasChanged && seconds && *seconds <= pulseDuration / 2) {
+    watch->pulsesAgain = true;
+  } else if (hasChanged || (!seconds && watch->pulsesAgain)) {
+    seconds = seconds ? pulseDuration - *seconds : 0;
+    watch->pulseStart = now_ - DateClock::duration(*seconds);
+    watch->pulsesAgain = false;
   }
   if (!seconds || !isEnabled) {
     watch->pulseStart = std::nullopt;
+    watch->pulsesAgain = false;
     return {{1, 0, 0, 0}, false};
   }
   return {{pulseOpacity(*seconds), 0, 0, 0}, true};

@@ -172,6 +172,10 @@ TEST(Host, PulsesOnceForEachChange) {
       {"on its way up", 2, 4.75, (1 + lowest) / 2, true},
       {"turns round without a jump", 3, 4.75, (1 + lowest) / 2, true},
       {"down again", 3, 5, lowest, true},
+      {"a change before it is on its way up", 4, 5, lowest, true},
+      {"is another pulse after this one", 4, 5.5, 1, true},
+      {"lowest", 4, 6, lowest, true},
+      {"and no more", 4, 6.5, 1, false},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.reason);

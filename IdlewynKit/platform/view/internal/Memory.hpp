@@ -50,6 +50,7 @@ class Memory {
   struct Watch {
     EquatableValue value;
     std::optional<Date> pulseStart;
+    bool pulsesAgain;  ///< when the present pulse is over
     Use use;
   };
   struct Seen {
