@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <IdlewynKit/model/SessionTransition.hpp>
 
+#include <functional>
 #include <string_view>
 
 #include <boost/unordered/unordered_flat_map.hpp>
@@ -9,7 +10,8 @@ namespace idlewyn {
 
 namespace {
 
-using SessionsByID = boost::unordered_flat_map<std::string_view, const AgentSession*>;
+using SessionsByID =
+    boost::unordered_flat_map<std::string_view, const AgentSession*, std::hash<std::string_view>>;
 
 SessionsByID indexByID(const std::vector<AgentSession>& sessions) {
   SessionsByID index;
