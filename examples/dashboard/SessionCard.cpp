@@ -41,7 +41,7 @@ void makeSelectableByPointer(GtkWidget* label) {
 std::string shown(const std::string& text) {
   char* valid = g_utf8_make_valid(text.data(), static_cast<gssize>(text.size()));
   std::string result;
-  for (const char* at = valid; *at != '\0'; at = g_utf8_next_char(at)) {
+  for (const char* at = valid; *at != '\0'; at = g_utf8_find_next_char(at, nullptr)) {
     const gunichar character = g_utf8_get_char(at);
     const GUnicodeType type = g_unichar_type(character);
     const bool isHidden = type == G_UNICODE_CONTROL || type == G_UNICODE_FORMAT ||
@@ -51,7 +51,7 @@ std::string shown(const std::string& text) {
       g_snprintf(escape, sizeof escape, "\\u{%X}", character);
       result += escape;
     } else {
-      result.append(at, static_cast<std::size_t>(g_utf8_next_char(at) - at));
+      result.append(at, static_cast<std::size_t>(g_utf8_find_next_char(at, nullptr) - at));
     }
   }
   g_free(valid);

@@ -42,6 +42,30 @@ void append(std::vector<std::string>& lines, const std::string& name,
   }
 }
 
+struct Mismatch {
+  // How the fingerprint that was expected is called.
+  std::string name;
+  std::string expected;
+  std::optional<std::string> seen;
+};
+
+Failure failureOf(const Mismatch& mismatch, std::string message,
+                  const std::vector<std::string>& advice) {
+  Failure failure(ExitCode::certificateMismatch, "certificateMismatch", std::move(message));
+  failure.expectedFingerprint = mismatch.expected;
+  failure.seenFingerprint = mismatch.seen;
+  append(failure.details, mismatch.name, mismatch.expected);
+  if (mismatch.seen == mismatch.expected) {
+    failure.details.emplace_back("  Just now it showed this one after all; try once more.");
+    return failure;
+  }
+  if (mismatch.seen) append(failure.details, "seen    ", *mismatch.seen);
+  failure.details.emplace_back(
+      "  Unless you expected this, somebody else may be answering in the relay's place.");
+  failure.details.insert(failure.details.end(), advice.begin(), advice.end());
+  return failure;
+}
+
 }  // namespace
 
 Certificate probeCertificate(const URL& address, Relays& relays) {
@@ -67,25 +91,23 @@ std::optional<std::string> fingerprintIfSeen(const URL& address, Relays& relays)
 
 Failure mismatchFailure(AgentProvider agent, const std::string& pinned,
                         const std::optional<std::string>& seen) {
-  Failure failure(ExitCode::certificateMismatch, "certificateMismatch",
-                  RelayError::certificateMismatch().errorDescription());
-  failure.expectedFingerprint = pinned;
-  failure.seenFingerprint = seen;
-  append(failure.details, "pinned  ", pinned);
-  if (seen == pinned) {
-    failure.details.emplace_back("  Just now it showed the pinned one again; try once more.");
-    return failure;
-  }
-  if (seen) append(failure.details, "seen    ", *seen);
   const std::string name(rawValue(agent));
-  failure.details.insert(
-      failure.details.end(),
-      {"  Unless you expected this, somebody else may be answering in the relay's place.",
-       "  If its certificate was renewed, read the new fingerprint on the relay itself and give it",
+  return failureOf(
+      {"pinned  ", pinned, seen}, RelayError::certificateMismatch().errorDescription(),
+      {"  If its certificate was renewed, read the new fingerprint on the relay itself and give it",
        "  to:  idlewyn pin replace --agent " + name,
        "  If the relay was set up anew, pair again with the link that it shows:",
        "       idlewyn pair - --agent " + name});
-  return failure;
+}
+
+Failure pairingMismatchFailure(AgentProvider agent, const std::string& wanted,
+                               const std::optional<std::string>& seen) {
+  return failureOf(
+      {"wanted  ", wanted, seen},
+      "The relay does not show the certificate that was asked for. Nothing was paired, and the "
+      "code was not used.",
+      {"  Read the fingerprint on the relay itself and give that one with --pin, or take the link",
+       "  that it shows now:  idlewyn pair - --agent " + std::string(rawValue(agent))});
 }
 
 }  // namespace idlewyn::command

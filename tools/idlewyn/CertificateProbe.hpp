@@ -22,5 +22,8 @@ std::optional<std::string> fingerprintIfSeen(const URL& address, Relays& relays)
 /// With both fingerprints and what to do next.
 Failure mismatchFailure(AgentProvider agent, const std::string& pinned,
                         const std::optional<std::string>& seen);
+/// The same before anything is paired, where there is no pin to replace.
+Failure pairingMismatchFailure(AgentProvider agent, const std::string& wanted,
+                               const std::optional<std::string>& seen);
 
 }  // namespace idlewyn::command

@@ -43,7 +43,7 @@ std::vector<Command> pairingCommands() {
        runUnpair,
        {agentOption(), jsonOption(),
         Option::flag("--forget", "Only here, without telling the relay"),
-        Option::flag("--damaged", "Set a list that can't be read aside")
+        Option::flag("--damaged", "Set a list or a keychain's file that can't be read aside")
             .excluding("--agent")
             .excluding("--forget")},
        {{"idlewyn unpair --agent codex", "make the relay forget the token, then this machine"}}},
@@ -95,7 +95,8 @@ std::vector<Command> watchingCommands() {
         {"idlewyn watch --notify", "be told by the desktop's notifications too"}},
        "An agent that can't be reached keeps its last known sessions and is asked less and less "
        "often, down to once a minute. One that refuses the token is not asked again; when all "
-       "do, watching ends."
+       "do, watching ends. While the connections can't be read, those known so far are "
+       "watched. Off a terminal a round is written only when something has changed."
        "\n\nWith --notify each session that comes to need you is told once on the desktop. Where "
        "the notification server has buttons a prompt can be answered there; it is looked up once "
        "more before the answer is sent."},
@@ -198,13 +199,36 @@ std::vector<Command> otherCommands() {
   };
 }
 
+std::vector<EnvironmentVariable> environment() {
+  return {
+      {"IDLEWYN_DATA_DIR",
+       "The folder in which all is kept, as an absolute path. Otherwise it is idlewyn in "
+       "XDG_DATA_HOME, or in ~/.local/share."},
+      {"IDLEWYN_KEYCHAIN",
+       "Where the pairings are kept, whatever was decided on: secret-service, file or memory."},
+      {"IDLEWYN_INFO",
+       "A file in JSON in which VantorPushGateway names the push gateway. Otherwise it is "
+       "idlewyn.info.json beside this program."},
+      {"IDLEWYN_RESOURCES", "The folder of the library's texts; otherwise it is found beside it."},
+      {"IDLEWYN_MODULES",
+       "The folder of the library's module for the Secret Service; otherwise it is found beside "
+       "it."},
+      {"IDLEWYN_SANDBOX_RELAY",
+       "The program of the relay that demo starts; otherwise it is found beside this one."},
+      {"DBUS_SESSION_BUS_ADDRESS, XDG_RUNTIME_DIR",
+       "Where the desktop's session is, for its keyring and its notifications."},
+      {"NO_COLOR", "When set to something, no colours are used."},
+  };
+}
+
 CommandTable makeTable() {
   CommandTable table{"Watch coding agents' sessions on relays, and answer their questions",
                      {{"pin", "The certificates that are trusted"},
                       {"push", "Push tokens"},
                       {"keychain", "Where the pairings are kept"}},
                      {},
-                     exitStatus};
+                     exitStatus,
+                     environment()};
   for (auto make :
        {pairingCommands, watchingCommands, answeringCommands, machineCommands, otherCommands}) {
     for (Command& command : make())

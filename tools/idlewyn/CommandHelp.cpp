@@ -47,12 +47,8 @@ std::string sectionOf(const Command& command) {
 
 constexpr const char* files = R"(.SH FILES
 .TP
-\fI$XDG_DATA_HOME/idlewyn\fR, or \fI~/.local/share/idlewyn\fR
+\fI$IDLEWYN_DATA_DIR\fR, \fI$XDG_DATA_HOME/idlewyn\fR, or \fI~/.local/share/idlewyn\fR
 What is kept on this machine, for its owner alone.
-.SH ENVIRONMENT
-.TP
-.B NO_COLOR
-When set to something, no colours are used.
 )";
 
 }  // namespace
@@ -84,7 +80,11 @@ std::string manualPage(const CommandTable& table) {
   for (const Command& command : table.commands) {
     if (!command.isHidden) text += sectionOf(command);
   }
-  return text + ".SH EXIT STATUS\n.nf\n" + roff(table.exitStatus) + "\n.fi\n" + files;
+  text +=
+      ".SH EXIT STATUS\n.nf\n" + roff(table.exitStatus) + "\n.fi\n" + files + ".SH ENVIRONMENT\n";
+  for (const EnvironmentVariable& variable : table.environment)
+    text += ".TP\n" + bold(variable.name) + "\n" + roff(variable.help) + "\n";
+  return text;
 }
 
 }  // namespace idlewyn::command

@@ -112,12 +112,20 @@ struct CommandGroup {
   std::string summary;
 };
 
+struct EnvironmentVariable {
+  std::string name;
+  /// A sentence.
+  std::string help;
+};
+
 struct CommandTable {
   std::string summary;
   std::vector<CommandGroup> groups;
   /// In the order in which help lists them.
   std::vector<Command> commands;
   std::string exitStatus;
+  /// All that are read and are the product's own, and those of others that are worth knowing.
+  std::vector<EnvironmentVariable> environment;
 };
 
 /// Made at the first call.

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include <IdlewynKit/relay/Connection.hpp>
@@ -25,9 +26,9 @@ class ConnectionList {
   /// this before anything is changed.
   void update(const std::function<void(std::vector<Connection>&)>& change);
 
-  /// Puts a list that can't be read where it is out of the way, not lost. Throws a Failure when
-  /// there is none.
-  virtual void setDamagedAside() = 0;
+  /// Puts what can't be read, a list or all that keeps it, where it is out of the way, not lost.
+  /// Gives where that is, escaped. Throws a Failure when nothing is damaged.
+  virtual std::string setDamagedAside() = 0;
 
   /// Keeps other processes from updating for as long as the result lives.
   virtual std::shared_ptr<void> exclude() = 0;

@@ -4,6 +4,7 @@
 #include "Doctor.hpp"
 #include "Escape.hpp"
 #include "Records.hpp"
+#include "RelayAddress.hpp"
 
 namespace idlewyn::command {
 namespace {
@@ -78,10 +79,9 @@ class Visit {
   }
 
   void address(const std::string& text) {
-    const auto url = URL::parse(text);
-    if (!url) throw usageFailure("That is no address.");
-    const auto result = examineRelay(*url, std::nullopt, with_.relays);
-    add(escaped(url->withoutUserInfo().text()), result.checks);
+    const URL url = parseRelayAddress(text);
+    const auto result = examineRelay(url, std::nullopt, with_.relays);
+    add(escaped(url.withoutUserInfo().text()), result.checks);
     code_ = result.code;
   }
 

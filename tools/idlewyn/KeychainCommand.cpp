@@ -7,13 +7,44 @@
 #include "StorageRecords.hpp"
 
 namespace idlewyn::command {
+namespace {
+
+// What keeps every move from being made.
+void expectMovable(platform::KeychainPlace to) {
+  if (const auto trouble = keychainTrouble()) {
+    throw Failure(ExitCode::failure, "storage",
+                  "The keychain was not moved: " + trouble->message + " " + trouble->remedy);
+  }
+  const platform::KeychainLocation location = platform::where();
+  if (location.reason != platform::KeychainReason::environment || location.place == to) return;
+  throw Failure(ExitCode::failure, "storage",
+                "The keychain was not moved, because IDLEWYN_KEYCHAIN says " +
+                    std::string(rawValue(*location.place)) + ": unset it for this.");
+}
+
+Failure moveFailure(platform::KeychainStatus::Code status) {
+  std::string message = "The keychain was not moved: " + KeychainError(status).errorDescription();
+  // It is not the one in use, which could be told before.
+  if (status == platform::KeychainStatus::invalidKeychain) {
+    message += " Rename keychain.sqlite3 in " + escaped(platform::where().directory.native()) + ".";
+  }
+  return {ExitCode::failure, "storage",
+          message + " Nothing is lost; the same command goes on where it stopped."};
+}
+
+}  // namespace
 
 ExitCode runKeychainWhere(const Arguments&, Surroundings& with) {
   const platform::KeychainLocation location = platform::where();
   if (with.output.isJSON) {
     with.output.json(KeychainRecord(location));
   } else {
-    with.output.line(escaped(location.description));
+    const std::string description = escaped(location.description);
+    with.output.line(description);
+    if (const auto trouble = keychainTrouble()) {
+      if (trouble->message != description) with.output.line(trouble->message);
+      with.output.line(trouble->remedy);
+    }
   }
   return ExitCode::ok;
 }
@@ -22,12 +53,9 @@ ExitCode runKeychainMove(const Arguments& given, Surroundings& with) {
   const auto to = platform::fromRawValue<platform::KeychainPlace>(given.text("place"));
   // Nobody pairs meanwhile: the new connection could not be saved before the move has ended.
   const auto hold = with.connections().exclude();
+  expectMovable(*to);
   const platform::KeychainMove move = platform::moveKeychain(*to);
-  if (move.status != platform::KeychainStatus::success) {
-    throw Failure(ExitCode::failure, "storage",
-                  "The keychain was not moved: " + KeychainError(move.status).errorDescription() +
-                      " Nothing is lost; the same command goes on where it stopped.");
-  }
+  if (move.status != platform::KeychainStatus::success) throw moveFailure(move.status);
   if (with.output.isJSON) {
     with.output.json(KeychainRecord(platform::where()));
     return ExitCode::ok;

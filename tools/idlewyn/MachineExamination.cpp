@@ -1,28 +1,35 @@
 // SPDX-License-Identifier: MIT
+#include <filesystem>
+
 #include <IdlewynKit/platform/secrets/KeychainPlace.hpp>
 #include <IdlewynKit/storage/AppGroup.hpp>
 #include <IdlewynKit/storage/SnapshotStore.hpp>
 
 #include "Doctor.hpp"
 #include "Escape.hpp"
+#include "KeychainTrouble.hpp"
 #include "NotifierModule.hpp"
 #include "SessionReport.hpp"
 
 namespace idlewyn::command {
-
 namespace {
+
+namespace fs = std::filesystem;
+
+Check failed(const char* name, const KeychainTrouble& trouble) {
+  return {name, CheckState::failed, trouble.message, trouble.remedy};
+}
 
 Check examineKeychain() {
   const platform::KeychainLocation location = platform::where();
+  if (const auto trouble = keychainTrouble()) return failed("keychain", *trouble);
+  // Also where the Secret Service keeps the items: each change of them takes a lock in there.
+  if (const auto trouble = folderTrouble(location.directory.native())) {
+    return failed("keychain", *trouble);
+  }
   if (location.place == platform::KeychainPlace::memory) {
     return {"keychain", CheckState::warning, escaped(location.description),
             "Pairings end with the process; unset IDLEWYN_KEYCHAIN to keep them."};
-  }
-  const bool isUnknown = location.reason == platform::KeychainReason::unknownWord ||
-                         location.reason == platform::KeychainReason::unreadableRecord;
-  if (isUnknown) {
-    return {"keychain", CheckState::failed, escaped(location.description),
-            "Set IDLEWYN_KEYCHAIN to secret-service or file, or mend what it names."};
   }
   return {"keychain", CheckState::ok, escaped(location.description)};
 }
@@ -37,14 +44,24 @@ Check examinePairings(Surroundings& with) {
     return {"pairings", CheckState::warning, "No agent is paired.",
             "Pair one with the link that its relay shows: idlewyn pair - --agent claude."};
   } catch (const Failure& failure) {
+    const bool isKeyring = platform::where().place == platform::KeychainPlace::secretService;
     return {"pairings", CheckState::failed, failure.message,
-            "Nothing is changed while it can't be read. A locked keyring opens with the desktop's "
-            "session."};
+            isKeyring ? "Nothing is changed while it can't be read. A locked keyring opens with "
+                        "the desktop's session."
+                      : "Nothing is changed while it can't be read."};
   }
 }
 
-// Written and taken out again, under a key of its own.
+constexpr const char* nothingSeen = "It is empty: no session was ever seen.";
+
+// Written and taken out again, under a key of its own; but a look makes no store.
 Check examineSharedStore() {
+  const fs::path folder = platform::where().directory.parent_path() / "defaults";
+  std::error_code error;
+  if (!fs::exists(folder / (std::string(AppGroup::identifier) + ".sqlite3"), error)) {
+    if (const auto trouble = folderTrouble(folder.native())) return failed("snapshot", *trouble);
+    return {"snapshot", CheckState::ok, nothingSeen};
+  }
   auto suite = UserDefaults::suite(AppGroup::identifier);
   if (!suite) {
     return {"snapshot", CheckState::failed, "The shared store can't be opened.",
@@ -57,7 +74,7 @@ Check examineSharedStore() {
   }
   const SessionSnapshot last = SnapshotStore::shared().load();
   if (last == SessionSnapshot::empty()) {
-    return {"snapshot", CheckState::ok, "It is empty: no session was ever seen."};
+    return {"snapshot", CheckState::ok, nothingSeen};
   }
   return {"snapshot", CheckState::ok,
           std::to_string(last.sessions.size()) + " sessions were last seen " +

@@ -11,6 +11,7 @@
 #include "Escape.hpp"
 #include "Fingerprint.hpp"
 #include "Records.hpp"
+#include "RelayAddress.hpp"
 
 namespace idlewyn::command {
 namespace {
@@ -35,17 +36,14 @@ PairingLink parseAddress(const Arguments& given) {
   if (!given.has("--address")) {
     throw usageFailure("Give a pairing link, or --address and --code.");
   }
-  const auto url = URL::parse(given.text("--address"));
-  const std::string scheme = url ? url->lowercasedScheme() : std::string();
-  if ((scheme != "https" && scheme != "http") || url->host().value_or("").empty()) {
-    throw usageFailure("The address must be http or https with a host.");
-  }
+  const URL url = parseRelayAddress(given.text("--address"));
   std::optional<std::string> pin;
   if (given.has("--pin")) pin = parseFingerprint(given.text("--pin"));
-  if (pin && scheme == "http") throw usageFailure("Over http there is no certificate to pin.");
+  if (pin && url.lowercasedScheme() == "http")
+    throw usageFailure("Over http there is no certificate to pin.");
   const std::string code = given.text("--code");
   if (code.empty()) throw usageFailure("The pairing code is empty.");
-  return PairingLink(*url, code, std::move(pin));
+  return PairingLink(url, code, std::move(pin));
 }
 
 // After this, and only then, the code may be sent.
@@ -59,8 +57,10 @@ void establishTrust(PairingLink& link, const Arguments& given, Surroundings& wit
   auto terminal = with.output.isJSON ? std::nullopt : Terminal::open();
   if (!terminal) {
     throw usageFailure(
-        "There is no terminal to ask on whether the relay's certificate is the right one. Give "
-        "its fingerprint with --pin, or --accept-new to trust whatever comes first.");
+        (with.output.isJSON ? std::string("With --json nothing is asked")
+                            : std::string("There is no terminal to ask on")) +
+        ", so whether the relay's certificate is the right one must be told: give its fingerprint "
+        "with --pin, or --accept-new to trust whatever comes first.");
   }
   const std::string seen =
       CertificatePin::fingerprint(probeCertificate(link.serverURL, with.relays));

@@ -58,7 +58,10 @@ void verify(const Connection& connection, PinRecord& record, Errors& errors, Sur
 
 std::string askForFingerprint(const Connection& connection, Surroundings& with) {
   auto terminal = with.output.isJSON ? std::nullopt : Terminal::open();
-  if (!terminal) throw usageFailure("There is no terminal to ask on; give it with --pin.");
+  if (!terminal) {
+    throw usageFailure(with.output.isJSON ? "With --json nothing is asked; give it with --pin."
+                                          : "There is no terminal to ask on; give it with --pin.");
+  }
   const auto answer = terminal->ask(
       "The new fingerprint of " + placeOf(connection) + ", as the relay itself shows it:\n",
       with.relays);

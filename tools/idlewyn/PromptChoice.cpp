@@ -5,6 +5,7 @@
 
 #include "Escape.hpp"
 #include "Failure.hpp"
+#include "Table.hpp"
 
 namespace idlewyn::command {
 namespace {
@@ -70,10 +71,15 @@ PromptRecord choosePrompt(const std::vector<PromptRecord>& open, std::string_vie
       {});
 }
 
+std::string shownTitle(std::string_view title) {
+  constexpr std::size_t widest = 60;
+  return cutToWidth(escaped(title), widest);
+}
+
 std::vector<std::string> promptLines(const PromptRecord& prompt) {
   std::vector<std::string> lines;
   lines.push_back(escaped(prompt.id) + " · " + std::string(shortName(prompt.agent)) + " · " +
-                  escaped(prompt.sessionTitle));
+                  shownTitle(prompt.sessionTitle));
   lines.push_back("  " + escaped(prompt.toolName) + ": " + escaped(prompt.detail));
   if (prompt.alwaysRule) lines.push_back("  always adds the rule " + escaped(*prompt.alwaysRule));
   return lines;

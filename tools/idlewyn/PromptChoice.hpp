@@ -23,6 +23,10 @@ bool isSameQuestion(const PromptRecord& a, const PromptRecord& b);
 /// different content bear the id.
 PromptRecord choosePrompt(const std::vector<PromptRecord>& open, std::string_view asked);
 
+/// A session's title, escaped and cut: it only tells which session it is, and must not push away
+/// what is asked.
+std::string shownTitle(std::string_view title);
+
 /// What is asked, whole, a line each: id, agent and session; tool and detail; and the rule that
 /// `always` would add, where there is one.
 std::vector<std::string> promptLines(const PromptRecord& prompt);

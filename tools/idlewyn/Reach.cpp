@@ -43,7 +43,10 @@ asio::awaitable<void> reach(std::string host, std::string port, Reach& reach) {
     if (!error) reach.connected = endpoint.address().to_string();
   }
   attempt->timer.cancel();
-  if (error) reach.error = attempt->isLate ? "no answer in time" : error.message();
+  if (!error) co_return;
+  reach.error = attempt->isLate ? "no answer in time" : error.message();
+  reach.isLate = attempt->isLate || error == asio::error::timed_out;
+  reach.isRefused = !reach.isLate && error == asio::error::connection_refused;
 }
 
 }  // namespace

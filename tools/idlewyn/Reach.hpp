@@ -15,6 +15,10 @@ struct Reach {
   std::optional<std::string> connected;
   /// Of the step that failed, as the system says it.
   std::string error;
+  /// The machine answers, and nothing listens there.
+  bool isRefused = false;
+  /// Nobody answered in time.
+  bool isLate = false;
 };
 
 }  // namespace idlewyn::command

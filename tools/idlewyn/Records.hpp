@@ -47,8 +47,9 @@ struct AgentErrorRecord {
   std::string message;
   std::optional<std::string> expectedFingerprint;
   std::optional<std::string> seenFingerprint;
-  /// While watching: when it last answered, and when it is asked again, which may be never.
+  /// Of `sessions` and `watch`: when it last answered, as far as that is known.
   std::optional<Date> answeredAt;
+  /// While watching: when it is asked again, which may be never.
   std::optional<Date> nextTryAt;
 };
 

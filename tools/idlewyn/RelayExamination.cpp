@@ -3,6 +3,7 @@
 #include <ctime>
 
 #include <IdlewynKit/platform/net/URLError.hpp>
+#include <IdlewynKit/relay/RelayError.hpp>
 #include <IdlewynKit/security/PinningDelegate.hpp>
 
 #include "CertificateDates.hpp"
@@ -38,6 +39,53 @@ std::optional<URL> underScheme(const std::string& scheme, const URL& address, in
   return URL::parse(scheme + "://" + host + ":" + std::to_string(port) + "/");
 }
 
+std::string adviceFor(const Reach& reached) {
+  if (reached.isRefused) {
+    return "The machine is there, but nothing listens at this port: look whether the relay runs, "
+           "and at which port.";
+  }
+  if (reached.isLate) {
+    return "Nobody answers: look whether the machine is on, and whether a firewall or a VPN that "
+           "is off stands between.";
+  }
+  return "Look whether there is a way to that machine, and whether a firewall lets this port "
+         "through.";
+}
+
+constexpr int tooManyRequests = 429;
+
+// Of an answer that is none of a relay's.
+std::string adviceForStatus(std::int64_t status) {
+  switch (status) {
+    case tooManyRequests: return "Nothing is broken: wait a minute, then try again.";
+    case 404:
+      return "Something answers and does not know this path: look at the path of the address, and "
+             "at what a web server before the relay makes of it.";
+    case 502:
+    case 504:
+      return "A proxy answers and does not reach the relay behind it: look whether the relay runs, "
+             "and where the proxy looks for it.";
+    default: break;
+  }
+  if (status < 500) return "Something else may answer; look at host, port and path of the address.";
+  return "The relay, or a proxy before it, is up and says that it can't answer now: try again "
+         "later, and look at its log.";
+}
+
+std::string adviceFor(const URLError& error) {
+  switch (error.code) {
+    case platform::URLErrorCode::timedOut:
+      return "It takes connections and stays silent: look whether the relay hangs or has too much "
+             "to do.";
+    case platform::URLErrorCode::networkConnectionLost:
+      return "It takes the connection and ends it without an answer: look at the relay's log, and "
+             "at a proxy or firewall between.";
+    case platform::URLErrorCode::cannotConnectToHost:
+      return "A moment ago it took connections: look whether the relay ends or restarts.";
+    default: return "Look at the relay, and at what stands between.";
+  }
+}
+
 class Examination {
  public:
   Examination(const URL& address, const std::optional<Connection>& connection, Relays& relays)
@@ -57,6 +105,7 @@ class Examination {
   bool dates(const Certificate& certificate);
   bool pin(const std::string& seen);
   bool answer();
+  bool noAnswer(const std::exception_ptr& error);
   bool answerWithoutToken();
   bool noCertificate(const URLError& error);
   bool speaksPlainHTTP();
@@ -105,14 +154,16 @@ bool Examination::reach() {
   if (reached.addresses.empty()) {
     return fail("name", ExitCode::network,
                 escaped(host) + " has no address: " + escaped(reached.error) + ".",
-                "Look for a typing error; a name of a VPN or a home network is known only there.");
+                reached.isLate ? "No name server answers: look at this machine's network."
+                               : "Look for a typing error; a name of a VPN or a home network is "
+                                 "known only there.");
   }
   pass("name", escaped(host) + " is " + joined(reached.addresses) + ".");
   if (!reached.connected) {
     return fail("tcp", ExitCode::network,
                 "Nothing takes connections at port " + std::to_string(port_) + ": " +
                     escaped(reached.error) + ".",
-                "Look whether the relay runs, and whether a firewall lets this port through.");
+                adviceFor(reached));
   }
   return pass("tcp",
               *reached.connected + " takes connections at port " + std::to_string(port_) + ".");
@@ -132,8 +183,8 @@ bool Examination::certificate() {
 bool Examination::noCertificate(const URLError& error) {
   if (speaksPlainHTTP()) {
     return fail("tls", ExitCode::network, "This port speaks http without encryption.",
-                "Use the relay's port for https, or pair with an address that begins with "
-                "http:// if it has none.");
+                "Use the relay's port for https, or if it has none an address that begins with "
+                "http://.");
   }
   return fail("tls", ExitCode::network, escaped(error.reason),
               "The port takes connections, but TLS does not come about: something else may "
@@ -157,7 +208,8 @@ bool Examination::plain() {
   const auto url = underScheme("https", address_, port_);
   if (!url || !fingerprintIfSeen(*url, relays_)) return true;
   return fail("tls", ExitCode::network, "This port speaks TLS.",
-              "Pair again, with an address that begins with https://.");
+              connection_ ? "Pair again, with an address that begins with https://."
+                          : "Use an address that begins with https://.");
 }
 
 // A pinned certificate is accepted whatever its dates are; but what renews it changes the pin.
@@ -195,22 +247,42 @@ bool Examination::pin(const std::string& seen) {
 
 bool Examination::answer() {
   if (!connection_) return answerWithoutToken();
-  constexpr const char* other =
-      "Something else may answer at this address; look at its host, port and path.";
   try {
     relays_.remoteApprovals(*connection_);
-    pass("answer", "The relay answers.");
-    return pass("token", "It knows this machine's token.");
   } catch (const std::exception&) {
-    const Failure failure = describe(std::current_exception());
-    if (failure.code == ExitCode::interrupted) throw;
-    if (failure.code != ExitCode::unauthorized) {
-      return fail("answer", failure.code, failure.message, other);
-    }
-    pass("answer", "The relay answers.");
-    return fail("token", failure.code, failure.message,
-                "Its token was withdrawn or the relay was set up anew: pair again.");
+    return noAnswer(std::current_exception());
   }
+  pass("answer", "The relay answers.");
+  return pass("token", "It knows this machine's token.");
+}
+
+bool Examination::noAnswer(const std::exception_ptr& error) {
+  const Failure failure = describe(error);
+  const auto failed = [&](const std::string& message, std::string advice) {
+    return fail("answer", failure.code, message, std::move(advice));
+  };
+  try {
+    std::rethrow_exception(error);
+  } catch (const RelayError& relayError) {
+    switch (relayError.kind) {
+      case RelayError::Kind::unauthorized:
+        pass("answer", "The relay answers.");
+        return fail("token", failure.code, failure.message,
+                    "Its token was withdrawn or the relay was set up anew: pair again. A proxy "
+                    "that wants a password of its own looks the same.");
+      case RelayError::Kind::server:
+        return failed(failure.message, adviceForStatus(relayError.status));
+      case RelayError::Kind::tooManyAttempts:
+        return failed("It was asked too often (status 429).", adviceForStatus(tooManyRequests));
+      default: break;
+    }
+  } catch (const URLError& urlError) {
+    return failed(failure.message, adviceFor(urlError));
+  } catch (const std::exception&) {
+    if (failure.code == ExitCode::interrupted) throw;
+  }
+  return failed(failure.message,
+                "Something else may answer at this address; look at its host, port and path.");
 }
 
 // A relay refuses who has no token. The certificate that was seen is enough to ask that.
@@ -221,12 +293,14 @@ bool Examination::answerWithoutToken() {
   try {
     const int status = relays_.send(session, request).statusCode;
     if (status == 401 || status == 403) return pass("answer", "A relay answers; it can be paired.");
-    return fail("answer", ExitCode::serverStatus,
-                "What answers is no relay; its status is " + std::to_string(status) + ".",
-                "Look at host, port and path of the address.");
+    const bool isBusy = status == tooManyRequests || status >= 500;
+    return fail("answer",
+                status == tooManyRequests ? ExitCode::tooManyAttempts : ExitCode::serverStatus,
+                (isBusy ? "It answers with status " : "What answers is no relay; its status is ") +
+                    std::to_string(status) + ".",
+                adviceForStatus(status));
   } catch (const URLError& error) {
-    return fail("answer", ExitCode::network, escaped(error.reason),
-                "Look at the relay, and at what stands between.");
+    return fail("answer", ExitCode::network, escaped(error.reason), adviceFor(error));
   }
 }
 

@@ -69,8 +69,12 @@ auto Relays::explained(const Connection& connection, Call call) {
 
 Connection Relays::pair(AgentProvider provider, const URL& address, const std::string& code,
                         const std::optional<std::string>& pin) {
-  const Connection asked(provider, address, "", "", DateClock::now(), pin);
-  return explained(asked, [&] { return service_.pair(provider, address, code, pin); });
+  try {
+    return loop().run(service_.pair(provider, address, code, pin));
+  } catch (const RelayError& error) {
+    if (!pin || error != RelayError::certificateMismatch()) throw;
+    throw pairingMismatchFailure(provider, *pin, fingerprintIfSeen(address, *this));
+  }
 }
 
 SnapshotResult Relays::snapshot(const std::vector<Connection>& connections,

@@ -91,14 +91,18 @@ std::string promptReport(const SessionSnapshot& snapshot, const Style& style) {
 }
 
 std::string errorReport(const std::map<AgentProvider, std::exception_ptr>& errors,
-                        const Style& style) {
+                        const Style& style, const std::map<AgentProvider, Date>& answered) {
   std::string text;
   for (const auto& [provider, error] : errors) {
     const Failure failure = describe(error);
-    append(text,
-           toned(std::string(shortName(provider)) + ": " + failure.message, Tone::bad, style));
-    for (const std::string& line : failure.details)
-      append(text, line);
+    std::string line = std::string(shortName(provider)) + ": " + failure.message;
+    if (const auto last = answered.find(provider); last != answered.end()) {
+      line += " Last seen " + elapsedText((platform::DateClock::now() - last->second).count()) +
+              " ago.";
+    }
+    append(text, toned(line, Tone::bad, style));
+    for (const std::string& more : failure.details)
+      append(text, more);
   }
   return text;
 }
@@ -106,7 +110,7 @@ std::string errorReport(const std::map<AgentProvider, std::exception_ptr>& error
 std::string transitionLine(const SessionTransition& transition, const Style& style) {
   const AgentSession& session = transition.session;
   std::string line =
-      std::string(shortName(session.provider)) + " · " + escaped(session.title) + ": ";
+      std::string(shortName(session.provider)) + " · " + shownTitle(session.title) + ": ";
   if (transition.from) line += std::string(label(*transition.from)) + " → ";
   return line + toned(label(session.status), toneOf(session.status), style);
 }

@@ -20,9 +20,10 @@ std::string sessionTable(const SessionSnapshot& snapshot, Date now, const Style&
 /// The open prompts with all that is asked, and the answers that each takes. Empty for none.
 std::string promptReport(const SessionSnapshot& snapshot, const Style& style);
 
-/// A line for each agent that failed, and what else there is to say about it.
+/// A line for each agent that failed, with how long ago it `answered` where that is known, and
+/// what else there is to say about it.
 std::string errorReport(const std::map<AgentProvider, std::exception_ptr>& errors,
-                        const Style& style);
+                        const Style& style, const std::map<AgentProvider, Date>& answered = {});
 
 std::string transitionLine(const SessionTransition& transition, const Style& style);
 

@@ -14,6 +14,7 @@
 #include "Escape.hpp"
 #include "Failure.hpp"
 #include "FileDescriptor.hpp"
+#include "KeychainTrouble.hpp"
 
 namespace idlewyn::command {
 namespace {
@@ -28,8 +29,10 @@ Failure storageFailure(std::string message) {
 }
 
 Failure keychainFailure(const std::string& what, const KeychainError& error) {
-  return storageFailure(what + " the connections in the keychain: " + error.errorDescription() +
-                        " See idlewyn keychain where.");
+  const auto trouble = keychainTrouble();
+  return storageFailure(what + " the connections in the keychain: " +
+                        (trouble ? trouble->message + " " + trouble->remedy
+                                 : error.errorDescription() + " See idlewyn keychain where."));
 }
 
 Failure systemFailure(const std::string& what, const fs::path& path) {
@@ -57,6 +60,10 @@ std::vector<Connection> SharedConnections::load() const {
   std::optional<platform::Data> bytes;
   try {
     bytes = store_.keychain.data(account);
+    // Before its place was decided on the library doesn't look into it.
+    if (!bytes && platform::damagedKeychainFile()) {
+      throw KeychainError(platform::KeychainStatus::invalidKeychain);
+    }
   } catch (const KeychainError& error) {
     throw keychainFailure("Can't read", error);
   }
@@ -81,9 +88,12 @@ void SharedConnections::save(const std::vector<Connection>& connections) {
   }
 }
 
-void SharedConnections::setDamagedAside() {
+std::string SharedConnections::setDamagedAside() {
   const auto hold = exclude();
   try {
+    const platform::KeychainAside file = platform::setDamagedKeychainAside();
+    if (file.status != platform::KeychainStatus::success) throw KeychainError(file.status);
+    if (!file.path.empty()) return escaped(file.path.native());
     const auto bytes = store_.keychain.data(account);
     const bool isDamaged = bytes && !isList(*bytes);
     if (!isDamaged) throw storageFailure("The list of connections is not damaged.");
@@ -93,6 +103,7 @@ void SharedConnections::setDamagedAside() {
     }
     store_.keychain.set(*bytes, aside);
     store_.keychain.removeValue(account);
+    return aside + " in the keychain";
   } catch (const KeychainError& error) {
     throw keychainFailure("Can't set aside", error);
   }

@@ -22,9 +22,9 @@ class SharedConnections final : public ConnectionList {
 
   std::vector<Connection> load() const override;
   void save(const std::vector<Connection>& connections) override;
-  /// Under the first key of the same service that is free: "connections.damaged",
-  /// "connections.damaged-2" and so on.
-  void setDamagedAside() override;
+  /// A damaged file of the keychain is renamed; a damaged list goes under the first key of the
+  /// same service that is free: "connections.damaged", "connections.damaged-2" and so on.
+  std::string setDamagedAside() override;
   std::shared_ptr<void> exclude() override;
 
  protected:

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include <IdlewynKit/storage/SnapshotStore.hpp>
+#include <vector>
 
 #include "Commands.hpp"
 #include "Escape.hpp"
 #include "Records.hpp"
 #include "SessionReport.hpp"
+#include "SharedSnapshot.hpp"
+#include "Table.hpp"
 
 namespace idlewyn::command {
 namespace {
@@ -40,37 +42,72 @@ std::string markup(std::string_view text) {
   return result;
 }
 
-WaybarRecord waybarRecord(const SessionSnapshot& snapshot) {
-  const SnapshotLead lead(snapshot);
-  std::string tooltip = markup(lead.summary());
-  for (const AgentSession& session : snapshot.sorted()) {
-    tooltip += "\n" + std::string(label(session.status)) + "  " +
-               markup(escaped(session.projectName() + ": " + session.title));
+// A line for each agent whose sessions are older than the snapshot.
+std::vector<std::string> staleLines(const LastSeen& seen) {
+  std::vector<std::string> lines;
+  for (const auto& [agent, answered] : seen.answered) {
+    if ((seen.snapshot.updatedAt - answered).count() < 1) continue;
+    const double age = (DateClock::now() - answered).count();
+    lines.push_back(std::string(shortName(agent)) + ": last seen " + elapsedText(age) + " ago.");
+  }
+  return lines;
+}
+
+// Bars show it beside the pointer, where nobody can scroll.
+std::string tooltipOf(std::vector<std::string> lines) {
+  constexpr std::size_t mostLines = 20, mostColumns = 80;
+  if (lines.size() > mostLines) {
+    const std::size_t left = lines.size() - mostLines + 1;
+    lines.resize(mostLines - 1);
+    lines.push_back("… " + std::to_string(left) + " more");
+  }
+  std::string tooltip;
+  for (const std::string& line : lines)
+    tooltip += (tooltip.empty() ? "" : "\n") + markup(cutToWidth(line, mostColumns));
+  return tooltip;
+}
+
+WaybarRecord waybarRecord(const LastSeen& seen) {
+  constexpr std::size_t widestProject = 30;
+  const SnapshotLead lead(seen.snapshot);
+  std::vector<std::string> lines{lead.summary()};
+  for (std::string& line : staleLines(seen))
+    lines.push_back(std::move(line));
+  for (const AgentSession& session : seen.snapshot.sorted()) {
+    lines.push_back(std::string(label(session.status)) + "  " +
+                    cutToWidth(escaped(session.projectName()), widestProject) + ": " +
+                    escaped(session.title));
   }
   return WaybarRecord(lead.isEmpty ? "" : markup(std::to_string(lead.count) + " " + lead.label),
-                      tooltip, lead.isEmpty ? "none" : std::string(rawValue(lead.status)));
+                      tooltipOf(std::move(lines)),
+                      lead.isEmpty ? "none" : std::string(rawValue(lead.status)));
+}
+
+void reportAge(Output& output, const LastSeen& seen) {
+  if (seen.snapshot.updatedAt == platform::distantPast) return;
+  const double age = (DateClock::now() - seen.snapshot.updatedAt).count();
+  std::string text = "As of " + elapsedText(age) + " ago.";
+  for (const std::string& line : staleLines(seen))
+    text += "\n" + line;
+  output.line(toned(text, Tone::faint, output.style));
 }
 
 }  // namespace
 
 // Neither the network nor the keychain: this runs every few seconds in status bars.
 ExitCode runStatus(const Arguments& given, Surroundings& with) {
-  SessionSnapshot snapshot = SnapshotStore::shared().load();
-  if (const auto agent = given.agent()) snapshot.sessions = snapshot.sessionsFor(*agent);
+  const LastSeen seen = lastSeen(given.agent());
+  const SessionSnapshot& snapshot = seen.snapshot;
   const std::string format = given.text("--format");
   if (format == "waybar") {
-    with.output.json(waybarRecord(snapshot));
+    with.output.json(waybarRecord(seen));
   } else if (with.output.isJSON) {
     with.output.json(SessionsRecord(snapshot, {}, std::nullopt));
   } else if (format == "line") {
     with.output.line(escaped(SnapshotLead(snapshot).summary()));
   } else {
     reportSnapshot(with.output, snapshot, "", DateClock::now());
-    if (snapshot.updatedAt != platform::distantPast) {
-      const double age = (DateClock::now() - snapshot.updatedAt).count();
-      with.output.line(
-          toned("As of " + elapsedText(age) + " ago.", Tone::faint, with.output.style));
-    }
+    reportAge(with.output, seen);
   }
   return ExitCode::ok;
 }

@@ -8,6 +8,7 @@
 #include <IdlewynKit/platform/secrets/KeychainPlace.hpp>
 #include <IdlewynKit/push/PushTokenRegistration.hpp>
 
+#include "KeychainTrouble.hpp"
 #include "Records.hpp"
 
 /// What `--json` writes about what is kept on this machine. Nothing here can hold a secret.
@@ -55,19 +56,28 @@ struct KeychainRecord {
   explicit KeychainRecord(const platform::KeychainLocation& location)
       : place(location.place),
         directory(location.directory.native()),
-        description(location.description) {}
+        description(location.description) {
+    if (const auto trouble = keychainTrouble()) {
+      problem = trouble->message;
+      remedy = trouble->remedy;
+    }
+  }
   explicit KeychainRecord(DecodingKey) {}
 
   static constexpr auto fields() {
     using R = KeychainRecord;
     return std::tuple{field("place", &R::place), field("directory", &R::directory),
-                      field("description", &R::description)};
+                      field("description", &R::description), field("problem", &R::problem),
+                      field("remedy", &R::remedy)};
   }
 
   /// Absent when nothing was ever written, and where it can't be told.
   std::optional<platform::KeychainPlace> place;
   std::string directory;
   std::string description;
+  /// Why pairings can't be read there, and what helps.
+  std::optional<std::string> problem;
+  std::optional<std::string> remedy;
 };
 
 }  // namespace idlewyn::command

@@ -13,6 +13,7 @@ constexpr std::size_t gap = 2;
 constexpr std::size_t widestPadded = 60;
 constexpr std::size_t narrowestCut = 8;
 constexpr std::size_t comfortableLast = 20;
+constexpr std::size_t mostMarks = 8;
 
 // Of a row, with the gaps behind columns that are shown.
 std::size_t total(const std::vector<std::size_t>& widths) noexcept {
@@ -24,16 +25,19 @@ std::size_t total(const std::vector<std::size_t>& widths) noexcept {
 
 }  // namespace
 
+// Marks fill no column, but no language puts more than a few on one character.
 std::string cutToWidth(std::string_view text, std::size_t columns) {
-  if (displayWidth(text) <= columns) return std::string(text);
-  std::size_t kept = 0;
-  for (std::size_t width = 0; kept < text.size();) {
-    const CodePoint next = firstCodePoint(text.substr(kept));
-    width += displayWidth(text.substr(kept, next.length));
-    if (width + 1 > columns) break;
-    kept += next.length;
+  std::size_t kept = 0, width = 0, marks = 0;
+  for (std::size_t end = 0; end < text.size();) {
+    const CodePoint next = firstCodePoint(text.substr(end));
+    const std::size_t wide = displayWidth(text.substr(end, next.length));
+    marks = wide == 0 ? marks + 1 : 0;
+    width += wide;
+    if (width > columns || marks > mostMarks) return std::string(text.substr(0, kept)) + "…";
+    end += next.length;
+    if (width < columns) kept = end;
   }
-  return std::string(text.substr(0, kept)) + "…";
+  return std::string(text);
 }
 
 Table::Table(std::vector<std::string> headings, Narrowing narrowing)

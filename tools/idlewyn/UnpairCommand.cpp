@@ -25,8 +25,8 @@ bool tellRelay(const Connection& connection, Surroundings& with) {
 
 ExitCode runUnpair(const Arguments& given, Surroundings& with) {
   if (given.has("--damaged")) {
-    with.connections().setDamagedAside();
-    with.output.line("The damaged list was set aside; no agent is paired now.");
+    const std::string aside = with.connections().setDamagedAside();
+    with.output.line("What was damaged is set aside as " + aside + "; no agent is paired now.");
     return ExitCode::ok;
   }
   const bool forget = given.has("--forget");

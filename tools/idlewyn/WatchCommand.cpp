@@ -4,6 +4,7 @@
 #include <random>
 #include <utility>
 
+#include <poll.h>
 #include <unistd.h>
 
 #include "Commands.hpp"
@@ -29,13 +30,19 @@ std::function<double()> chance() {
   };
 }
 
+// Of a pipe: a round that writes nothing would not notice.
+bool isReaderGone() {
+  pollfd output{STDOUT_FILENO, 0, 0};
+  return poll(&output, 1, 0) > 0 && (output.revents & POLLERR) != 0;
+}
+
 class Watch {
  public:
   Watch(const Arguments& given, Surroundings& with)
       : with_(with),
         agent_(given.agent()),
         rounds_(static_cast<std::uint64_t>(given.number("--count", 0))),
-        watcher_(Watcher::Seconds(given.number("--interval", 5)), chance()),
+        watcher_(Watcher::Seconds(given.number("--interval", 5)), chance(), lastSeen(agent_)),
         tellsDesktop_(given.has("--notify")) {}
 
   ExitCode run();
@@ -46,7 +53,9 @@ class Watch {
   void noteNews();
   void say(std::string line);
   void sendAnswers();
+  void readConnections();
   std::vector<SessionTransition> ask();
+  void reportText(const std::vector<SessionTransition>& transitions);
   void report(const std::vector<SessionTransition>& transitions);
   void redraw();
   void sleep();
@@ -60,6 +69,10 @@ class Watch {
   std::optional<Screen> screen_;
   std::optional<PromptNotices> notices_;
   bool isMissingTold_ = false;
+  /// Readings of the connections that failed in a row, and when to read again.
+  int unread_ = 0;
+  Clock::time_point readingDue_;
+  std::optional<std::string> written_;
   std::vector<NoticeAnswer> pressed_;
   std::vector<WatchAnswerRecord> answered_;
   std::deque<std::string> news_;
@@ -118,17 +131,39 @@ void Watch::sendAnswers() {
   }
 }
 
+// Again and again: another terminal may pair meanwhile. A keyring may be locked or restarted
+// meanwhile, too; then those who are followed stay so.
+void Watch::readConnections() {
+  const auto now = Clock::now();
+  if (now < readingDue_) return;
+  try {
+    watcher_.follow(with_.connections().paired(agent_));
+    if (std::exchange(unread_, 0) > 0) say("The connections can be read again.");
+  } catch (const Failure& failure) {
+    if (failure.kind != "storage" || watcher_.agents().empty()) throw;
+    if (++unread_ == 1) say(failure.message + " Watching goes on with those known so far.");
+    readingDue_ = now + std::chrono::duration_cast<Clock::duration>(watcher_.waitAfter(unread_));
+  }
+}
+
 std::vector<SessionTransition> Watch::ask() {
-  // Read anew each time: another terminal may pair meanwhile.
-  const auto watched = with_.connections().paired(agent_);
-  watcher_.follow(watched);
+  readConnections();
   const auto now = Clock::now();
   const auto due = watcher_.due(now);
   if (due.empty()) return {};
-  auto transitions =
-      watcher_.take(with_.relays.snapshot(due, watcher_.snapshot()), now, Clock::now());
-  shareSnapshot(watcher_.snapshot(), agent_);
+  SnapshotResult result = with_.relays.snapshot(due, watcher_.snapshot());
+  const bool isAnswered = result.errors.size() < due.size();
+  auto transitions = watcher_.take(std::move(result), now, Clock::now());
+  if (isAnswered) shareLastSeen(watcher_.lastSeen(), agent_);
   return transitions;
+}
+
+// What goes on and on, into a file or a journal say, is written when it has changed.
+void Watch::reportText(const std::vector<SessionTransition>& transitions) {
+  std::string content = watchContent(watcher_);
+  if (transitions.empty() && content == written_) return;
+  reportRound(with_.output, watcher_, transitions, Clock::now());
+  written_ = std::move(content);
 }
 
 void Watch::report(const std::vector<SessionTransition>& transitions) {
@@ -141,7 +176,7 @@ void Watch::report(const std::vector<SessionTransition>& transitions) {
     auto answers = tellsDesktop_ ? std::optional(std::exchange(answered_, {})) : std::nullopt;
     return reportRoundJSON(with_.output, watcher_, transitions, std::move(answers), now);
   }
-  if (!screen_) return reportRound(with_.output, watcher_, transitions, now);
+  if (!screen_) return reportText(transitions);
   for (const SessionTransition& transition : transitions)
     say(transitionLine(transition, with_.output.style));
   redraw();
@@ -172,7 +207,7 @@ ExitCode Watch::run() {
   startNotices();
   for (std::uint64_t round = 1;; ++round) {
     report(ask());
-    if (!with_.output.finish()) return ExitCode::failure;
+    if (!with_.output.finish() || isReaderGone()) return ExitCode::failure;
     if (round == rounds_ || !watcher_.next()) break;
     sleep();
   }

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "WatchReport.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <ctime>
+#include <tuple>
 
 #include "SessionReport.hpp"
 
@@ -15,7 +17,7 @@ using Seconds = Watcher::Seconds;
 std::string outlook(const Watcher::Agent& agent, Watcher::Time now) {
   std::string text =
       agent.answered
-          ? " Last answer " + elapsedText(Seconds(now - *agent.answered).count()) + " ago"
+          ? " Last answer " + elapsedText((DateClock::now() - *agent.answered).count()) + " ago"
           : " No answer so far";
   if (agent.isRefused) return text + "; not asked again until it is paired anew.";
   const double wait = std::max(std::ceil(Seconds(agent.due - now).count()), 0.0);
@@ -67,7 +69,7 @@ std::vector<AgentErrorRecord> watchErrorRecords(const Watcher& watcher, Watcher:
   for (const auto& [provider, agent] : watcher.agents()) {
     if (!agent.error) continue;
     AgentErrorRecord& record = records.emplace_back(provider, describe(agent.error));
-    if (agent.answered) record.answeredAt = dateOf(*agent.answered, now);
+    record.answeredAt = agent.answered;
     if (!agent.isRefused) record.nextTryAt = dateOf(agent.due, now);
   }
   return records;
@@ -82,6 +84,19 @@ void reportRoundJSON(Output& output, const Watcher& watcher,
   SessionsRecord record(watcher.snapshot(), watchErrorRecords(watcher, now), std::move(records));
   record.answers = std::move(answers);
   output.json(record);
+}
+
+std::string watchContent(const Watcher& watcher) {
+  SessionSnapshot still = watcher.snapshot();
+  const Date always = platform::distantPast;  // to which everything is yet to come: 0:00
+  for (AgentSession& session : still.sessions)
+    session.updatedAt = always;
+  std::ranges::sort(still.sessions, {}, [](const AgentSession& session) {
+    return std::tie(session.provider, session.id);
+  });
+  const Style style;
+  return sessionTable(still, always, style) + promptReport(still, style) +
+         errorReport(watcher.errors(), style);
 }
 
 void reportRound(Output& output, const Watcher& watcher,

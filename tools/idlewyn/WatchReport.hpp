@@ -20,6 +20,10 @@ std::string watchErrors(const Watcher& watcher, Watcher::Time now, bool details,
 /// The same for programs.
 std::vector<AgentErrorRecord> watchErrorRecords(const Watcher& watcher, Watcher::Time now);
 
+/// What a round of text says, without what changes by itself: times, and the order that comes
+/// from them.
+std::string watchContent(const Watcher& watcher);
+
 /// One round of text that goes on and on.
 void reportRound(Output& output, const Watcher& watcher,
                  const std::vector<SessionTransition>& transitions, Watcher::Time now);

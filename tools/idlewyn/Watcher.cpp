@@ -19,20 +19,27 @@ void forget(AgentProvider provider, SessionSnapshot& snapshot) {
 
 }  // namespace
 
-Watcher::Watcher(Seconds interval, std::function<double()> random)
-    : interval_(interval), random_(std::move(random)), snapshot_(SessionSnapshot::empty()) {}
+Watcher::Watcher(Seconds interval, std::function<double()> random, LastSeen before)
+    : interval_(interval),
+      random_(std::move(random)),
+      snapshot_(std::move(before.snapshot)),
+      answeredBefore_(std::move(before.answered)) {}
 
 void Watcher::follow(const std::vector<Connection>& connections) {
   std::map<AgentProvider, Agent> followed;
   for (const Connection& connection : connections) {
     const auto known = agents_.find(connection.provider);
-    const bool isSame = known != agents_.end() && known->second.connection == connection;
-    followed.emplace(connection.provider, isSame ? known->second : Agent(connection));
-    if (!isSame) forget(connection.provider, snapshot_);
+    const bool isKnown = known != agents_.end();
+    const bool isSame = isKnown && known->second.connection == connection;
+    Agent agent = isSame ? known->second : Agent(connection);
+    const auto before = answeredBefore_.find(connection.provider);
+    if (before != answeredBefore_.end()) agent.answered = before->second;
+    followed.emplace(connection.provider, std::move(agent));
+    if (isKnown && !isSame) forget(connection.provider, snapshot_);
   }
-  for (const auto& [provider, agent] : agents_) {
-    if (!followed.contains(provider)) forget(provider, snapshot_);
-  }
+  answeredBefore_.clear();
+  std::erase_if(snapshot_.sessions,
+                [&](const AgentSession& session) { return !followed.contains(session.provider); });
   agents_ = std::move(followed);
 }
 
@@ -46,17 +53,26 @@ std::vector<Connection> Watcher::due(Time now) const {
 
 std::vector<SessionTransition> Watcher::take(SnapshotResult result, Time now, Time then) {
   const auto asked = due(now);
+  const Date taken = result.snapshot.updatedAt;
+  const bool isAnswered = result.errors.size() < asked.size();
+  if (!isAnswered) result.snapshot.updatedAt = snapshot_.updatedAt;
   for (const AgentSession& session : snapshot_.sessions) {
     if (std::ranges::find(asked, session.provider, &Connection::provider) == asked.end()) {
       result.snapshot.sessions.push_back(session);
     }
   }
-  for (const Connection& connection : asked) {
-    const auto error = result.errors.find(connection.provider);
-    note(agents_.at(connection.provider), error == result.errors.end() ? nullptr : error->second,
-         then);
-  }
   auto transitions = SessionTransition::detect(snapshot_, result.snapshot);
+  std::erase_if(transitions, [&](const SessionTransition& transition) {
+    return !agents_.at(transition.session.provider).hasAnsweredHere;
+  });
+  for (const Connection& connection : asked) {
+    Agent& agent = agents_.at(connection.provider);
+    const auto error = result.errors.find(connection.provider);
+    note(agent, error == result.errors.end() ? nullptr : error->second, then);
+    if (agent.error) continue;
+    agent.answered = taken;
+    agent.hasAnsweredHere = true;
+  }
   snapshot_ = std::move(result.snapshot);
   return transitions;
 }
@@ -65,7 +81,6 @@ void Watcher::note(Agent& agent, std::exception_ptr error, Time then) {
   agent.error = std::move(error);
   agent.failures = agent.error ? agent.failures + 1 : 0;
   agent.isRefused = agent.error && describe(agent.error).code == ExitCode::unauthorized;
-  if (!agent.error) agent.answered = then;
   agent.due = then + std::chrono::duration_cast<Time::duration>(waitAfter(agent.failures));
 }
 
@@ -76,6 +91,14 @@ Watcher::Seconds Watcher::waitAfter(int failures) const {
   const Seconds longest = std::max(interval_, longestWait);
   const Seconds doubled = interval_ * std::exp2(std::min(failures, 60));
   return std::max(interval_, std::min(longest, doubled) * (0.5 + random_() / 2));
+}
+
+LastSeen Watcher::lastSeen() const {
+  LastSeen seen{snapshot_, {}};
+  for (const auto& [provider, agent] : agents_) {
+    if (agent.answered) seen.answered.emplace(provider, *agent.answered);
+  }
+  return seen;
 }
 
 std::map<AgentProvider, std::exception_ptr> Watcher::errors() const {

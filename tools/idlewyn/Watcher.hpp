@@ -10,12 +10,15 @@
 #include <IdlewynKit/model/SessionTransition.hpp>
 #include <IdlewynKit/relay/LiveSessionService.hpp>
 
+#include "SharedSnapshot.hpp"
+
 namespace idlewyn::command {
 
 /// What watching knows of each agent, and whom to ask when. It does no asking itself.
 ///
-///     watcher.follow(connections, now);
-///     auto transitions = watcher.take(relays.snapshot(watcher.due(now), watcher.snapshot()), now);
+///     watcher.follow(connections);
+///     auto transitions =
+///         watcher.take(relays.snapshot(watcher.due(now), watcher.snapshot()), now, then);
 class Watcher {
  public:
   using Time = std::chrono::steady_clock::time_point;
@@ -33,20 +36,26 @@ class Watcher {
     bool isRefused = false;
     /// Of the last try.
     std::exception_ptr error;
-    std::optional<Time> answered;
+    /// When it last answered, perhaps before this watching began.
+    std::optional<Date> answered;
+    bool hasAnsweredHere = false;
   };
 
-  /// `random` gives a number from 0 to 1 for each wait after a failure.
-  Watcher(Seconds interval, std::function<double()> random);
+  /// `random` gives a number from 0 to 1 for each wait after a failure. What was seen before
+  /// stands for each agent until it answers.
+  Watcher(Seconds interval, std::function<double()> random, LastSeen before = {});
 
   /// The agents that are paired now. One that is paired anew begins anew.
   void follow(const std::vector<Connection>& connections);
   std::vector<Connection> due(Time now) const;
-  /// What asking the agents due at `now` gave, known at `then`.
+  /// What asking the agents due at `now` gave, known at `then`. The first answer of an agent
+  /// gives no transitions: what it is compared with may be days old.
   std::vector<SessionTransition> take(SnapshotResult result, Time now, Time then);
 
   /// The last known sessions of all agents.
   const SessionSnapshot& snapshot() const noexcept { return snapshot_; }
+  /// The same, with the times of their answers.
+  LastSeen lastSeen() const;
   const std::map<AgentProvider, Agent>& agents() const noexcept { return agents_; }
   /// Of those whose last try failed.
   std::map<AgentProvider, std::exception_ptr> errors() const;
@@ -56,14 +65,18 @@ class Watcher {
   /// Makes an agent due at once, unless it refuses.
   void hasten(AgentProvider provider, Time now);
 
+  /// How long to wait after so many failures in a row.
+  Seconds waitAfter(int failures) const;
+
  private:
   void note(Agent& agent, std::exception_ptr error, Time then);
-  Seconds waitAfter(int failures) const;
 
   const Seconds interval_;
   const std::function<double()> random_;
   std::map<AgentProvider, Agent> agents_;
   SessionSnapshot snapshot_;
+  /// From before, until the agents are known.
+  std::map<AgentProvider, Date> answeredBefore_;
 };
 
 }  // namespace idlewyn::command

@@ -84,6 +84,25 @@ struct KeychainMove {
 /// only the emptying fails the status is that failure, and the new place is in use already.
 IDLEWYNKIT_EXPORT KeychainMove moveKeychain(KeychainPlace to);
 
+/// The keychain's file when it is damaged, and is in use or would be by the first write. Reads it,
+/// which may take as long as a verb.
+IDLEWYNKIT_EXPORT std::optional<std::filesystem::path> damagedKeychainFile();
+
+/// What became of a damaged file.
+struct KeychainAside {
+  KeychainAside() = default;
+
+  /// `success` also when nothing was damaged.
+  KeychainStatus::Code status = KeychainStatus::success;
+  /// Its new path; empty when it was not set aside.
+  std::filesystem::path path;
+};
+
+/// Renames that file, with its log, to "NAME.damaged-TIME", as the first verb that writes would.
+/// Nothing is deleted. A file that is whole, locked, of a later release or open to other users
+/// stays where it is.
+IDLEWYNKIT_EXPORT KeychainAside setDamagedKeychainAside();
+
 }  // namespace idlewyn::platform
 
 template <>

@@ -34,6 +34,13 @@ class RealPlaces final : public KeychainPlaces {
   const std::filesystem::path directory_;
 };
 
+// Whether items are, or would first be, in a file.
+bool usesFile(const KeychainSettings& settings) {
+  if (settings.directory.empty()) return false;
+  const KeychainLocation location = whereIn(settings);
+  return location.place == KeychainPlace::file || location.reason == KeychainReason::undecided;
+}
+
 std::string named(KeychainPlace place, const std::filesystem::path& directory) {
   switch (place) {
     case KeychainPlace::secretService: return "in the Secret Service of the desktop session";
@@ -66,7 +73,8 @@ KeychainLocation whereIn(const KeychainSettings& settings) {
               "Items are kept " + named(*place, directory) + ", because IDLEWYN_KEYCHAIN says so."};
     }
     return {std::nullopt, KeychainReason::unknownWord, directory,
-            "IDLEWYN_KEYCHAIN is neither secret-service nor file nor memory: no keychain is used."};
+            "IDLEWYN_KEYCHAIN is \"" + *settings.word +
+                "\", which is neither secret-service nor file nor memory: no keychain is used."};
   }
   const auto reading = KeychainRecordFile(directory).read();
   if (!reading.isReadable) {
@@ -82,6 +90,27 @@ KeychainLocation whereIn(const KeychainSettings& settings) {
           "Items are kept " + named(reading.record->place, directory) +
               ", as it was decided on and recorded."};
 }
+
+std::optional<std::filesystem::path> damagedFileOf(const KeychainSettings& settings) {
+  return usesFile(settings) ? damagedFileIn(settings.directory) : std::nullopt;
+}
+
+KeychainAside setDamagedAsideOf(const KeychainSettings& settings) {
+  KeychainAside aside;
+  if (!usesFile(settings)) return aside;
+  const KeychainLock lock(settings.directory, KeychainLock::Kind::shared);
+  if (lock.state() == KeychainLock::State::busy) {
+    aside.status = KeychainStatus::notAvailable;
+    return aside;
+  }
+  return usesFile(settings) ? setDamagedFileAside(settings.directory) : aside;
+}
+
+std::optional<std::filesystem::path> damagedKeychainFile() {
+  return damagedFileOf(KeychainSettings::ofProcess());
+}
+
+KeychainAside setDamagedKeychainAside() { return setDamagedAsideOf(KeychainSettings::ofProcess()); }
 
 KeychainLocation where() { return whereIn(KeychainSettings::ofProcess()); }
 

@@ -67,10 +67,13 @@ KeychainItem itemIn(const Query& row) {
   return {row.bytes(0), row.bytes(1), row.bytes(2), std::move(attributes), row.integer(4)};
 }
 
+DatabaseFile& fileIn(const std::filesystem::path& directory) {
+  return DatabaseFile::at(directory / "keychain.sqlite3", format);
+}
+
 class FileItems : public SecretItems {
  public:
-  explicit FileItems(const std::filesystem::path& directory)
-      : file_(DatabaseFile::at(directory / "keychain.sqlite3", format)) {}
+  explicit FileItems(const std::filesystem::path& directory) : file_(fileIn(directory)) {}
 
   KeychainMatch read(const ItemAddress& address) override {
     KeychainMatch match;
@@ -145,6 +148,21 @@ class FileItems : public SecretItems {
 
 std::shared_ptr<SecretItems> makeFileItems(const std::filesystem::path& directory) {
   return std::make_shared<FileItems>(directory);
+}
+
+std::optional<std::filesystem::path> damagedFileIn(const std::filesystem::path& directory) {
+  const Outcome outcome = fileIn(directory).read([](Session&) { return Outcome::done; });
+  if (outcome != Outcome::damaged) return std::nullopt;
+  return directory / "keychain.sqlite3";
+}
+
+KeychainAside setDamagedFileAside(const std::filesystem::path& directory) {
+  std::string target;
+  const Outcome outcome = fileIn(directory).setDamagedAside(target);
+  KeychainAside aside;
+  if (outcome != Outcome::done && outcome != Outcome::absent) aside.status = statusOf(outcome);
+  if (outcome == Outcome::done && !target.empty()) aside.path = target;
+  return aside;
 }
 
 std::unique_ptr<ListedKeychain> makeFileKeychain(const std::filesystem::path& directory,

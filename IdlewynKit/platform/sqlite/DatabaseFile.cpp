@@ -150,7 +150,8 @@ Outcome DatabaseFile::writeNow(Missing missing, Operation operation) {
   for (int attempt = 0; attempt < attempts; ++attempt) {
     Outcome outcome = writeOnce(missing, operation);
     if (outcome == Outcome::damaged) {
-      outcome = setAside(operation);
+      std::string target;
+      outcome = setAside(operation, target);
       if (outcome == Outcome::absent) continue;
     }
     // Written into a file that nobody can find any more: once more, into the one that they do.
@@ -170,14 +171,26 @@ Outcome DatabaseFile::writeOnce(Missing missing, Operation operation) {
 }
 
 // `absent` when there is no such file any more, else what became of the operation after all.
-Outcome DatabaseFile::setAside(Operation operation) {
+Outcome DatabaseFile::setAside(Operation operation, std::string& target) {
   const SideLock lock(path_ + ".lock");
   if (lock.outcome() != Outcome::done) return lock.outcome();
   // By now another process may have set it aside and made a new one.
   const Outcome again = writeOnce(Missing::leave, operation);
   if (again != Outcome::damaged) return again;
-  const Outcome moved = moveDatabaseAside(path_);
+  const Outcome moved = moveDatabaseAside(path_, target);
   return moved == Outcome::done ? Outcome::absent : moved;
+}
+
+Outcome DatabaseFile::setDamagedAside(std::string& target) {
+  // Opening a file looks at all of it.
+  const auto look = [](Session&) { return Outcome::done; };
+  const Operation operation{&look, &call<decltype(look)>};
+  return patiently([&] {
+    const Outcome outcome = readNow(operation);
+    if (outcome != Outcome::damaged) return outcome;
+    const Outcome aside = setAside(operation, target);
+    return aside == Outcome::absent ? Outcome::done : aside;
+  });
 }
 
 Outcome DatabaseFile::perform(Operation operation) {
@@ -277,7 +290,8 @@ Outcome DatabaseFile::make() {
   if (lock.outcome() != Outcome::done) return lock.outcome();
   if (exists(path_)) return Outcome::done;
   // The log of a file that was removed would be taken for that of the new one.
-  if (const Outcome moved = moveDatabaseAside(path_); moved != Outcome::done) return moved;
+  std::string target;
+  if (const Outcome moved = moveDatabaseAside(path_, target); moved != Outcome::done) return moved;
 
   const std::string directory = realPath(directory_);
   if (directory.empty()) return Outcome::unopenable;

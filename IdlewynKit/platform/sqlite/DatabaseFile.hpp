@@ -91,6 +91,9 @@ class DatabaseFile {
   Outcome write(Missing missing, const Use& use) {
     return writeWith(missing, {&use, &call<Use>});
   }
+  /// Does to a damaged file what a write would, but makes no other; `target` becomes its new path.
+  /// A file that is not damaged stays, and `target` as it was. `absent` when there is none.
+  Outcome setDamagedAside(std::string& target);
 
   DatabaseFile(const DatabaseFile&) = delete;
   DatabaseFile& operator=(const DatabaseFile&) = delete;
@@ -123,7 +126,7 @@ class DatabaseFile {
   Outcome writeNow(Missing missing, Operation operation);
   Outcome writeOnce(Missing missing, Operation operation);
   Outcome perform(Operation operation);
-  Outcome setAside(Operation operation);
+  Outcome setAside(Operation operation, std::string& target);
 
   Outcome open();
   Outcome openOnce();

@@ -115,9 +115,9 @@ Outcome synchronize(const std::string& path) noexcept {
   return outcome;
 }
 
-Outcome moveDatabaseAside(const std::string& path) {
+Outcome moveDatabaseAside(const std::string& path, std::string& target) {
   const std::string stamped = path + ".damaged-" + timeStamp();
-  std::string target = stamped;
+  target = stamped;
   for (int i = 2; !isFree(target); ++i)
     target = stamped + "-" + std::to_string(i);
   for (const std::string_view ending : endings) {

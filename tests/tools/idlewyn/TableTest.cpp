@@ -45,6 +45,11 @@ TEST(Table, CutsOnlyTheLastColumnAndOnlyOnATerminal) {
   EXPECT_EQ(cutToWidth("日本語", 5), "日本…");
   EXPECT_EQ(cutToWidth("日本語", 4), "日…");
   EXPECT_EQ(cutToWidth("日本語", 6), "日本語");
+  EXPECT_EQ(cutToWidth("e\xcc\x81xy", 2), "e\xcc\x81…") << "a mark stays with its letter";
+  std::string marked = "e";
+  for (int i = 0; i < 1000; ++i)
+    marked += "\xcc\x81";
+  EXPECT_LT(cutToWidth(marked, 5).size(), 30u) << "one column, yet 2 kB";
 }
 
 TEST(Table, GivesWayUntilARowFits) {

@@ -99,6 +99,31 @@ TEST_F(WatcherTest, KeepsTheSessionsOfWhoWasNotAskedOrFailed) {
   EXPECT_EQ(watcher.errors().size(), 1u) << "not asked is not answered";
 }
 
+TEST_F(WatcherTest, BeginsWithWhatWasSeenBeforeOfWhoIsPaired) {
+  const Date then = platform::dateFromReferenceSeconds(1000);
+  const LastSeen before{
+      SessionSnapshot(
+          {session(claude, SessionStatus::working), session(codex, SessionStatus::working)}, then),
+      {{claude, then}, {codex, then}}};
+  Watcher later(
+      Seconds(5), [] { return 1.0; }, before);
+  later.follow({paired(claude)});
+  EXPECT_EQ(later.snapshot().sessions.size(), 1u) << "codex is not paired any more";
+  later.take(failure(claude, lost, later.snapshot()), now, now);
+  EXPECT_EQ(later.lastSeen().snapshot, SessionSnapshot(before.snapshot.sessionsFor(claude), then));
+  EXPECT_EQ(later.lastSeen().answered, (std::map<AgentProvider, Date>{{claude, then}}));
+  later.follow({paired(claude), paired(codex)});
+  EXPECT_FALSE(later.agents().at(codex).answered) << "paired since then";
+  for (const auto& [status, count] :
+       {std::pair(SessionStatus::waitingForInput, 0u), std::pair(SessionStatus::working, 0u),
+        std::pair(SessionStatus::failed, 1u)}) {
+    pass(60);
+    EXPECT_EQ(later.take(answer({session(claude, status)}), now, now).size(), count)
+        << "its first answer is compared with nothing";
+  }
+  EXPECT_EQ(later.lastSeen().answered.at(claude), Date{});
+}
+
 TEST_F(WatcherTest, AsksARelayThatRefusesOnlyAfterAnotherPairing) {
   watcher.follow({paired(claude)});
   watcher.take(failure(claude, RelayError::unauthorized(), watcher.snapshot()), now, now);

@@ -2,6 +2,8 @@
 # SPDX-License-Identifier: MIT
 """doctor.py IDLEWYN SANDBOX_RELAY: doctor finds what was broken on purpose."""
 import base64
+import contextlib
+import os
 import re
 import socket
 import subprocess
@@ -13,6 +15,14 @@ import sandbox
 from sandbox import CommandTest, Relay
 
 STEPS = ["address", "name", "tcp", "tls", "dates", "pin", "answer", "token"]
+
+
+def ordinary_user():
+    """Root may write everywhere."""
+    if os.geteuid() == 0:
+        os.setgroups([])
+        os.setgid(65534)
+        os.setuid(65534)
 
 
 class Doctor(CommandTest):
@@ -56,12 +66,19 @@ class Doctor(CommandTest):
     def test_names_the_step_that_fails(self):
         relay = self.paired("claude")
         for fault, status, name, part in (
-                ("status=401", 4, "token", "pair again"), ("status=503", 14, "answer", "503"),
-                ("not-json", 13, "answer", "Something else"), ("close", 20, "answer", "lost")):
+                ("status=401", 4, "token", "pair again"), ("status=403", 4, "token", "A proxy"),
+                ("status=404", 14, "answer", "does not know this path"),
+                ("status=418", 14, "answer", "Something else"),
+                ("status=429", 12, "answer", "wait a minute"),
+                ("status=502", 14, "answer", "does not reach the relay"),
+                ("status=503", 14, "answer", "is up and says"),
+                ("not-json", 13, "answer", "Something else"),
+                ("close", 20, "answer", "ends it without an answer")):
             relay.fault("v1/settings", fault)
             checks = self.examine(status=status)
             self.assertEqual(checks[name][0], "failed", fault)
             self.assertIn(part, checks[name][1])
+            self.assertEqual("Something else" in checks[name][1], "Something" in part, fault)
             self.assertNotIn("token", checks if name == "answer" else {})
             relay.control("faults", method="DELETE")
 
@@ -98,14 +115,35 @@ class Doctor(CommandTest):
                 (tls.address.replace("https:", "http:"), 20, "tls", "speaks TLS"),
                 (f"https://127.0.0.1:{port}", 20, "tls", "something else may listen"),
                 ("https://" + "a" * 70, 20, "name", "typing error"),
-                ("https://127.0.0.1:1", 20, "tcp", "firewall"),
-                ("ftp://127.0.0.1", 1, "address", "must begin with")):
+                ("https://127.0.0.1:1", 20, "tcp", "nothing listens")):
             checks = self.examine("--address", address, status=status)
             self.assertEqual(list(checks)[-1], name, address)
             self.assertIn(part, checks[name][1], address)
             self.assertEqual(checks[name][0], "failed" if status else "ok")
+            self.assertNotIn("air again", str(checks), "nothing is paired")
         self.assertIn("nothing is encrypted", self.examine("--address", http.address)["address"][1])
-        self.run_command("doctor", "--address", "a b", status=2)
+        for fault, status, part in (("status=429", 12, "wait a minute"),
+                                    ("status=503", 14, "is up and says"),
+                                    ("close", 20, "ends it without an answer")):
+            tls.fault("v1/sessions", fault)
+            checks = self.examine("--address", tls.address, status=status)
+            self.assertIn(part, checks["answer"][1])
+            tls.control("faults", method="DELETE")
+        for nonsense in ("a b", "nonsense", "ftp://127.0.0.1", "https://"):
+            for command in (("doctor",), ("pair", "--code", "x", "--agent", "claude")):
+                self.assertIn("must be http or https",
+                              self.run_command(*command, "--address", nonsense, status=2))
+
+    def test_a_machine_that_stays_silent(self):
+        with socket.create_server(("127.0.0.1", 0), backlog=0) as full, contextlib.ExitStack() as s:
+            for _ in range(4):  # more than wait for being taken are not answered
+                waiting = s.enter_context(socket.socket())
+                waiting.setblocking(False)
+                waiting.connect_ex(full.getsockname())
+            address = f"https://127.0.0.1:{full.getsockname()[1]}"
+            last = self.run_json("doctor", "--address", address, status=20)["checks"][-1]
+            self.assertEqual(last["name"], "tcp")
+            self.assertIn("whether the machine is on", last["advice"])
 
     def close_all(self, server):
         while True:
@@ -129,6 +167,20 @@ class Doctor(CommandTest):
         self.assertIn("pair - --agent", checks["pairings"][1])
         self.assertEqual(checks["notifications"][0], "warning")
         self.assertIn("no session bus", checks["notifications"][1])
+        self.assertFalse((self.home / "data").exists(), "a look makes nothing")
+
+    def test_a_folder_in_which_nothing_can_be_kept(self):
+        folder, plain = self.home / "readonly", self.home / "plain"
+        folder.mkdir(mode=0o555)
+        plain.write_text("no folder")
+        self.home.chmod(0o755)
+        for path, part in ((plain, "plain is no folder"), (plain / "below", "plain is no folder"),
+                           (folder, "Permission denied"), (folder / "below", "Permission denied")):
+            self.environment["IDLEWYN_DATA_DIR"] = str(path)
+            checks = self.run_json("doctor", status=1, preexec_fn=ordinary_user)["checks"]
+            failed = {c["name"]: c["message"] for c in checks if c["state"] == "failed"}
+            self.assertIn(part, failed["keychain"], path)
+            self.assertIn(part, failed["snapshot"], path)
 
 
 if __name__ == "__main__":

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""Holds what the command writes with --json against the schemas that are installed with it."""
+"""Holds what the command writes with --json against the schemas that are installed with it. They
+let keys through that they don't know, as readers are to; the command itself may write none."""
 import json
 import pathlib
 import warnings
@@ -18,7 +19,17 @@ def load():
     return {file.stem: json.loads(file.read_text()) for file in FOLDER.glob("*.json")}
 
 
-def validator(name, schemas=load()):
+def closed(schema):
+    """The same schema without room for undeclared keys."""
+    if isinstance(schema, list):
+        return [closed(part) for part in schema]
+    if not isinstance(schema, dict):
+        return schema
+    strict = {key: closed(part) for key, part in schema.items()}
+    return {**strict, "additionalProperties": False} if schema.get("type") == "object" else strict
+
+
+def validator(name, schemas=closed(load())):
     with warnings.catch_warnings():
         warnings.simplefilter("ignore", DeprecationWarning)  # the newer way is not in Debian 12
         resolver = jsonschema.RefResolver(

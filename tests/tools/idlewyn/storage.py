@@ -116,6 +116,52 @@ class Connections(CommandTest):
             self.assertEqual(self.connections(), [])
         self.assertEqual(list(self.items()), keys)
 
+    def set_aside(self):
+        """The files, without what belongs to them."""
+        return set(self.keychain.glob("keychain.sqlite3.damaged-*[Z0-9]"))
+
+    def test_a_damaged_file_is_set_aside_by_name_and_only_then(self):
+        relay = self.paired("claude")
+        whole, file = self.file.read_bytes(), str(self.file)
+        for damage in (b"x\n", b"", whole[:60], b"x" * len(whole), whole[:4096] + bytes(4096)):
+            self.file.write_bytes(damage)
+            for command in (("connections",), ("sessions",), ("unpair",), ("keychain", "where"),
+                            ("doctor",), ("keychain", "move", "file"),
+                            ("pair", relay.pairingLink, "--agent", "codex")):
+                text = self.run_command(*command, status=command[0:2] != ("keychain", "where"))
+                self.assertIn(f"{file} is damaged", text, command)
+                self.assertIn("unpair --damaged", text, command)
+            del self.environment["IDLEWYN_KEYCHAIN"]  # and nothing was recorded
+            self.assertIn("is damaged", self.run_command("connections", status=1))
+            self.environment["IDLEWYN_KEYCHAIN"] = "file"
+            self.assertIn(file, self.run_json("keychain", "where")["problem"])
+            self.assertEqual(self.file.read_bytes(), damage, "nothing touches it unasked")
+            before = self.set_aside()
+            text = self.run_command("unpair", "--damaged")
+            aside, = self.set_aside() - before
+            self.assertIn(f"aside as {aside}; no agent", text)
+            self.assertEqual(aside.read_bytes(), damage, "nothing is lost")
+            self.assertEqual(self.connections(), [])
+            self.assertNotIn("problem", self.run_json("keychain", "where"))
+            self.assertIn("not damaged", self.run_command("unpair", "--damaged", status=1))
+            self.pair(relay, "claude")
+        kept = self.file.read_bytes()
+        for mode, status, part in ((0o644, 1, f"chmod 600 {file}"), (0o600, 0, "Claude")):
+            self.file.chmod(mode)
+            self.run_command("unpair", "--damaged", status=1)
+            self.assertIn(part, self.run_command("connections", status=status))
+            self.assertEqual(self.file.read_bytes(), kept, "what is not damaged stays")
+
+    def test_a_place_that_is_none_is_named(self):
+        self.environment["IDLEWYN_KEYCHAIN"] = "bogus"
+        for command, status in ((("connections",), 1), (("pair", "-", "--agent", "claude"), 1),
+                                (("doctor",), 1), (("keychain", "where"), 0),
+                                (("keychain", "move", "file"), 1)):
+            text = self.run_command(*command, status=status,
+                                    input="idlewyn://pair?url=http://r.example&code=c\n")
+            self.assertIn('IDLEWYN_KEYCHAIN is "bogus", which is neither secret-service nor file '
+                          'nor memory', text, command)
+
 
 class Snapshot(CommandTest):
     def libraries(self, *command):

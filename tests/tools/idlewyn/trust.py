@@ -46,13 +46,22 @@ class Fingerprints(Trust):
         relay = self.paired()
         self.assertIn("--accept-new", self.run_command(*self.address(relay), status=2))
         terminal = Terminal(self.environment, *self.address(relay), "--json")
-        self.assertIn('"usage"', terminal.finish(self, 2))  # programs can't be asked
+        text = terminal.finish(self, 2)  # programs can't be asked
+        self.assertIn('"usage"', text)
+        for part in ("With --json nothing is asked", "--pin", "--accept-new"):
+            self.assertIn(part, text)
         self.assertEqual(relay.asked(), [])
         pin = relay.fingerprint.upper()
         grouped = " " + ":".join(pin[i:i + 2] for i in range(0, 64, 2)) + "\n"
         wrong = self.run_json(*self.address(relay), "--pin", "0" * 64, status=10)["error"]
         self.assertEqual(wrong["expectedFingerprint"], "0" * 64)
         self.assertEqual(wrong["seenFingerprint"], relay.fingerprint)
+        text = self.run_command(*self.address(relay), "--pin", "0" * 64, status=10)
+        self.assertNotIn("pin replace", text, "nothing is pinned that could be replaced")
+        for part in ("Nothing was paired", "with --pin", "pair - --agent claude"):
+            self.assertIn(part, text)
+        for part in ("0" * 64, relay.fingerprint):
+            self.assertIn(part, digits(text).replace("seen", "").replace("wanted", ""))
         self.assertEqual(relay.asked(), [])
         for option, trusted in (("--accept-new", True), (f"--pin={grouped}", False)):
             paired = self.run_json(*self.address(relay), option)
@@ -127,8 +136,7 @@ class Pins(Trust):
         relay = self.paired("claude")
         old = self.replace_certificate(relay)
         for command in (("sessions",), ("allow", "p"), ("approvals",), ("approvals", "on"),
-                        ("unpair",), ("pin", "verify"), ("watch", "--count", "1"),
-                        (*self.address(relay), "--pin", old)):
+                        ("unpair",), ("pin", "verify"), ("watch", "--count", "1")):
             text = self.run_command(*command, status=10)
             for part in ("pin replace --agent claude", "pair - --agent claude"):
                 self.assertIn(part, text, command)

@@ -84,6 +84,14 @@ class Watching(CommandTest):
             self.assertLess(time.monotonic(), deadline, text)
             self.display.feed(self.terminal.read())
 
+    def wait_for_rounds(self, relay, count):
+        """Until so many more were asked for."""
+        relay.control("requests", method="DELETE")
+        deadline = time.monotonic() + 10
+        while sum("sessions" in target for target in relay.asked()) <= count:
+            self.assertLess(time.monotonic(), deadline)
+            time.sleep(0.01)
+
     def echoes(self):
         return bool(termios.tcgetattr(self.terminal.master)[3] & termios.ECHO)
 
@@ -118,6 +126,65 @@ class Watching(CommandTest):
             self.assertEqual(sum("9 need you" in line for line in lines), 1, lines)
         self.terminal.process.terminate()
         self.terminal.finish(self, 130)
+
+    def test_long_titles_leave_room_for_what_is_asked_and_for_the_others(self):
+        relay = self.paired("claude")
+        for title in ("t" * 5000, "日" * 5000):
+            relay.show(session("claude"), *(
+                session("claude", {"id": f"p{n}", "detail": f"make {n}"}, id=f"s{n}", title=title)
+                for n in range(3)))
+            self.watch("--interval", "0.05", rows=24, columns=80)
+            self.until("Bash: make 0", "Bash: make 2", "prompt p2", "Working", gone=("more",))
+            self.terminal.process.terminate()
+            self.terminal.finish(self, 130)
+
+    def test_writes_into_a_file_only_what_has_changed(self):
+        relay = self.paired("claude")
+        relay.show()
+        watch = self.start("watch", "--interval", "0.02")
+        self.wait_for_rounds(relay, 3)
+        changes = ({}, {"title": "Another"}, {"prompt": {"id": "p", "detail": "make"}},
+                   {"prompt": {"id": "p", "detail": "make test"}})
+        for fields in changes:
+            for second in (10, 20):  # another time alone is no change
+                date = f"2026-03-05T14:07:{second}.250Z"
+                relay.show(session("claude", **fields, updatedAt=date))
+                self.wait_for_rounds(relay, 3)
+        relay.fault("v1/sessions", "status=503")
+        self.wait_for_rounds(relay, 3)
+        rounds = self.interrupt(watch)[0].split("── ")[1:]
+        parts = ("No sessions", "Title", "Another", "Bash: make\n", "make test", "HTTP 503")
+        self.assertEqual(len(rounds), len(parts), rounds)
+        for written, part in zip(rounds, parts):
+            self.assertIn(part, written)
+
+    def test_ends_when_nobody_reads(self):
+        self.paired("claude")
+        watch = self.start("watch", "--interval", "0.05")
+        self.addCleanup(watch.kill)
+        watch.stdout.readline()
+        watch.stdout.close()
+        self.assertNotEqual(watch.wait(10), 0)
+        for stream in (watch.stdin, watch.stderr):
+            stream.close()
+
+    def test_goes_on_while_the_connections_cannot_be_read(self):
+        relay, other = self.paired("claude"), self.paired()
+        watch = self.start("watch", "--interval", "0.05")
+        self.wait_for_rounds(relay, 1)
+        connections = self.stored()
+        for damage in (b"[", b"{}"):
+            self.store(damage)
+            line = watch.stderr.readline()
+            self.assertIn("damaged", line)
+            self.wait_for_rounds(relay, 10)
+            self.store(connections)
+            self.assertIn("can be read again", watch.stderr.readline(), "said once")
+        self.pair(other, "codex")
+        self.wait_for_rounds(other, 1)
+        self.interrupt(watch)
+        self.store(b"[")
+        self.assertIn("damaged", self.run_command("watch", status=1), "nobody is known to watch")
 
     def test_gives_the_terminal_back_when_stopped_and_when_ended(self):
         relay = self.paired("claude")

@@ -44,6 +44,8 @@ struct KeychainSettings {
 KeychainLocation whereIn(const KeychainSettings& settings);
 std::shared_ptr<Keychain> makeSelectedKeychain(KeychainSettings settings,
                                                std::vector<std::string> accessGroups);
+std::optional<std::filesystem::path> damagedFileOf(const KeychainSettings& settings);
+KeychainAside setDamagedAsideOf(const KeychainSettings& settings);
 KeychainMove moveWith(const KeychainSettings& settings, KeychainPlace to);
 
 }  // namespace idlewyn::platform

@@ -27,8 +27,8 @@ Outcome makeEmptyFile(const std::string& path) noexcept;
 Outcome synchronize(const std::string& path) noexcept;
 
 /// Renames a database, its log and the log's index, those that are there, to "NAME.damaged-TIME"
-/// with the same endings.
-Outcome moveDatabaseAside(const std::string& path);
+/// with the same endings. `target` becomes that name.
+Outcome moveDatabaseAside(const std::string& path, std::string& target);
 
 /// One process, and one thread of it, at a time; ends with the process at the latest.
 class SideLock {
