@@ -54,9 +54,10 @@ void compareDecoding(Comparisons& comparisons, std::size_t count, bool hasTarget
   const double free = std::numeric_limits<double>::infinity();  // only shown
   comparisons.atMost(name + " / by hand", hasTargets ? 1.05 : free, ours,
                      [&] { keep(decodeByHand(json.storage)); });
-  comparisons.atMost(name + " / bare parse", hasTargets ? 3.2 : free, ours,
+  // Half of what is above the parse is the allocation of texts: by hand it takes as long.
+  comparisons.atMost(name + " / bare parse", hasTargets ? Target(4.6, 3.2) : free, ours,
                      [&] { keep(parseOnly(json.storage)); });
-  comparisons.timesFaster(name + " / generic library", hasTargets ? 12 : 0, ours,
+  comparisons.timesFaster(name + " / generic library", hasTargets ? Target(8, 12) : 0, ours,
                           [&] { keep(decodeGenerically(json.storage)); });
 }
 
@@ -68,7 +69,7 @@ void compareEncoding(Comparisons& comparisons, std::size_t count) {
   const std::string name = "encode " + std::to_string(count);
   comparisons.atMost(name + " / by hand", 1.05, ours,
                      [&] { keep(encodeByHand(sessions, json.size())); });
-  comparisons.timesFaster(name + " / generic library", 17, ours,
+  comparisons.timesFaster(name + " / generic library", Target(11, 17), ours,
                           [&] { keep(encodeGenerically(plain)); });
 }
 

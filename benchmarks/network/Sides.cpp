@@ -40,6 +40,10 @@ void decode(std::vector<std::string> bodies) {
 
 }  // namespace
 
+std::string sessionsAddress(const Relay& relay) {
+  return relay.address + "/v1/sessions?provider=claude";
+}
+
 Fetch makeSide(const std::string& name, const Relay& relay) {
   if (name == "library") {
     std::optional<std::string> pin;
@@ -48,7 +52,7 @@ Fetch makeSide(const std::string& name, const Relay& relay) {
                                 "account", Date(), pin);
     return [=](std::size_t count) { snapshot(connection, count); };
   }
-  auto raw = std::make_shared<RawFetch>(relay.address + "/v1/sessions?provider=claude", relay.pin);
+  auto raw = std::make_shared<RawFetch>(sessionsAddress(relay), relay.pin);
   if (name == "raw") return [=](std::size_t count) { keep(raw->fetch(count)); };
   return [=](std::size_t count) { decode(raw->fetch(count)); };
 }

@@ -13,6 +13,9 @@ struct Relay {
   std::string pin;
 };
 
+/// The address of a relay's sessions.
+std::string sessionsAddress(const Relay& relay);
+
 /// A way to fetch `count` answers at once. Keeps its connections from one call to the next, and
 /// ends the program when a fetch fails.
 using Fetch = std::function<void(std::size_t count)>;
