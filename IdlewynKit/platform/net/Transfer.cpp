@@ -246,6 +246,7 @@ URLSession::Outcome Transfer::finish(Ending ending, int curlCode) {
   facts.ending = ending == Ending::none ? ending_ : ending;
   facts.trust = trust_ ? trust_->result : TrustResult::notAsked;
   facts.curlCode = curlCode;
+  facts.isHeadForeign = reader_.hasForeignHead();
   facts.isHeadComplete = reader_.endedHeadStatus() != 0;
   facts.curlText = errorText_.data();
   const Verdict verdict = verdictOf(facts);

@@ -93,6 +93,7 @@ Verdict verdictOfCurl(int code, std::string_view text) {
 Verdict verdictOf(const TransferFacts& facts) {
   if (const auto verdict = verdictOfEnding(facts.ending)) return *verdict;
   if (const auto verdict = verdictOfTrust(facts.trust)) return *verdict;
+  if (facts.curlCode == CURLE_OK && facts.isHeadForeign) return notHTTP;
   if (facts.curlCode == CURLE_OK && !facts.isHeadComplete) return connectionLost;
   // The status counts, whatever became of the body.
   if (facts.curlCode == CURLE_BAD_CONTENT_ENCODING && facts.isHeadComplete) return answer;

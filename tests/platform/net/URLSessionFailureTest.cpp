@@ -51,6 +51,8 @@ TEST(URLSession, TellsFailuresOfPlainConnectionsApart) {
       {"a chunk size that is no number",
        afterRequest("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\nab"), "-1005"},
       {"garbage", afterRequest("SSH-2.0-OpenSSH_9.2\r\n"), "not HTTP"},
+      {"a protocol of a like name", afterRequest("http/1.1 200 OK\r\nContent-Length: 0\r\n\r\n"),
+       "not HTTP"},
       {"a version to come", afterRequest("HTTP/4.0 200 OK\r\n\r\n"), "not HTTP"},
       {"content that is not packed as announced",
        afterRequest(RawServer::answer("plain", "200 OK", "Content-Encoding: gzip\r\n")), "200 "},

@@ -27,6 +27,9 @@ class ResponseReader {
   /// The status of the head that the last blank line ended; 0 while a head is being read.
   int endedHeadStatus() const noexcept { return isInHead_ ? 0 : status_; }
 
+  /// Whether lines came and none of them began a head.
+  bool hasForeignHead() const noexcept { return headSize_ > 0 && status_ == 0 && !isInHead_; }
+
   /// Makes room for a body of that size, as far as a server's word for it goes.
   void expectBody(std::size_t size);
   /// False when the body grows beyond the maximum; it is let go then.

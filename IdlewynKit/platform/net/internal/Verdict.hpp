@@ -30,6 +30,8 @@ struct TransferFacts {
   int curlCode = 0;
   /// libcurl is content with a head that the connection's end cuts off.
   bool isHeadComplete = false;
+  /// What libcurl took for a head, "http/1.1" say, is none.
+  bool isHeadForeign = false;
   /// libcurl's words on the matter, which never leave this floor.
   std::string_view curlText;
 };
