@@ -4,7 +4,9 @@
 /// The whole of IdlewynKit::Core: pair, fetch, answer, detect, keep.
 ///
 ///     LiveSessionService service{RelayClient(URLSession::shared())};
-///     Connection connection = wait(service.pair(link.serverURL, ...));
+///     Connection connection = wait(service.pair(AgentProvider::claude, link.serverURL, link.code,
+///                                               link.certificatePin));
+///     SnapshotResult result = wait(service.snapshot({connection}, SessionSnapshot::empty()));
 #include <IdlewynKit/Version.hpp>
 #include <IdlewynKit/demo/DemoSessions.hpp>
 #include <IdlewynKit/model/JSONCoding.hpp>

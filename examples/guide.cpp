@@ -3,6 +3,9 @@
 //
 //     guide 'idlewyn://pair?url=...'     the first time
 //     guide                              from then on
+#include <algorithm>
+#include <cstdio>
+#include <functional>
 #include <iostream>
 #include <stdexcept>
 #include <string>
@@ -23,13 +26,27 @@ Connection pairWith(const SessionService& service, const std::string& text) {
 }
 // end region
 
+// region escape
+// An agent wrote it: what could move the cursor, reorder the line or hide is shown as its bytes.
+std::string escaped(const std::string& text) {
+  std::string shown;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    char escape[5];
+    std::snprintf(escape, sizeof escape, "\\x%02X", static_cast<unsigned>(byte));
+    shown += byte >= 0x20 && byte < 0x7F && c != '\\' ? std::string(1, c) : escape;
+  }
+  return shown;
+}
+// end region
+
 // region fetch
 SnapshotResult fetch(const LiveSessionService& service, const std::vector<Connection>& connections,
                      const SessionSnapshot& previous) {
   SnapshotResult result = wait(service.snapshot(connections, previous));
   std::cout << SnapshotLead(result.snapshot).summary() << "\n";
   for (const AgentSession& session : result.snapshot.sorted()) {
-    std::cout << label(session.status) << "  " << session.title << "\n";
+    std::cout << label(session.status) << "  " << escaped(session.title) << "\n";
   }
   for (const auto& [provider, error] : result.errors) {
     std::cerr << displayName(provider) << ": " << errorDescription(error) << "\n";
@@ -41,16 +58,28 @@ SnapshotResult fetch(const LiveSessionService& service, const std::vector<Connec
 // region transitions
 void tellNews(const SessionSnapshot& previous, const SessionSnapshot& current) {
   for (const SessionTransition& news : SessionTransition::detect(previous, current)) {
-    std::cout << news.session.title << " now: " << label(news.session.status) << "\n";
+    std::cout << escaped(news.session.title) << " now: " << label(news.session.status) << "\n";
   }
 }
 // end region
 
+// region ask
+// Nothing for "not now": the prompt stays open.
+std::optional<PermissionDecision> askOnTerminal(const PermissionPrompt& prompt) {
+  std::cout << escaped(prompt.toolName) << ": " << escaped(prompt.detail) << "\n[y]es once, [n]o? ";
+  std::string line;
+  std::getline(std::cin, line);
+  if (line == "y") return PermissionDecision::allow;
+  if (line == "n") return PermissionDecision::deny;
+  return std::nullopt;
+}
+// end region
+
 // region answer
-bool allow(const SessionService& service, const PermissionPrompt& prompt,
-           const Connection& connection) {
+bool answer(const SessionService& service, const PermissionPrompt& prompt,
+            PermissionDecision decision, const Connection& connection) {
   try {
-    wait(service.decide(PermissionDecision::allow, prompt.id, connection));
+    wait(service.decide(decision, prompt.id, connection));
     return true;
   } catch (const RelayError& error) {
     if (error != RelayError::promptExpired()) throw;
@@ -71,7 +100,10 @@ void remember(const Connection& paired) {
 // end region
 
 // region refresh
-void refresh(const LiveSessionService& service) {
+// Who decides is up to the caller: a person on a terminal, the buttons of a window.
+using Ask = std::function<std::optional<PermissionDecision>(const PermissionPrompt&)>;
+
+void refresh(const LiveSessionService& service, const Ask& ask) {
   const std::vector<Connection> connections = ConnectionStore::shared().load();
   const SessionSnapshot previous = SnapshotStore::shared().load();
   const SnapshotResult result = fetch(service, connections, previous);
@@ -79,12 +111,13 @@ void refresh(const LiveSessionService& service) {
   SnapshotStore::shared().save(result.snapshot);  // for widgets, and for the next time
 
   for (const AgentSession& session : result.snapshot.sessions) {
-    if (!session.permission) continue;
-    for (const Connection& connection : connections) {
-      if (connection.provider != session.provider) continue;
-      const bool isAllowed = allow(service, *session.permission, connection);
-      std::cout << session.permission->detail << (isAllowed ? ": allowed\n" : ": too late\n");
-    }
+    // What an agent asked that can't be reached now is old: it can't be answered either.
+    if (!session.permission || result.errors.contains(session.provider)) continue;
+    const auto paired = std::ranges::find(connections, session.provider, &Connection::provider);
+    const auto decision = ask(*session.permission);
+    if (!decision) continue;
+    const bool isInTime = answer(service, *session.permission, *decision, *paired);
+    std::cout << (isInTime ? "Answered: " : "Too late: ") << rawValue(*decision) << "\n";
   }
 }
 // end region
@@ -96,7 +129,7 @@ int main(int argc, char** argv) {
   const LiveSessionService service{RelayClient(URLSession::shared())};
   try {
     if (argc > 1) remember(pairWith(service, argv[1]));
-    refresh(service);
+    refresh(service, askOnTerminal);
     return 0;
   } catch (const std::exception&) {
     // Every error of the library has a sentence for people.

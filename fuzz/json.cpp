@@ -6,6 +6,7 @@
 
 #include <IdlewynKit/model/JSONCoding.hpp>
 #include <IdlewynKit/model/SessionSnapshot.hpp>
+#include <IdlewynKit/relay/internal/WireRecords.hpp>
 
 #include "../tests/platform/coding/Records.hpp"
 #include "support/Require.hpp"
@@ -54,6 +55,20 @@ void check(const platform::JSONDecoder& decoder, const platform::JSONEncoder& en
   if (!encoder.dateEncodingStrategy) fuzz::require(again == *value);
 }
 
+// The relay's answers, which have no equality: what is read of them is compared as it is written.
+template <class Answer>
+void checkAnswer(std::string_view json) {
+  const platform::JSONDecoder decoder = JSONDecoder::relay();
+  const platform::JSONEncoder encoder = JSONEncoder::relay();
+  const auto written = [&](const std::optional<Answer>& answer) {
+    return answer ? std::optional(encoder.encode(*answer)) : std::nullopt;
+  };
+  const auto read = written(decoded<Answer>(decoder, json, true));
+  fuzz::require(written(decoded<Answer>(decoder, json, false)) == read);
+  fuzz::require(written(decoded<Answer>(carefully(decoder), json, true)) == read);
+  if (read) fuzz::require(encoder.encode(decoder.decode<Answer>(*read)) == *read);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -62,5 +77,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   check<std::vector<double>>(platform::JSONDecoder(), platform::JSONEncoder(), json);
   check<SessionSnapshot>(JSONDecoder::relay(), JSONEncoder::relay(), json);
   check<AgentSession>(JSONDecoder::relay(), JSONEncoder::relay(), json);
+  checkAnswer<internal::SessionsResponse>(json);
+  checkAnswer<internal::PairResponse>(json);
+  checkAnswer<internal::SettingsPayload>(json);
+  checkAnswer<internal::OKResponse>(json);
   return 0;
 }

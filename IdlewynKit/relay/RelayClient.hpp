@@ -26,7 +26,8 @@ using platform::URLSession;
 /// A value; copy it and use it from any thread. The operations copy what they need: client and
 /// arguments may be gone before the awaitable is awaited. They run on the awaiting coroutine's
 /// executor, are begun when awaited, take ten seconds at most, are sent once, and throw
-/// RelayError, URLError or, before anything is sent, EncodingError.
+/// RelayError, URLError or, before anything is sent, EncodingError for text of a JSON body (pairing
+/// code, push token) that is not UTF-8.
 ///
 /// A connection with a pin is reached only over the session that enforces it; a cancelled
 /// exchange of one is a `certificateMismatch`, of any other a URLError `cancelled`. On a
@@ -46,7 +47,8 @@ struct RelayClient {
   IDLEWYNKIT_EXPORT boost::asio::awaitable<std::vector<AgentSession>> sessions(
       Connection connection) const;
 
-  /// Answers a prompt. Throws `promptExpired` when the relay no longer knows it.
+  /// Answers a prompt, whose identifier's bytes go percent-encoded into the address as they are.
+  /// Throws `promptExpired` when the relay no longer knows it.
   IDLEWYNKIT_EXPORT boost::asio::awaitable<void> decide(PermissionDecision decision,
                                                         std::string promptID,
                                                         Connection connection) const;

@@ -10,9 +10,11 @@
 
 /// The paired connections, tokens included, as one item of the keychain.
 ///
-///     std::vector<Connection> connections = ConnectionStore::shared().load();
+///     const ConnectionStore& store = ConnectionStore::shared();
+///     store.keychain.data("connections");  // throws where `load` would give an empty list
+///     std::vector<Connection> connections = store.load();
 ///     connections.push_back(paired);
-///     ConnectionStore::shared().save(connections);
+///     store.save(connections);
 namespace idlewyn {
 
 /// A value without state of its own. Reads and replaces the whole list at once; never merges,

@@ -31,6 +31,10 @@ def free_port():
         return holder.getsockname()[1]
 
 
+def answers(relay):
+    return [json.loads(body)["decision"] for _, body in relay.decisions()]
+
+
 class ExampleTest(unittest.TestCase):
     def setUp(self):
         self.home = pathlib.Path(tempfile.mkdtemp(prefix="idlewyn-examples-"))
@@ -38,14 +42,14 @@ class ExampleTest(unittest.TestCase):
         self.environment = {**os.environ, "HOME": str(self.home), "IDLEWYN_KEYCHAIN": "file",
                             "IDLEWYN_DATA_DIR": str(self.home / "data")}
 
-    def run_program(self, program, *arguments, status=0):
+    def run_program(self, program, *arguments, status=0, typed=""):
         done = subprocess.run([program, *arguments], env=self.environment, text=True,
-                              capture_output=True, timeout=30)
+                              input=typed, capture_output=True, timeout=30)
         self.assertEqual(done.returncode, status, done.stdout + done.stderr)
         return done.stdout + done.stderr
 
-    def run_example(self, name, *arguments, status=0):
-        return self.run_program(f"{BUILT}/{name}", *arguments, status=status)
+    def run_example(self, name, *arguments, **options):
+        return self.run_program(f"{BUILT}/{name}", *arguments, **options)
 
 
 class Guide(ExampleTest):
@@ -57,11 +61,23 @@ class Guide(ExampleTest):
             second = self.run_example("guide")
             self.assertRegex(second, "1 needs you")
             self.assertRegex(second, " now: Needs input")
-            self.assertRegex(second, ": allowed")
-            self.assertNotIn(": allowed", self.run_example("guide"), "it is answered")
+            self.assertRegex(second, r"\[y\]es once, \[n\]o\? $", "it asks")
+            self.assertEqual(answers(relay), [], "nobody has answered")
+            self.assertIn("Answered: allow", self.run_example("guide", typed="y\n"))
+            self.assertEqual(answers(relay), ["allow"])
+            self.assertNotIn("Answered", self.run_example("guide", typed="y\n"), "it is answered")
         lost = self.run_example("guide")
         self.assertRegex(lost, "Claude Code: .")
         self.assertGreater(lost.count("\n"), 2, "the last known sessions are kept")
+
+    def test_sends_what_the_user_decides_and_shows_nothing_that_deceives(self):
+        with Relay() as relay:
+            self.run_example("guide", relay.pairingLink)
+            relay.show(session("claude", {"id": "p", "detail": "rm \x1b[2J\u202egpj"}))
+            asked = self.run_example("guide", typed="n\n")
+            self.assertIn(r"rm \x1B[2J\xE2\x80\xAEgpj", asked)
+            self.assertIn("Answered: deny", asked)
+            self.assertEqual(answers(relay), ["deny"])
 
     def test_says_why_it_can_not_pair(self):
         with Relay() as relay:
@@ -140,7 +156,7 @@ class WebServerTest(ExampleTest):
         # A prompt that is named like another address, and one with every kind of character.
         for prompt in ("../unpair", "a/b c%2Fd?e#f"):
             relay.show(session("claude", {"id": prompt, "detail": "make"}))
-            self.assertIn("make: allowed", self.run_example("guide"))
+            self.assertIn("Answered: allow", self.run_example("guide", typed="y\n"))
 
 
 class Nginx(WebServerTest):
