@@ -93,9 +93,10 @@ ViewWidget::ViewWidget(platform::View view)
 ViewWidget::ViewWidget(const ViewWidget& other) : widget_(other.widget_) { g_object_ref(widget_); }
 
 ViewWidget& ViewWidget::operator=(const ViewWidget& other) {
-  g_object_ref(other.widget_);
+  if (this == &other) return *this;
   g_object_unref(widget_);
   widget_ = other.widget_;
+  g_object_ref(widget_);
   return *this;
 }
 

@@ -9,7 +9,7 @@
 namespace idlewyn {
 
 ActivityLine::ActivityLine(std::string text, ShapeStyle style, bool showsIcon, bool compact)
-    : text(std::move(text)), style(std::move(style)), showsIcon(showsIcon), compact(compact) {}
+    : text(std::move(text)), style(style), showsIcon(showsIcon), compact(compact) {}
 
 View ActivityLine::body() const {
   const View content =

@@ -95,7 +95,8 @@ Memory::Seen Memory::look(std::uint64_t identity, const EquatableValue& value) {
   if (watch->value == value) return {watch, false};
   // A value of another type belongs to another view, which is seen for the first time. One that
   // does not even equal itself would change for ever.
-  const bool hasChanged = watch->value.hasTypeOf(value) && value == value;
+  const EquatableValue& itself = value;
+  const bool hasChanged = watch->value.hasTypeOf(value) && value == itself;
   watch->value = value;
   return {watch, hasChanged};
 }

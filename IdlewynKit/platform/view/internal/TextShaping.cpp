@@ -200,7 +200,7 @@ std::shared_ptr<const ShapedText> shapeFromIdeal(const TextRequest& request, Tex
   ideal.width.reset();
   const bool isLine = request.lineLimit.value_or(0) == 1 && request.text.size() <= longest &&
                       !request.font.hasMonospacedDigits();
-  const auto whole = isLine ? shapeText(ideal) : cache.find(ideal);
+  auto whole = isLine ? shapeText(ideal) : cache.find(ideal);
   if (whole == nullptr || whole->metrics().isTruncated || std::isnan(*request.width))
     return nullptr;
   if (whole->metrics().size.width <= *request.width) return whole;
