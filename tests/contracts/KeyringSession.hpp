@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <sys/types.h>
-
 #include <string>
 
+#include <tests/support/ServerProcess.hpp>
 #include <tests/support/TemporaryFolder.hpp>
 
 /// A session bus of its own, with or without a keyring on it, for tests as any user.
@@ -27,9 +26,6 @@ class KeyringSession {
 
   /// Throws std::runtime_error when a program is missing or does not start.
   explicit KeyringSession(Keyring keyring);
-  ~KeyringSession();
-  KeyringSession(const KeyringSession&) = delete;
-  KeyringSession& operator=(const KeyringSession&) = delete;
 
   /// One for the process, unlocked.
   static KeyringSession& shared();
@@ -37,23 +33,17 @@ class KeyringSession {
   const std::string& address() const { return address_; }
   void enter() const;
 
-  /// What the user's desktop does when the screen is locked.
-  void lock() const;
-  /// Ends the keyring and starts it anew over the same items.
-  void restartKeyring(bool isUnlocked = true);
-  void signalKeyring(int number) const;
-  void signalBus(int number) const;
+  void signalKeyring(int number) const { keyring_.signal(number); }
+  void signalBus(int number) const { bus_.signal(number); }
 
  private:
   void startBus(Keyring keyring);
   void startKeyring(bool isUnlocked);
-  bool send(const std::string& message) const;
   bool isServiceUp() const;
 
   const TemporaryFolder folder_;
   std::string address_;
-  pid_t bus_ = -1;
-  pid_t keyring_ = -1;
+  ServerProcess bus_, keyring_;
 };
 
 }  // namespace idlewyn::testing

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <thread>
@@ -59,6 +61,12 @@ TEST(GLibExecutor, RunsWorkInOrderInsideTheLoopAndNeverInsideTheCall) {
   EXPECT_EQ(order, "abcd");
   EXPECT_TRUE(executor == asio::any_io_executor(context.executor()));
   EXPECT_FALSE(executor == asio::any_io_executor(glib::Executor()));
+
+  glib::Executor copy;
+  EXPECT_TRUE(copy != context.executor());
+  EXPECT_TRUE((copy = context.executor()) == context.executor());
+  EXPECT_TRUE(copy.require(asio::execution::blocking.never) == copy);
+  EXPECT_EQ(glib::Executor::query(asio::execution::blocking), asio::execution::blocking.never);
 }
 
 TEST(GLibExecutor, DestroysWorkThatTheContextNeverRuns) {
@@ -94,6 +102,13 @@ TEST(GLibExecutor, LetsExchangesBeCancelled) {
            asio::bind_cancellation_slot(signal.slot(), asio::detached));
   context.runUntil([&] { return !threads.empty(); });
   ASSERT_TRUE(server.waitForConnections(1));
+  const auto cancelInChild = [&] {
+    alarm(10);
+    signal.emit(asio::cancellation_type::terminal);
+    context.runUntil([&] { return !outcome.empty(); });
+    std::_Exit(outcome == "-999" ? 0 : 1);
+  };
+  EXPECT_EXIT(cancelInChild(), ::testing::ExitedWithCode(0), "") << "after a fork, without a loop";
   signal.emit(asio::cancellation_type::terminal);
   context.runUntil([&] { return !outcome.empty(); });
   EXPECT_EQ(outcome, "-999");

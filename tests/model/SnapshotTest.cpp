@@ -1,19 +1,21 @@
 // SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <limits>
 #include <random>
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
-
 #include <IdlewynKit/model/SessionSnapshot.hpp>
+#include <IdlewynKit/model/SessionTransition.hpp>
 #include <tests/support/Sessions.hpp>
 
 namespace idlewyn {
 namespace {
 
 using testing::makeSession;
+using testing::withPrompt;
 using enum SessionStatus;
 
 std::vector<std::string> ids(const std::vector<AgentSession>& sessions) {
@@ -21,15 +23,6 @@ std::vector<std::string> ids(const std::vector<AgentSession>& sessions) {
   for (const AgentSession& session : sessions)
     result.push_back(session.id);
   return result;
-}
-
-// The rule as it is said, by the standard library's stable sort.
-std::vector<std::string> expectedOrder(std::vector<AgentSession> sessions) {
-  std::stable_sort(sessions.begin(), sessions.end(), [](const auto& a, const auto& b) {
-    if (sortRank(a.status) != sortRank(b.status)) return sortRank(a.status) < sortRank(b.status);
-    return a.updatedAt > b.updatedAt;
-  });
-  return ids(sessions);
 }
 
 TEST(SessionSnapshot, EmptyIsOneSharedConstantInTheMostDistantPast) {
@@ -86,8 +79,11 @@ TEST(SessionSnapshot, LongListsSortAsShortOnesDo) {
         const double date = static_cast<double>(random() % static_cast<unsigned>(dates)) * 0.37;
         sessions.push_back(makeSession(std::to_string(i), status, random() % 2 ? date : -date));
       }
-      const SessionSnapshot snapshot(sessions, Date{});
-      EXPECT_EQ(ids(snapshot.sorted()), expectedOrder(sessions)) << size << " of " << dates;
+      const auto sorted = SessionSnapshot(sessions, Date{}).sorted();
+      std::ranges::stable_sort(sessions, {}, [](const AgentSession& session) {
+        return std::pair(sortRank(session.status), -session.updatedAt.time_since_epoch());
+      });
+      EXPECT_EQ(ids(sorted), ids(sessions)) << size << " of " << dates;
     }
   }
 }
@@ -121,6 +117,63 @@ TEST(SnapshotLead, LeadOthersAndSummaryFollowTheCounts) {
     EXPECT_EQ(lead.isEmpty, row.total == 0) << row.summary;
     EXPECT_EQ(lead.summary(), row.summary);
   }
+}
+
+SessionSnapshot of(std::vector<AgentSession> sessions) { return {std::move(sessions), Date{}}; }
+
+TEST(SessionTransition, EveryPairOfStatusesWithAndWithoutANewPrompt) {
+  for (const SessionStatus before : allCases<SessionStatus>()) {
+    for (const SessionStatus now : allCases<SessionStatus>()) {
+      for (const bool newPrompt : {false, true}) {
+        AgentSession session = makeSession("s", now, 5);
+        if (newPrompt) session = withPrompt(session, "p");
+        const auto found = SessionTransition::detect(of({makeSession("s", before)}), of({session}));
+        const bool expected = needsAttention(now) && (!needsAttention(before) || newPrompt);
+        ASSERT_EQ(found.size(), expected ? 1u : 0u)
+            << rawValue(before) << " to " << rawValue(now) << (newPrompt ? " with prompt" : "");
+        if (!expected) continue;
+        EXPECT_EQ(found[0].session, session);
+        EXPECT_EQ(found[0].from, before);
+      }
+    }
+  }
+}
+
+TEST(SessionTransition, MatchesByIdAloneAndTellsPromptsApartByTheirs) {
+  const auto waiting = [](const char* prompt, const char* detail = "ls") {
+    return withPrompt(makeSession("s", waitingForInput), prompt, detail);
+  };
+  const AgentSession bare = makeSession("s", waitingForInput);
+  const AgentSession works = makeSession("s", working), failure = makeSession("s", failed);
+  const AgentSession codex = makeSession("s", finished, 0, AgentProvider::codex);
+  using From = std::optional<SessionStatus>;
+  const std::tuple<const char*, std::vector<AgentSession>, AgentSession, From> rows[] = {
+      {"another prompt", {waiting("1")}, waiting("2"), waitingForInput},
+      {"the same with other words", {waiting("1", "ls")}, waiting("1", "rm"), std::nullopt},
+      {"an empty id is an id", {waiting("1")}, waiting(""), waitingForInput},
+      {"the prompt went away", {waiting("1")}, bare, std::nullopt},
+      {"another agent", {works}, codex, working},
+      {"the last of one id worked", {failure, works}, codex, working},
+      {"the last of one id had failed", {works, failure}, codex, std::nullopt},
+  };
+  for (const auto& [reason, before, now, from] : rows) {
+    const auto found = SessionTransition::detect(of(before), of({now}));
+    EXPECT_EQ(found.empty() ? std::nullopt : From(found[0].from), from) << reason;
+  }
+}
+
+TEST(SessionTransition, NewAndVanishedSessionsAreNoneAndListOrderIsKept) {
+  const SessionSnapshot before =
+      of({makeSession("a"), makeSession("b"), makeSession("gone", working), makeSession("c")});
+  const SessionSnapshot now =
+      of({makeSession("c", finished), makeSession("new", waitingForInput),
+          makeSession("a", waitingForInput), makeSession("b", failed), makeSession("a", finished)});
+  std::vector<std::string> found;
+  for (const auto& transition : SessionTransition::detect(before, now)) {
+    found.push_back(transition.session.id);
+  }
+  EXPECT_EQ(found, (std::vector<std::string>{"c", "a", "b", "a"}));
+  EXPECT_TRUE(SessionTransition::detect(SessionSnapshot::empty(), now).empty());
 }
 
 }  // namespace

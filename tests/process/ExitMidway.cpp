@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Ends with status 7 in the midst of a snapshot of pinned relays:
-//   exit_midway main|coroutine|return MILLISECONDS ADDRESS PIN
+//   exit_midway main|pool|return MILLISECONDS ADDRESS PIN
 // Says "." just before.
 #include <unistd.h>
 
@@ -14,9 +14,8 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/thread_pool.hpp>
-#include <boost/asio/use_awaitable.hpp>
 
 #include <IdlewynKit/IdlewynKit.hpp>
 
@@ -38,13 +37,6 @@ void announce() {
   if (write(STDOUT_FILENO, ".", 1) != 1) std::abort();
 }
 
-asio::awaitable<void> exitAfter(std::chrono::milliseconds delay) {
-  asio::steady_timer timer(co_await asio::this_coro::executor, delay);
-  co_await timer.async_wait(asio::use_awaitable);
-  announce();
-  std::exit(ownStatus);
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -62,12 +54,12 @@ int main(int argc, char** argv) {
   // Neither stopped nor destroyed: its threads run into the end of the process.
   static auto* const pool = new asio::thread_pool(2);
   asio::co_spawn(*pool, snapshotOf(argv[3], argv[4]), asio::detached);
-  if (manner == "coroutine") {
-    asio::co_spawn(*pool, exitAfter(delay), asio::detached);
-    pool->join();
-    return 1;
-  }
-  std::this_thread::sleep_for(delay);
-  announce();
-  std::exit(ownStatus);
+  const auto exitMidway = [=] {
+    std::this_thread::sleep_for(delay);
+    announce();
+    std::exit(ownStatus);
+  };
+  if (manner == "main") exitMidway();
+  asio::post(*pool, exitMidway);
+  pool->join();
 }

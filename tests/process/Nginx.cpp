@@ -1,64 +1,32 @@
 // SPDX-License-Identifier: MIT
 #include "Nginx.hpp"
 
-#include <arpa/inet.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/resource.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <chrono>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <stdexcept>
-#include <thread>
 #include <utility>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+
+#include <tests/support/Files.hpp>
+#include <tests/support/RawServer.hpp>
 
 namespace idlewyn::testing {
 namespace {
 
-using namespace std::chrono_literals;
+using boost::asio::ip::tcp;
 
 // Ports that are free now, held together so that they differ.
 std::vector<std::uint16_t> freePorts(std::size_t count) {
-  std::vector<int> sockets;
+  boost::asio::io_context context;
+  std::vector<tcp::acceptor> held;
   std::vector<std::uint16_t> ports;
   for (std::size_t i = 0; i < count; ++i) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof(address);
-    const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    bind(descriptor, reinterpret_cast<sockaddr*>(&address), size);
-    getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size);
-    sockets.push_back(descriptor);
-    ports.push_back(ntohs(address.sin_port));
+    held.emplace_back(context, tcp::endpoint(boost::asio::ip::address_v4::loopback(), 0));
+    ports.push_back(held.back().local_endpoint().port());
   }
-  for (const int descriptor : sockets)
-    close(descriptor);
   return ports;
-}
-
-std::string contentsOf(const std::filesystem::path& file) {
-  std::ifstream stream(file);
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-// In the forked child, where only the simplest calls are allowed.
-[[noreturn]] void become(const char* prefix, const char* errorLog) {
-  prctl(PR_SET_PDEATHSIG, SIGKILL);  // a test that is killed leaves no server behind
-  rlimit files{};
-  getrlimit(RLIMIT_NOFILE, &files);
-  files.rlim_cur = files.rlim_max;
-  setrlimit(RLIMIT_NOFILE, &files);
-  for (const char* program : {"/usr/sbin/nginx", "/usr/local/sbin/nginx", "/usr/bin/nginx"}) {
-    execl(program, "nginx", "-p", prefix, "-c", "nginx.conf", "-e", errorLog, nullptr);
-  }
-  _exit(127);
 }
 
 }  // namespace
@@ -75,10 +43,8 @@ Nginx::Nginx(std::vector<NginxSite> sites) : sites_(std::move(sites)) {
     if (start()) return;
   }
   throw std::runtime_error("nginx does not start; is it installed? " +
-                           contentsOf(folder() / "error.log"));
+                           contentOf(folder() / "error.log"));
 }
-
-Nginx::~Nginx() { stop(); }
 
 std::string Nginx::address(std::size_t site) const {
   const bool isPlain = sites_.at(site).protocol == NginxSite::Protocol::plain;
@@ -105,8 +71,7 @@ std::string Nginx::configuration() const {
       "daemon off; master_process off; pid nginx.pid; error_log error.log;\n"
       "events { worker_connections 4096; }\n"
       "http {\n"
-      "log_format line '$server_port $server_protocol $connection $status '\n"
-      "                '$sent_http_content_encoding $request_uri';\n"
+      "log_format line '$server_port $server_protocol $connection $sent_http_content_encoding';\n"
       "access_log access.log line; keepalive_requests 1000000;\n";
   for (const char* kind : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"}) {
     text += std::string(kind) + "_temp_path " + kind + ";\n";
@@ -118,47 +83,31 @@ std::string Nginx::configuration() const {
 
 bool Nginx::start() {
   ports_ = freePorts(sites_.size());
-  std::ofstream(folder() / "nginx.conf") << configuration();
-  const std::string prefix = folder().string() + "/";
-  process_ = fork();
-  if (process_ == 0) become(prefix.c_str(), "error.log");
+  overwrite(folder() / "nginx.conf", configuration());
+  process_.start(
+      "ulimit -n $(ulimit -Hn); export PATH=/usr/sbin:/usr/local/sbin:/usr/bin;"
+      " exec nginx -c nginx.conf -e error.log -p " +
+      folder().string() + "/");
   // Its process id is written when it listens on all of its ports.
-  for (int i = 0; i < 4000 && waitpid(process_, nullptr, WNOHANG) == 0; ++i) {
-    if (!contentsOf(folder() / "nginx.pid").empty()) return true;
-    std::this_thread::sleep_for(5ms);
-  }
-  stop();
+  if (process_.await([&] { return !contentOf(folder() / "nginx.pid").empty(); })) return true;
+  process_.end(SIGTERM);
   return false;
-}
-
-void Nginx::stop() {
-  if (process_ <= 0) return;
-  kill(process_, SIGTERM);
-  waitpid(process_, nullptr, 0);
-  process_ = -1;
-}
-
-ServedRequest Nginx::parsed(const std::string& line) const {
-  ServedRequest request;
-  std::uint16_t port = 0;
-  std::istringstream(line) >> port >> request.protocol >> request.connection >> request.status >>
-      request.encoding >> request.target;
-  const auto site = std::find(ports_.begin(), ports_.end(), port);
-  request.site = static_cast<std::size_t>(site - ports_.begin());
-  return request;
 }
 
 std::vector<ServedRequest> Nginx::served(std::size_t count) const {
   std::vector<ServedRequest> found;
-  const auto deadline = std::chrono::steady_clock::now() + 5s;
-  do {
+  waitUntil([&] {
     found.clear();
-    std::istringstream log(contentsOf(folder() / "access.log"));
-    for (std::string line; std::getline(log, line);)
-      found.push_back(parsed(line));
-    if (found.size() >= count) break;
-    std::this_thread::sleep_for(5ms);
-  } while (std::chrono::steady_clock::now() < deadline);
+    std::istringstream log(contentOf(folder() / "access.log"));
+    std::uint16_t port = 0;
+    ServedRequest request;
+    while (log >> port >> request.protocol >> request.connection >> request.encoding) {
+      const auto site = std::find(ports_.begin(), ports_.end(), port);
+      request.site = static_cast<std::size_t>(site - ports_.begin());
+      found.push_back(request);
+    }
+    return found.size() >= count;
+  });
   return found;
 }
 

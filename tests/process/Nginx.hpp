@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <sys/types.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include <tests/support/ServerProcess.hpp>
 #include <tests/support/TemporaryFolder.hpp>
 #include <tools/sandbox-relay/ServerCertificate.hpp>
 
@@ -39,11 +38,8 @@ struct ServedRequest {
   std::string protocol;
   /// The serial number of the connection.
   std::string connection;
-  int status = 0;
   /// The Content-Encoding that was sent; "-" for none.
   std::string encoding;
-  /// As received.
-  std::string target;
 };
 
 class Nginx {
@@ -51,9 +47,6 @@ class Nginx {
   /// Accepts connections when it returns. Each site has a port and a self-signed certificate of
   /// its own. Throws std::runtime_error with nginx's words, also when there is no nginx.
   explicit Nginx(std::vector<NginxSite> sites);
-  ~Nginx();
-  Nginx(const Nginx&) = delete;
-  Nginx& operator=(const Nginx&) = delete;
 
   /// Without a slash at the end.
   std::string address(std::size_t site = 0) const;
@@ -68,14 +61,12 @@ class Nginx {
   std::string configuration() const;
   std::string serverBlock(std::size_t site) const;
   bool start();
-  void stop();
-  ServedRequest parsed(const std::string& line) const;
 
   const TemporaryFolder folder_;
   const std::vector<NginxSite> sites_;
   std::vector<std::string> fingerprints_;
   std::vector<std::uint16_t> ports_;
-  pid_t process_ = -1;
+  ServerProcess process_;
 };
 
 }  // namespace idlewyn::testing

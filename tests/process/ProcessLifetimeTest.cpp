@@ -40,7 +40,7 @@ TEST(ProcessLifetime, AProcessEndsWithItsOwnStatusInTheMidstOfASnapshot) {
   relay.setFault("*", sandbox::Fault::stall());
   // Connecting, in the handshake, sending, waiting for the answers.
   for (int round = 0; round < 20; ++round) {
-    for (const char* manner : {"main", "coroutine", "return"}) {
+    for (const char* manner : {"main", "pool", "return"}) {
       EXPECT_EQ(endOf(manner, round < 10 ? round : round * 10, relay), 7)
           << manner << " in round " << round;
     }

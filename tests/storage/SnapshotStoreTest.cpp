@@ -2,14 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include <IdlewynKit/model/JSONCoding.hpp>
 #include <IdlewynKit/storage/AppGroup.hpp>
 #include <IdlewynKit/storage/SnapshotStore.hpp>
 
+#include "tests/storage/Golden.hpp"
 #include "tests/support/Sessions.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 
@@ -22,26 +20,11 @@ SessionSnapshot snapshotOf(std::string id) {
   return SessionSnapshot({testing::makeSession(std::move(id))}, Date{});
 }
 
-std::string golden() {
-  std::ifstream file(IDLEWYN_TEST_DATA "/golden/snapshot.json");
-  std::string text{std::istreambuf_iterator<char>(file), {}};
-  text.pop_back();  // the line end
-  return text;
-}
-
 // Stores of a home that lasts for one case.
 class SnapshotStoreTest : public ::testing::Test {
  protected:
   SnapshotStoreTest() { setenv("IDLEWYN_DATA_DIR", folder_.path().c_str(), 1); }
 
-  // Makes a suite impossible to open, until `unblock`.
-  void block(std::string_view suite) { std::filesystem::create_directories(fileOf(suite)); }
-  void unblock(std::string_view suite) { std::filesystem::remove_all(fileOf(suite)); }
-
- private:
-  std::filesystem::path fileOf(std::string_view suite) const {
-    return folder_.path() / "defaults" / (std::string(suite) + ".sqlite3");
-  }
   testing::TemporaryFolder folder_;
 };
 
@@ -52,11 +35,14 @@ TEST_F(SnapshotStoreTest, KeepsTheLastSnapshotAsBytesOfTheRelaysJSON) {
   store.clear();
   EXPECT_EQ(store.load(), SessionSnapshot::empty());
 
-  const auto snapshot = JSONDecoder::relay().decode<SessionSnapshot>(golden());
+  const std::string golden = testing::golden("snapshot");
+  const auto snapshot = JSONDecoder::relay().decode<SessionSnapshot>(golden);
   store.save(snapshotOf("earlier"));
   store.save(snapshot);
-  EXPECT_EQ(defaults.data(key), Data::ofText(golden()));
+  EXPECT_EQ(defaults.data(key), Data::ofText(golden));
   EXPECT_EQ(SnapshotStore("suite").load(), snapshot);
+  store.save(snapshotOf("\xFF"));
+  EXPECT_EQ(store.load(), snapshot) << "what can't be encoded leaves it";
   store.save(SessionSnapshot::empty());
   EXPECT_EQ(store.load(), SessionSnapshot::empty());
   EXPECT_TRUE(defaults.data(key)) << "an empty snapshot is one";
@@ -69,7 +55,7 @@ TEST_F(SnapshotStoreTest, ReadsWhateverIsNoSnapshotAsTheEmptyOneAndLeavesIt) {
   UserDefaults defaults = UserDefaults::suite("suite").value();
   const auto bytes = [](const char* text) { return Data::ofText(text); };
   const std::pair<const char*, UserDefaults::Value> rows[] = {
-      {"a text, though it is a snapshot's", golden()},
+      {"a text, though it is a snapshot's", testing::golden("snapshot")},
       {"a number", 5.0},
       {"no bytes", bytes("")},
       {"a list", bytes("[]")},
@@ -85,43 +71,32 @@ TEST_F(SnapshotStoreTest, ReadsWhateverIsNoSnapshotAsTheEmptyOneAndLeavesIt) {
   EXPECT_EQ(store.load(), snapshotOf("a"));
 }
 
-TEST_F(SnapshotStoreTest, LeavesTheStoredSnapshotWhenTheNextCanNotBeEncoded) {
-  const SnapshotStore store("suite");
-  store.save(snapshotOf("good"));
-  store.save(snapshotOf("\xFF"));
-  EXPECT_EQ(store.load(), snapshotOf("good"));
-}
-
-TEST_F(SnapshotStoreTest, UsesTheStandardDefaultsWithoutASuiteThatCanBeOpened) {
-  block("blocked");
+TEST_F(SnapshotStoreTest, ChoosesItsSuiteElseTheStandardDefaultsAtEachOperation) {
+  const SnapshotStore& group = SnapshotStore::shared();
+  const std::string identifier(AppGroup::identifier);
+  EXPECT_EQ(group, SnapshotStore(identifier));
+  // A directory in its place makes a suite impossible to open.
+  const auto blocked = folder_.path() / "defaults" / (identifier + ".sqlite3");
+  std::filesystem::create_directories(blocked);
   UserDefaults standard = UserDefaults::standard();
   for (const std::optional<std::string>& name :
-       {std::optional<std::string>(), {""}, {"a/b"}, {"blocked"}}) {
+       {std::optional<std::string>(), {""}, {"a/b"}, {identifier}}) {
     const SnapshotStore store(name);
     const SessionSnapshot snapshot = snapshotOf(name.value_or("none"));
     store.save(snapshot);
-    EXPECT_TRUE(standard.data(key)) << name.value_or("none");
+    EXPECT_TRUE(standard.data(key) && AppGroup::userDefaults().data(key)) << name.value_or("none");
     EXPECT_EQ(store.load(), snapshot) << name.value_or("none");
     store.clear();
     EXPECT_FALSE(standard.data(key)) << name.value_or("none");
   }
-}
-
-TEST_F(SnapshotStoreTest, OfTheGroupChoosesItsDefaultsAnewAtEachOperation) {
-  EXPECT_EQ(SnapshotStore::shared(), SnapshotStore(std::string(AppGroup::identifier)));
-  const SnapshotStore& group = SnapshotStore::shared();
-  const SnapshotStore standard(std::nullopt);
-  block(AppGroup::identifier);
   group.save(snapshotOf("standard"));
-  EXPECT_TRUE(AppGroup::userDefaults().data(key));
-  EXPECT_EQ(standard.load(), snapshotOf("standard"));
-  unblock(AppGroup::identifier);
+  std::filesystem::remove_all(blocked);
   EXPECT_FALSE(AppGroup::userDefaults().data(key));
   EXPECT_EQ(group.load(), SessionSnapshot::empty());
   group.save(snapshotOf("group"));
   EXPECT_EQ(group.load(), snapshotOf("group"));
   EXPECT_TRUE(AppGroup::userDefaults().data(key));
-  EXPECT_EQ(standard.load(), snapshotOf("standard"));
+  EXPECT_EQ(SnapshotStore(std::nullopt).load(), snapshotOf("standard"));
 }
 
 }  // namespace

@@ -4,8 +4,10 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
 #include <openssl/ssl.h>
-#include <poll.h>
+#include <openssl/x509v3.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -17,6 +19,22 @@
 
 namespace idlewyn::testing {
 namespace {
+
+void require(bool condition) {
+  if (!condition) throw std::runtime_error("a test certificate could not be made");
+}
+
+void addExtension(X509* certificate, int kind, const std::string& value) {
+  X509V3_CTX context;
+  X509V3_set_ctx(&context, certificate, certificate, nullptr, nullptr, 0);
+  X509_EXTENSION* extension = X509V3_EXT_conf_nid(nullptr, &context, kind, value.c_str());
+  require(extension != nullptr && X509_add_ext(certificate, extension, -1) == 1);
+  X509_EXTENSION_free(extension);
+}
+
+bool isAddress(const std::string& host) {
+  return host.find_first_not_of("0123456789.") == std::string::npos;
+}
 
 // Bound to a port of 127.0.0.1 that the kernel chose.
 std::pair<int, int> boundSocket() {
@@ -62,6 +80,52 @@ std::size_t contentLength(const std::string& head) {
 }
 
 }  // namespace
+
+TestCertificate::TestCertificate(const Shape& shape)
+    : certificate_(X509_new(), [](void* p) { X509_free(static_cast<X509*>(p)); }),
+      key_(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"),
+           [](void* p) { EVP_PKEY_free(static_cast<EVP_PKEY*>(p)); }) {
+  auto* certificate = static_cast<X509*>(certificate_.get());
+  auto* key = static_cast<EVP_PKEY*>(key_.get());
+  require(certificate != nullptr && key != nullptr);
+  X509_set_version(certificate, 2);
+  static std::atomic<std::int64_t> made = 0;
+  ASN1_INTEGER_set_int64(X509_get_serialNumber(certificate), ++made);
+  constexpr long day = 24 * 3600;
+  X509_gmtime_adj(X509_getm_notBefore(certificate), shape.validFrom * day);
+  X509_gmtime_adj(X509_getm_notAfter(certificate), shape.validTo * day);
+  const auto* subject = reinterpret_cast<const unsigned char*>(shape.host.c_str());
+  X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate), "CN", MBSTRING_ASC, subject, -1,
+                             -1, 0);
+  X509_set_pubkey(certificate, key);
+  addExtension(certificate, NID_basic_constraints,
+               shape.isAuthority ? "critical,CA:TRUE" : "critical,CA:FALSE");
+  addExtension(certificate, NID_subject_alt_name,
+               (isAddress(shape.host) ? "IP:" : "DNS:") + shape.host);
+  const TestCertificate& issuer = shape.issuer != nullptr ? *shape.issuer : *this;
+  X509_set_issuer_name(certificate,
+                       X509_get_subject_name(static_cast<X509*>(issuer.certificate())));
+  require(X509_sign(certificate, static_cast<EVP_PKEY*>(issuer.key()), EVP_sha256()) != 0);
+}
+
+platform::Data TestCertificate::der() const {
+  auto* certificate = static_cast<X509*>(certificate_.get());
+  platform::Data data;
+  data.storage.resize(static_cast<std::size_t>(i2d_X509(certificate, nullptr)));
+  auto* out = reinterpret_cast<unsigned char*>(data.storage.data());
+  i2d_X509(certificate, &out);
+  return data;
+}
+
+std::string TestCertificate::pem() const {
+  BIO* memory = BIO_new(BIO_s_mem());
+  require(PEM_write_bio_X509(memory, static_cast<X509*>(certificate_.get())) == 1);
+  char* text = nullptr;
+  const long size = BIO_get_mem_data(memory, &text);
+  std::string result(text, static_cast<std::size_t>(size));
+  BIO_free(memory);
+  return result;
+}
 
 RawServer::Connection::Connection(RawServer& server, int socket, int number)
     : server_(server), socket_(socket), number_(number) {}
@@ -141,6 +205,7 @@ void RawServer::Connection::reset() {
   const linger now{1, 0};
   setsockopt(socket_, SOL_SOCKET, SO_LINGER, &now, sizeof now);
   close(socket_.exchange(-1));
+  ++server_.closedCount_;
 }
 
 RawServer::RawServer(Script script, std::optional<TLS> tls)
@@ -206,9 +271,8 @@ void RawServer::serve(Connection& connection) {
 }
 
 std::string RawServer::url(std::string_view path, std::string_view host) const {
-  std::string text = tls_ ? "https://" : "http://";
-  text.append(host).append(":").append(std::to_string(port_)).append(path);
-  return text;
+  return (tls_ ? "https://" : "http://") + std::string(host) + ":" + std::to_string(port_) +
+         std::string(path);
 }
 
 std::vector<std::string> RawServer::requests() const {
@@ -230,10 +294,8 @@ bool RawServer::waitForClosed(int count) const {
 
 std::string RawServer::answer(std::string_view body, std::string_view status,
                               std::string_view fields) {
-  std::string text("HTTP/1.1 ");
-  text.append(status).append("\r\n").append(fields);
-  text.append("Content-Length: ").append(std::to_string(body.size())).append("\r\n\r\n");
-  return text.append(body);
+  return "HTTP/1.1 " + std::string(status) + "\r\n" + std::string(fields) +
+         "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + std::string(body);
 }
 
 RawServer::Script RawServer::answering(std::string text) {

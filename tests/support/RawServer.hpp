@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/support/TestCertificate.hpp"
+#include <IdlewynKit/platform/base/Data.hpp>
 
 /// A server on 127.0.0.1 that does exactly what a test writes down, however wrong.
 ///
@@ -35,6 +35,33 @@ bool waitUntil(Condition condition) {
   }
   return true;
 }
+
+/// A certificate with its key, made in memory (P-256, so that making one takes no time).
+class TestCertificate {
+ public:
+  struct Shape {
+    /// A DNS name or an IP address.
+    std::string host = "127.0.0.1";
+    /// Days from now.
+    int validFrom = -1;
+    int validTo = 1;
+    /// Self-signed when null.
+    const TestCertificate* issuer = nullptr;
+    bool isAuthority = false;
+  };
+
+  explicit TestCertificate(const Shape& shape);
+  TestCertificate() : TestCertificate(Shape()) {}
+
+  platform::Data der() const;
+  std::string pem() const;
+  void* certificate() const { return certificate_.get(); }  // X509
+  void* key() const { return key_.get(); }                  // EVP_PKEY
+
+ private:
+  std::shared_ptr<void> certificate_;
+  std::shared_ptr<void> key_;
+};
 
 class RawServer {
  public:
@@ -77,10 +104,9 @@ class RawServer {
   using Script = std::function<void(Connection&)>;
 
   struct TLS {
-    explicit TLS(TestCertificate certificate) : certificate(std::move(certificate)) {}
-    TestCertificate certificate;
+    TestCertificate certificate{};
     /// Sent behind the certificate.
-    std::vector<TestCertificate> chain;
+    std::vector<TestCertificate> chain{};
     /// The only version of TLS that is spoken, as OpenSSL numbers them; any when 0.
     int version = 0;
     /// Says that HTTP/2 was agreed on; what is spoken is the script's affair.
@@ -92,6 +118,9 @@ class RawServer {
   };
 
   explicit RawServer(Script script, std::optional<TLS> tls = std::nullopt);
+  /// Answers everything with "ok".
+  explicit RawServer(std::optional<TLS> tls = std::nullopt)
+      : RawServer(answering(answer("ok")), std::move(tls)) {}
   ~RawServer();
   RawServer(const RawServer&) = delete;
   RawServer& operator=(const RawServer&) = delete;
@@ -104,7 +133,7 @@ class RawServer {
   /// Waits until so many connections were accepted, or requests read; false after 10 seconds.
   bool waitForConnections(int count) const;
   bool waitForRequests(std::size_t count) const;
-  /// Waits until the server has closed so many connections in an orderly way.
+  /// Waits until the server has closed so many connections.
   bool waitForClosed(int count) const;
 
   /// A whole HTTP/1.1 answer.

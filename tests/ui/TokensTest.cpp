@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <cstdint>
-#include <string_view>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -17,7 +17,7 @@ RGBA sRGB(std::uint32_t hex, double alpha) {
 
 TEST(Palette, ColoursInBothAppearances) {
   struct Row {
-    std::string_view name;
+    const char* name;
     Color color;
     std::uint32_t light, dark;
     double alpha = 1;
@@ -41,39 +41,34 @@ TEST(Palette, ColoursInBothAppearances) {
       {"OnDark.tertiary", P::OnDark::tertiary, 0xF6F2E9, 0xF6F2E9, 0.58},
       {"OnDark.card", P::OnDark::card, 0x070B1C, 0x070B1C, 0.6},
       {"OnDark.cardRaised", P::OnDark::cardRaised, 0x1B2A5E, 0x1B2A5E, 0.95},
-      {"tint(claude)", tint(AgentProvider::claude), 0x4A4E63, 0xC9C6D6},
-      {"tint(codex)", tint(AgentProvider::codex), 0x4A4E63, 0xC9C6D6},
-      {"tint(working)", tint(SessionStatus::working), 0x0062CC, 0x6CB8FF},
-      {"tint(waitingForInput)", tint(SessionStatus::waitingForInput), 0xB84A00, 0xFFA630},
-      {"tint(finished)", tint(SessionStatus::finished), 0x1A7F37, 0x3DD66B},
-      {"tint(failed)", tint(SessionStatus::failed), 0xC62828, 0xFF7B72},
-      {"tint(idle)", tint(SessionStatus::idle), 0x636366, 0xA1A1A6},
   };
   for (const Row& row : rows) {
     EXPECT_EQ(row.color.resolved(Appearance::light), sRGB(row.light, row.alpha)) << row.name;
     EXPECT_EQ(row.color.resolved(Appearance::dark), sRGB(row.dark, row.alpha)) << row.name;
   }
+  using S = P::Status;
+  for (const auto& [status, color] :
+       {std::pair(SessionStatus::working, S::working),
+        std::pair(SessionStatus::waitingForInput, S::waiting),
+        std::pair(SessionStatus::finished, S::finished),
+        std::pair(SessionStatus::failed, S::failed), std::pair(SessionStatus::idle, S::idle)})
+    EXPECT_EQ(tint(status), color) << label(status);
+  for (const AgentProvider provider : allCases<AgentProvider>())
+    EXPECT_EQ(tint(provider), P::providerBadge);
   // Not multiples of 1/255.
   EXPECT_EQ(P::nightRed, Color(1, 0.28, 0.22));
   EXPECT_EQ(P::sky, platform::LinearGradient(P::ink, P::inkDeep, {0.5, 0}, {0.5, 1}));
 }
 
 TEST(Typography, EveryFont) {
-  struct Row {
-    std::string_view name;
-    Font font;
-    double size;
-    FontWeight weight;
-    FontDesign design;
-    bool digits, follows = true;
-  };
   using T = Typography;
   using enum FontWeight;
   constexpr auto round = FontDesign::rounded, plain = FontDesign::standard,
                  mono = FontDesign::monospaced;
-  const std::vector<Row> rows{
-      {"display", T::display, 88, thin, round, true, false},
-      {"bigCount", T::bigCount, 44, bold, round, true, false},
+  using Row = std::tuple<const char*, Font, double, FontWeight, FontDesign, bool>;
+  const Row rows[] = {
+      {"display", T::display, 88, thin, round, true},
+      {"bigCount", T::bigCount, 44, bold, round, true},
       {"count", T::count, 26, bold, round, true},
       {"countLabel", T::countLabel, 15, semibold, round, false},
       {"title", T::title, 15, semibold, round, false},
@@ -94,12 +89,12 @@ TEST(Typography, EveryFont) {
       {"numberSmall", T::numberSmall, 9, semibold, plain, true},
       {"numberLarge", T::numberLarge, 13, bold, round, true},
   };
-  for (const Row& row : rows) {
-    EXPECT_EQ(row.font.size(), row.size) << row.name;
-    EXPECT_EQ(row.font.weight(), row.weight) << row.name;
-    EXPECT_EQ(row.font.design(), row.design) << row.name;
-    EXPECT_EQ(row.font.hasMonospacedDigits(), row.digits) << row.name;
-    EXPECT_EQ(row.font.followsTextScale(), row.follows) << row.name;
+  for (const auto& [name, font, size, weight, design, digits] : rows) {
+    EXPECT_EQ(font.size(), size) << name;
+    EXPECT_EQ(font.weight(), weight) << name;
+    EXPECT_EQ(font.design(), design) << name;
+    EXPECT_EQ(font.hasMonospacedDigits(), digits) << name;
+    EXPECT_EQ(font.followsTextScale(), size < 44) << name;
   }
   EXPECT_EQ(T::countLabel, T::title);
   EXPECT_NE(T::title, T::screenTitle);

@@ -24,11 +24,10 @@ TEST(Date, countsSecondsFromTheFirstInstantOf2001) {
 }
 
 TEST(Date, convertsToTheSystemClockAndBackWithoutLosingAnything) {
-  const double seconds[] = {0, 0.25, -0.25, -1, 794'412'429.123456789, -1e9 - 0.1, 5e9 + 0.7};
-  for (const double value : seconds) {
-    const Date date = dateFromReferenceSeconds(value);
-    // The nanoseconds of the system clock are finer than the double, but for dates near 2001.
-    EXPECT_NEAR(secondsSinceReferenceDate(fromSystemClock(toSystemClock(date))), value, 5e-10);
+  // The nanoseconds of the system clock are finer than the double, but for dates near 2001.
+  for (const double value : {0.0, 0.25, -0.25, 794'412'429.123456789, -1e9 - 0.1, 5e9 + 0.7}) {
+    const auto time = toSystemClock(dateFromReferenceSeconds(value));
+    EXPECT_NEAR(secondsSinceReferenceDate(fromSystemClock(time)), value, 5e-10);
   }
   const System::time_point fine = reference + 794'412'429s + 123'456'789ns;
   EXPECT_LT(std::chrono::abs(toSystemClock(fromSystemClock(fine)) - fine), 120ns);
@@ -36,12 +35,15 @@ TEST(Date, convertsToTheSystemClockAndBackWithoutLosingAnything) {
 
 TEST(Date, saturatesAtTheEndsOfTheSystemClock) {
   constexpr double infinity = std::numeric_limits<double>::infinity();
-  EXPECT_EQ(toSystemClock(dateFromReferenceSeconds(1e12)), System::time_point::max());
-  EXPECT_EQ(toSystemClock(dateFromReferenceSeconds(infinity)), System::time_point::max());
-  EXPECT_EQ(toSystemClock(distantPast), System::time_point::min());
-  EXPECT_EQ(toSystemClock(dateFromReferenceSeconds(-infinity)), System::time_point::min());
-  EXPECT_EQ(toSystemClock(dateFromReferenceSeconds(std::nan(""))), System::time_point{});
-  EXPECT_TRUE(std::isfinite(secondsSinceReferenceDate(fromSystemClock(System::time_point::min()))));
+  const std::pair<Date, System::time_point> cases[] = {
+      {dateFromReferenceSeconds(1e12), System::time_point::max()},
+      {dateFromReferenceSeconds(infinity), System::time_point::max()},
+      {distantPast, System::time_point::min()},
+      {dateFromReferenceSeconds(-infinity), System::time_point::min()},
+      {dateFromReferenceSeconds(std::nan("")), System::time_point{}},
+  };
+  for (const auto& [date, expected] : cases)
+    EXPECT_EQ(toSystemClock(date), expected);
   EXPECT_LT(fromSystemClock(System::time_point::min()), fromSystemClock(System::time_point::max()));
 }
 

@@ -11,12 +11,6 @@ namespace {
 using namespace test;
 using Kind = DecodingError::Kind;
 
-constexpr std::string_view complete =
-    R"({"name":"n","count":7,"ratio":0.5,"isOn":true,"at":"2001-01-01T00:00:09Z",)"
-    R"("link":"https://h/p","colour":"green","mood":"bad","origin":{"x":1,"y":2},)"
-    R"("points":[{"x":3},{"x":4,"y":null}],"note":"m","until":"2001-01-01T00:01:00Z",)"
-    R"("second":{"x":5},"tint":"red","words":["a",""],"home":"/"})";
-
 /// The complete document with one piece of text put in the place of another.
 std::string with(std::string_view piece, std::string_view replacement) {
   std::string text(complete);
@@ -26,19 +20,13 @@ std::string with(std::string_view piece, std::string_view replacement) {
 }
 
 TEST(JSONDecoder, readsEveryKindOfField) {
-  const auto value = textDates().decode<Everything>(complete);
+  const auto value = JSONDecoder().decode<Everything>(complete);
   EXPECT_EQ(value.name, "n");
   EXPECT_EQ(value.count, 7);
   EXPECT_EQ(value.mood, Mood::bad);
-  EXPECT_EQ(value.at, dateFromReferenceSeconds(9));
-  EXPECT_EQ(value.until, dateFromReferenceSeconds(60));
-  JSONEncoder encoder;
-  encoder.dateEncodingStrategy = [](Date date, std::string& text) {
-    appendISO8601(date, text);
-    text.erase(text.size() - 5, 4);  // the fraction
-  };
-  EXPECT_EQ(encoder.encode(value).text(), with(",\"y\":null", ""));
-  EXPECT_EQ(textDates().decode<std::vector<Everything>>("[" + std::string(complete) + "]"),
+  EXPECT_EQ(value.at, dateFromReferenceSeconds(9.25));
+  EXPECT_EQ(value.until, dateFromReferenceSeconds(-60));
+  EXPECT_EQ(JSONDecoder().decode<std::vector<Everything>>("[" + std::string(complete) + "]"),
             std::vector{value});
 }
 
@@ -54,21 +42,10 @@ TEST(JSONDecoder, readsTheSameRecordWhateverTheTextsForm) {
       with("\"name\":\"n\",", "").insert(complete.size() - 12, ",\"name\":\"n\""),  // last
       with("{\"name\"", "{\"\":1,\"nam\":1,\"names\":1,\"Name\":1,\"name\""),
   };
-  const auto expected = textDates().decode<Everything>(complete);
+  const auto expected = JSONDecoder().decode<Everything>(complete);
   for (const std::string& text : cases)
-    EXPECT_EQ(textDates().decode<Everything>(text), expected) << text;
-  EXPECT_EQ(textDates().decode<Everything>(with("\"bad\"", "\"furious\"")).mood, Mood::unknown);
-}
-
-TEST(JSONDecoder, readsMissingAndNullOptionalFieldsAsEmpty) {
-  const auto missing =
-      textDates().decode<Everything>(with(complete.substr(complete.find(",\"note\"")), "}"));
-  const auto null = textDates().decode<Everything>(
-      with(complete.substr(complete.find(",\"note\"")),
-           R"(,"note":null,"until":null,"second":null,"tint":null,"words":null,"home":null})"));
-  EXPECT_EQ(missing, null);
-  EXPECT_FALSE(missing.note || missing.until || missing.second || missing.tint || missing.words ||
-               missing.home);
+    EXPECT_EQ(JSONDecoder().decode<Everything>(text), expected) << text;
+  EXPECT_EQ(JSONDecoder().decode<Everything>(with("\"bad\"", "\"furious\"")).mood, Mood::unknown);
 }
 
 TEST(JSONDecoder, namesKindAndPlaceOfTheFirstFault) {
@@ -84,33 +61,27 @@ TEST(JSONDecoder, namesKindAndPlaceOfTheFirstFault) {
       {"[]", mismatch, "", "Expected an object but found a list."},
       {"null", Kind::valueNotFound, "", "Expected an object but found null."},
       {with("\"name\":\"n\",", ""), Kind::keyNotFound, "", "No value for the key \"name\"."},
-      {with("\"x\":3", "\"z\":3"), Kind::keyNotFound, "points[0]", "No value for the key \"x\"."},
       {with("\"n\"", "null"), Kind::valueNotFound, "name", "Expected a text but found null."},
       {with("\"n\"", "1"), mismatch, "name", "Expected a text but found a number."},
       {with("7", "\"7\""), mismatch, "count", "Expected a number but found a text."},
       {with("7", "5.5"), corrupted, "count", "The number 5.5 is no 64-bit integer."},
       {with("7", "9223372036854775808"), corrupted, "count", ""},
-      {with("7", "1e999"), corrupted, "count", ""},
       {with("0.5", "1e999"), corrupted, "ratio", "The number is too large."},
       {with("true", "1"), mismatch, "isOn", "Expected a boolean but found a number."},
-      {with("\"2001-01-01T00:00:09Z\"", "9"), mismatch, "at",
-       "Expected a text but found a number."},
-      {with("\"2001-01-01T00:00:09Z\"", "null"), Kind::valueNotFound, "at", ""},
-      {with("2001-01-01T00:00:09Z", "today"), corrupted, "at", "Bad date: today"},
+      {with("9.25", "null"), Kind::valueNotFound, "at", "Expected a number but found null."},
+      {with("9.25", "\"9\""), mismatch, "at", "Expected a number but found a text."},
       {with("https://h/p", "h h"), corrupted, "link", "Invalid URL string."},
       {with("green", "Green"), corrupted, "colour", "Colour has no case \"Green\"."},
-      {with("{\"x\":1,\"y\":2}", "[]"), mismatch, "origin", "Expected an object but found a list."},
-      {with("{\"x\":4,", "{\"x\":[],"), mismatch, "points[1].x", ""},
+      {with("{\"x\":4", "{\"x\":[]"), mismatch, "points[1].x", ""},
       {with("[{\"x\":3},", "[null,"), Kind::valueNotFound, "points[0]", ""},
       {with("\"x\":5", "\"x\":{}"), mismatch, "second.x", "Expected a number but found an object."},
-      {with("[\"a\",\"\"]", "[\"a\",2]"), mismatch, "words[1]", ""},
       {with("\"x\":1,\"y\":2", "\"y\":\"\",\"x\":\"\""), mismatch, "origin.x", ""},
       {R"({"at":"bad","name":"n","count":"7"})", mismatch, "count", ""},  // as declared
       {with("\"/\"", "\"\\\\\""), corrupted, "home", "Invalid URL string."},
   };
   for (const Case& c : cases) {
     try {
-      textDates().decode<Everything>(c.text);
+      JSONDecoder().decode<Everything>(c.text);
       ADD_FAILURE() << "no error for " << c.text;
     } catch (const DecodingError& error) {
       EXPECT_EQ(error.kind, c.kind) << c.text;
@@ -128,8 +99,6 @@ TEST(JSONDecoder, readsSingleValues) {
   EXPECT_EQ(decoder.decode<std::int64_t>(std::string_view("-9223372036854775808")), INT64_MIN);
   EXPECT_EQ(decoder.decode<double>(std::string_view("9223372036854775809")), 0x1p63);
   EXPECT_EQ(decoder.decode<Date>(std::string_view("-0.5")), dateFromReferenceSeconds(-0.5));
-  EXPECT_EQ(decoder.decode<std::vector<std::vector<double>>>(std::string_view("[[],[1,2.5]]")),
-            (std::vector<std::vector<double>>{{}, {1, 2.5}}));
 }
 
 TEST(JSONDecoder, tellsKeysApartThatItsTableDoesNot) {
@@ -147,17 +116,19 @@ TEST(JSONDecoder, givesADateStrategyItsValueAndItsPlace) {
   };
   EXPECT_EQ(decoder.decode<std::vector<Date>>(std::string_view("[978307201,978307201.5]")),
             (std::vector{dateFromReferenceSeconds(1), dateFromReferenceSeconds(1.5)}));
-  const auto error = [&](std::string_view text) -> std::string {
-    try {
-      decoder.decode<std::vector<Date>>(text);
-      return "none";
-    } catch (const DecodingError& thrown) {
-      return thrown.what();
-    }
+  const std::pair<std::string_view, const char*> errors[] = {
+      {"[[],[1,-1]]", "[1][1]! (at [1][1])"},
+      {"[[1,\"x\"]]", "Expected a number but found a text. (at [0][1])"},
+      {"[[null]]", "Expected a date but found null. (at [0][0])"},
   };
-  EXPECT_EQ(error("[1,-1]"), "[1]! (at [1])");
-  EXPECT_EQ(error("[1,\"x\"]"), "Expected a number but found a text. (at [1])");
-  EXPECT_EQ(error("[null]"), "Expected a date but found null. (at [0])");
+  for (const auto& [text, expected] : errors) {
+    try {
+      decoder.decode<std::vector<std::vector<Date>>>(text);
+      ADD_FAILURE() << text;
+    } catch (const DecodingError& error) {
+      EXPECT_STREQ(error.what(), expected);
+    }
+  }
 
   // A strategy may decode and throw what it wants.
   decoder.dateDecodingStrategy = [](const SingleValue& value) {

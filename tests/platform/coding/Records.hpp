@@ -3,7 +3,6 @@
 
 #include <array>
 
-#include <IdlewynKit/platform/base/ISO8601.hpp>
 #include <IdlewynKit/platform/coding/JSONDecoder.hpp>
 #include <IdlewynKit/platform/coding/JSONEncoder.hpp>
 
@@ -67,15 +66,11 @@ struct Alike {
   std::int64_t first = 0, second = 0;
 };
 
-inline JSONDecoder textDates() {
-  JSONDecoder decoder;
-  decoder.dateDecodingStrategy = [](const SingleValue& value) {
-    const auto date = parseISO8601(value.text(), FractionOfSecond::absent);
-    if (!date) throw value.dataCorrupted("Bad date: " + std::string(value.text()));
-    return *date;
-  };
-  return decoder;
-}
+/// An `Everything` with a value in each field, as it is written.
+inline constexpr std::string_view complete =
+    R"({"name":"n","count":7,"ratio":0.5,"isOn":true,"at":9.25,"link":"https://h/p",)"
+    R"("colour":"green","mood":"bad","origin":{"x":1,"y":2},"points":[{"x":3},{"x":4}],)"
+    R"("note":"","until":-60,"second":{"x":5},"tint":"red","words":["a",""],"home":"/"})";
 
 }  // namespace idlewyn::platform::test
 

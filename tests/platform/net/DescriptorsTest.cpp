@@ -14,20 +14,13 @@
 namespace idlewyn::testing {
 namespace {
 
-/// Leaves the process so many descriptors to open; hands out low numbers first.
-void leaveDescriptors(rlim_t count) {
+/// Leaves the process so many descriptors to open (low numbers are handed out first), or all.
+void leaveDescriptors(std::optional<rlim_t> count) {
   rlimit limit{};
   getrlimit(RLIMIT_NOFILE, &limit);
   const int next = fcntl(0, F_DUPFD_CLOEXEC, 0);
   if (next >= 0) close(next);
-  limit.rlim_cur = static_cast<rlim_t>(next) + count;
-  setrlimit(RLIMIT_NOFILE, &limit);
-}
-
-void allowDescriptors() {
-  rlimit limit{};
-  getrlimit(RLIMIT_NOFILE, &limit);
-  limit.rlim_cur = limit.rlim_max;
+  limit.rlim_cur = count ? static_cast<rlim_t>(next) + *count : limit.rlim_max;
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
@@ -41,14 +34,13 @@ std::string fetchWith(rlim_t descriptors, const std::shared_ptr<URLSession>& ses
                       const std::string& address) {
   leaveDescriptors(descriptors);
   std::string outcome = fetch(session, address);
-  allowDescriptors();
+  leaveDescriptors(std::nullopt);
   return outcome;
 }
 
 [[noreturn]] void runOutOfDescriptors(rlim_t count, bool isDelegated) {
   alarm(30);
-  static RawServer server(RawServer::answering(RawServer::answer("ok")),
-                          RawServer::TLS(TestCertificate()));
+  static RawServer server{RawServer::TLS()};
   const std::string refused = "https://127.0.0.1:" + std::to_string(refusedPort());
   const auto early = isDelegated ? trustingSession() : URLSession::ephemeral();
   expect(fetchWith(count, early, refused), "-1004", "the first request");

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <memory>
-#include <utility>
 #include <variant>
 
 #include <boost/asio/co_spawn.hpp>
@@ -76,12 +77,11 @@ class ScriptedDelegate : public URLSessionDelegate {
   ChallengeAnswer didReceive(AuthenticationMethod method,
                              const std::optional<ServerTrust>& trust) override {
     ++challenges;
-    lastMethod = method;
+    EXPECT_EQ(method, AuthenticationMethod::serverTrust);
     return script_(*trust);
   }
 
   std::atomic<int> challenges{0};
-  std::atomic<AuthenticationMethod> lastMethod{AuthenticationMethod::httpBasic};
 
  private:
   Script script_;
@@ -95,8 +95,10 @@ inline ChallengeAnswer refuse(const ServerTrust&) {
   return ChallengeAnswer(ChallengeDisposition::cancelAuthenticationChallenge, std::nullopt);
 }
 
-inline std::shared_ptr<URLSession> trustingSession() {
-  return URLSession::ephemeral(std::make_shared<ScriptedDelegate>(accept));
+inline std::shared_ptr<URLSession> sessionThat(ScriptedDelegate::Script decides) {
+  return URLSession::ephemeral(std::make_shared<ScriptedDelegate>(std::move(decides)));
 }
+
+inline std::shared_ptr<URLSession> trustingSession() { return sessionThat(accept); }
 
 }  // namespace idlewyn::testing

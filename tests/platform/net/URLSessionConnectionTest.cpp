@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
-// Connections that the server closes while nobody uses them, refused streams, and what a
-// connection may not leave behind.
+// Whom connections are made to, where a delegate decides; what becomes of those that the server
+// closes while nobody uses them, of refused streams; what a connection may not leave behind.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <openssl/ssl.h>
 
 #include <set>
+#include <stdexcept>
+#include <thread>
 
 #include "tests/platform/net/NetSupport.hpp"
 
@@ -22,40 +24,47 @@ std::string frame(char type, char flags, char stream, std::string_view payload) 
 
 const std::string settings = frame(4, 0, 0, "");
 
-struct FrameHead {
-  char type, flags, stream;
-};
-
-/// Reads a frame; its payload is of no interest. All zero when the peer has gone.
-FrameHead readFrame(Connection& connection) {
-  const std::string head = connection.readBytes(9);
-  if (head.size() < 9) return {};
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(head[i]); };
-  connection.readBytes(std::size_t{byte(1)} << 8 | byte(2));
-  return {head[3], head[4], head[8]};
-}
-
 /// Reads to the end of the next request and records it; gives its stream, 0 when the peer has
 /// gone. The first time it also waits until our settings are acknowledged: closing with bytes
 /// unread would reset the connection and destroy the answer.
 char readStream(Connection& connection, bool isAcknowledged) {
   char stream = 0;
   while (stream == 0 || !isAcknowledged) {
-    const FrameHead head = readFrame(connection);
-    if (head.stream == 0 && head.type == 0) return 0;
-    if (head.type == 4 && head.flags == 1) isAcknowledged = true;
-    if (head.type <= 1 && (head.flags & 1) != 0) stream = head.stream;
+    const std::string head = connection.readBytes(9);
+    if (head.size() < 9) return 0;
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(head[i]); };
+    connection.readBytes(std::size_t{byte(1)} << 8 | byte(2));
+    if (head[3] == 4 && head[4] == 1) isAcknowledged = true;
+    if (head[3] <= 1 && (head[4] & 1) != 0) stream = head[8];
   }
   connection.record("stream");
   return stream;
 }
 
-std::string status200(char stream) { return frame(1, 5, stream, "\x88"); }
+std::string status200(char stream) {
+  return frame(1, 4, stream, "\x88") + frame(0, 1, stream, "ok");
+}
 
-/// Answers one request and then ends the connection though the client would keep it.
-void answerOnce(Connection& connection) {
-  connection.readRequest();
-  connection.write(RawServer::answer("ok"));
+/// Nobody is answered before all have asked: one who came late could else be given a kept
+/// connection that is about to be closed.
+std::atomic<int> asked = 0, expected = 0;
+
+bool answerOnce(Connection& connection) {
+  if (connection.readRequest().empty()) return false;
+  ++asked;
+  waitUntil([] { return asked >= expected; });
+  return connection.write(RawServer::answer("ok"));
+}
+
+void answerAlways(Connection& connection) {
+  while (answerOnce(connection))
+    continue;
+}
+
+void answerAndReset(Connection& connection) {
+  answerOnce(connection);
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  connection.reset();
 }
 
 void answerOnceOverHTTP2(Connection& connection) {
@@ -64,67 +73,61 @@ void answerOnceOverHTTP2(Connection& connection) {
   if (const char stream = readStream(connection, false)) connection.write(status200(stream));
 }
 
-struct Transport {
-  const char* name;
-  RawServer::Script script;
-  std::optional<RawServer::TLS> tls;
-  const char* outcome;
-};
-
-std::vector<Transport> transports() {
-  RawServer::TLS tls13{TestCertificate()}, tls12 = tls13, http2 = tls13;
-  tls12.version = TLS1_2_VERSION;
-  http2.choosesHTTP2 = true;
-  return {{"plain", answerOnce, std::nullopt, "200 ok"},
-          {"TLS 1.3", answerOnce, tls13, "200 ok"},
-          {"TLS 1.2", answerOnce, tls12, "200 ok"},
-          {"HTTP/2", answerOnceOverHTTP2, http2, "200 "}};
-}
-
-TEST(URLSession, ReplacesKeptConnectionsThatTheServerClosed) {
-  for (const Transport& transport : transports()) {
-    SCOPED_TRACE(transport.name);
-    RawServer server(transport.script, transport.tls);
+TEST(URLSession, KeepsConnectionsAndReplacesThoseThatTheServerClosed) {
+  struct Row {
+    const char* why;
+    int size;
+    RawServer::Script script;
+    std::optional<RawServer::TLS> tls;
+    bool isKept = false;
+  };
+  const RawServer::TLS tls, tls12{.version = TLS1_2_VERSION}, http2{.choosesHTTP2 = true};
+  const Row rows[] = {
+      {"nothing is closed", 60, answerAlways, std::nullopt, true},
+      {"plain", 60, answerOnce, std::nullopt},
+      {"TLS 1.3", 60, answerOnce, tls},
+      {"TLS 1.2", 60, answerOnce, tls12},
+      {"HTTP/2", 1, answerOnceOverHTTP2, http2},
+      {"a reset", 1, answerAndReset, tls},
+  };
+  for (const auto& [why, size, script, transport, isKept] : rows) {
+    SCOPED_TRACE(why);
+    RawServer server(script, transport);
     const auto session = trustingSession();
-    for (int round = 1; round <= 5; ++round) {
-      URLRequest request =
+    asked = 0;
+    for (int round = 1; round <= 4; ++round) {
+      expected = size * round;
+      const URLRequest request =
           round % 2 == 0 ? requestFor(server.url("/")) : post(server.url("/"), "{}");
-      EXPECT_EQ(describe(exchange(session, request)), transport.outcome) << round;
-      ASSERT_TRUE(server.waitForClosed(round));
+      ASSERT_EQ(answersOf(session, request, size), size) << round;
+      ASSERT_TRUE(isKept || server.waitForClosed(size * round));
     }
-    EXPECT_EQ(server.requests().size(), 5u) << "each was sent once";
+    EXPECT_EQ(server.requests().size(), static_cast<std::size_t>(expected)) << "each sent once";
+    EXPECT_EQ(server.connectionCount(), isKept ? size : size * 4);
   }
 }
 
-TEST(URLSession, ReplacesAWholeBurstOfClosedConnections) {
-  constexpr int size = 60;
-  for (const Transport& transport : transports()) {
-    if (transport.outcome != std::string("200 ok")) continue;
-    SCOPED_TRACE(transport.name);
-    // Nobody is answered before all have asked: one who came late could else be given a kept
-    // connection that is about to be closed.
-    std::atomic<int> asked = 0, expected = 0;
-    RawServer server(
-        [&](Connection& connection) {
-          connection.readRequest();
-          ++asked;
-          waitUntil([&] { return asked >= expected; });
-          connection.write(RawServer::answer("ok"));
-        },
-        transport.tls);
+TEST(URLSession, TakesWhatNobodyAskedForForNoAnswer) {
+  const RawServer::Script talkative = [](Connection& connection) {
+    connection.readRequest();
+    connection.write(RawServer::answer("ok"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    connection.write(RawServer::answer("forged", "403 Forbidden"));
+    connection.record("said");
+    connection.hang();
+  };
+  RawServer plain(talkative), secure(talkative, RawServer::TLS());
+  for (const RawServer* server : {&plain, &secure}) {
     const auto session = trustingSession();
     for (int round = 1; round <= 3; ++round) {
-      expected = size * round;
-      EXPECT_EQ(answersOf(session, post(server.url("/"), "{}"), size), size) << round;
-      ASSERT_TRUE(server.waitForClosed(size * round));
+      ASSERT_EQ(fetch(session, server->url("/")), "200 ok") << server->url("/");
+      server->waitForRequests(2 * static_cast<std::size_t>(round));
     }
-    EXPECT_EQ(server.requests().size(), std::size_t{3 * size});
+    EXPECT_EQ(server->connectionCount(), 3);
   }
 }
 
 TEST(URLSessionOverHTTP2, SendsRefusedStreamsOnce) {
-  RawServer::TLS tls{TestCertificate()};
-  tls.choosesHTTP2 = true;
   RawServer server(
       [](Connection& connection) {
         connection.readBytes(24);
@@ -138,9 +141,9 @@ TEST(URLSessionOverHTTP2, SendsRefusedStreamsOnce) {
           isFirst = false;
         }
       },
-      tls);
+      RawServer::TLS{.choosesHTTP2 = true});
   const auto session = trustingSession();
-  EXPECT_EQ(fetch(session, server.url("/")), "200 ");
+  EXPECT_EQ(fetch(session, server.url("/")), "200 ok");
   EXPECT_EQ(fetch(session, server.url("/")), "-1005");
   EXPECT_EQ(describe(exchange(session, post(server.url("/"), "{}"))), "-1005");
   EXPECT_EQ(server.requests().size(), 3u);
@@ -157,13 +160,99 @@ std::set<int> inheritedDescriptors() {
 
 TEST(URLSession, OpensNothingThatOtherProgramsInherit) {
   const std::set<int> before = inheritedDescriptors();
-  RawServer server(RawServer::answering(RawServer::answer("ok")),
-                   RawServer::TLS(TestCertificate()));
-  const auto first = trustingSession();
-  const auto second = trustingSession();
+  RawServer server{RawServer::TLS()};
+  const auto first = trustingSession(), second = trustingSession();
   EXPECT_EQ(fetch(first, server.url("/")), "200 ok");
   EXPECT_EQ(fetch(second, server.url("/")), "200 ok");
   EXPECT_EQ(inheritedDescriptors(), before);
+}
+
+ScriptedDelegate::Script pinnedTo(Data leaf) {
+  return [leaf = std::move(leaf)](const ServerTrust& trust) {
+    return trust.certificateChain.at(0).der == leaf ? accept(trust) : refuse(trust);
+  };
+}
+
+TEST(URLSessionDelegate, AloneDecidesWhomToTrust) {
+  const std::pair<const char*, TestCertificate::Shape> rows[] = {
+      {"expired", {"127.0.0.1", -2, 0}},
+      {"other host, not valid yet", {"elsewhere.example", 1, 2}}};
+  for (const auto& [why, shape] : rows) {
+    SCOPED_TRACE(why);
+    const TestCertificate certificate(shape);
+    RawServer server{RawServer::TLS{certificate}};
+    const auto right = std::make_shared<ScriptedDelegate>(pinnedTo(certificate.der()));
+    const auto session = URLSession::ephemeral(right);
+    EXPECT_EQ(fetch(session, server.url("/")), "200 ok");
+    EXPECT_EQ(fetch(session, server.url("/")), "200 ok");
+    EXPECT_EQ(right->challenges, 1) << "the second exchange used the same connection";
+    EXPECT_EQ(server.connectionCount(), 1);
+
+    const auto wrong = std::make_shared<ScriptedDelegate>(pinnedTo(TestCertificate().der()));
+    EXPECT_EQ(fetch(URLSession::ephemeral(wrong), server.url("/")), "-999");
+    EXPECT_EQ(wrong->challenges, 1);
+    EXPECT_EQ(server.requests().size(), 2u) << "nothing is sent to a refused server";
+  }
+}
+
+TEST(URLSessionDelegate, SeesTheChainAsItWasSent) {
+  const TestCertificate authority(TestCertificate::Shape{"Authority", -1, 1, nullptr, true});
+  const TestCertificate leaf(TestCertificate::Shape{"127.0.0.1", -1, 1, &authority});
+  RawServer server{RawServer::TLS{leaf, {authority}}};
+  std::vector<Certificate> seen;
+  const auto session = sessionThat([&](const ServerTrust& trust) {
+    seen = trust.certificateChain;
+    return accept(trust);
+  });
+  EXPECT_EQ(fetch(session, server.url("/")), "200 ok");
+  const std::vector<Certificate> expected{Certificate(leaf.der()), Certificate(authority.der())};
+  EXPECT_EQ(seen, expected);
+}
+
+TEST(URLSessionDelegate, AnythingButAClearPermissionCancels) {
+  const std::pair<const char*, ScriptedDelegate::Script> rows[] = {
+      {"cancels", refuse},
+      {"throws", [](const ServerTrust&) -> ChallengeAnswer { throw std::runtime_error("no"); }},
+      {"gives no credential",
+       [](const ServerTrust&) {
+         return ChallengeAnswer(ChallengeDisposition::useCredential, std::nullopt);
+       }},
+      {"gives a credential for another server",
+       [](const ServerTrust&) {
+         const ServerTrust other({Certificate(TestCertificate().der())});
+         return ChallengeAnswer(ChallengeDisposition::useCredential, URLCredential(other));
+       }},
+      {"gives an answer that is none", [](const ServerTrust& trust) {
+         return ChallengeAnswer(static_cast<ChallengeDisposition>(3), URLCredential(trust));
+       }}};
+  RawServer server{RawServer::TLS()};
+  for (const auto& [what, script] : rows)
+    EXPECT_EQ(fetch(sessionThat(script), server.url("/")), "-999") << what;
+  EXPECT_TRUE(server.requests().empty());
+}
+
+TEST(URLSessionDelegate, IsAskedBySessionAndConnection) {
+  // Neither another session's kept connection nor its TLS session may serve; nor may a ticket
+  // that invites resuming when the server has closed the connection.
+  for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
+    const RawServer::TLS tls{.version = version};
+    RawServer keeping(tls);
+    const auto trusting = trustingSession();
+    EXPECT_EQ(fetch(trusting, keeping.url("/")), "200 ok");
+    const auto refusing = std::make_shared<ScriptedDelegate>(refuse);
+    EXPECT_EQ(fetch(URLSession::ephemeral(refusing), keeping.url("/")), "-999");
+    EXPECT_EQ(refusing->challenges, 1);
+    EXPECT_EQ(fetch(trusting, keeping.url("/")), "200 ok");
+
+    RawServer closing(
+        RawServer::answering(RawServer::answer("ok", "200 OK", "Connection: close\r\n")), tls);
+    int count = 0;
+    const auto session = sessionThat(
+        [&](const ServerTrust& trust) { return ++count == 1 ? accept(trust) : refuse(trust); });
+    EXPECT_EQ(fetch(session, closing.url("/")), "200 ok");
+    EXPECT_EQ(fetch(session, closing.url("/")), "-999") << "the certificate may have changed";
+    EXPECT_EQ(count, 2);
+  }
 }
 
 }  // namespace

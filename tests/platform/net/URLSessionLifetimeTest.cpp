@@ -1,74 +1,179 @@
 // SPDX-License-Identifier: MIT
-// Many exchanges at once, and everything that may be gone before an exchange ends.
+// Cancelling the awaiting coroutine at each stage and in each way, and everything else that may be
+// gone before an exchange ends.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <netdb.h>
 #include <signal.h>
 #include <unistd.h>
 
+#include <array>
+#include <chrono>
 #include <csignal>
 #include <future>
 #include <thread>
 
+#include <boost/asio/bind_cancellation_slot.hpp>
+#include <boost/asio/cancellation_signal.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/this_coro.hpp>
 #include <boost/asio/thread_pool.hpp>
 #include <boost/asio/use_future.hpp>
 
 #include "tests/platform/net/NetSupport.hpp"
+
+// The program's resolver, in place of the C library's: one name takes its time.
+extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* name,
+                                                                  const char* service,
+                                                                  const addrinfo* hints,
+                                                                  addrinfo** result) {
+  if (name != nullptr && std::string_view(name) == "slow.example") {
+    std::this_thread::sleep_for(std::chrono::seconds(4));
+    return EAI_NONAME;
+  }
+  static const auto original =
+      reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
+  return original(name, service, hints, result);
+}
 
 namespace idlewyn::testing {
 namespace {
 
 namespace asio = boost::asio;
 using namespace std::chrono_literals;
-using Connection = RawServer::Connection;
 
-const RawServer::Script ok = RawServer::answering(RawServer::answer("ok"));
-const RawServer::Script hanging = [](Connection& connection) { connection.hang(); };
+struct Report {
+  std::string outcome = "(none)";
+  bool throwsIfCancelled = false;
+  asio::cancellation_type cancelled = asio::cancellation_type::none;
+};
 
-TEST(URLSession, KeepsTheConnectionsOfABurst) {
-  constexpr int size = 60;
-  std::atomic<int> arrived = 0;
-  RawServer server([&](Connection& connection) {
-    while (!connection.readRequest().empty()) {
-      const int burst = (arrived++ / size + 1) * size;
-      waitUntil([&] { return arrived >= burst; });
-      connection.write(RawServer::answer("ok"));
-    }
-  });
-  const auto session = URLSession::ephemeral();
-  for (int round = 0; round < 4; ++round)
-    ASSERT_EQ(answersOf(session, requestFor(server.url("/")), size), size);
-  EXPECT_EQ(server.connectionCount(), size);
+asio::awaitable<void> fetchInto(Report& report, std::shared_ptr<URLSession> session,
+                                URLRequest request) {
+  co_await asio::this_coro::reset_cancellation_state(asio::enable_total_cancellation());
+  report.outcome = describe(co_await session->exchange(std::move(request)));
+  report.throwsIfCancelled = co_await asio::this_coro::throw_if_cancelled();
+  const asio::cancellation_state state = co_await asio::this_coro::cancellation_state;
+  report.cancelled = state.cancelled();
 }
 
-TEST(URLSession, AnOriginThatHangsHoldsUpNoOther) {
-  RawServer hung(hanging);
-  RawServer server(ok);
-  const auto session = URLSession::ephemeral();
+/// Starts a fetch, cancels it 30 ms later, when `isUnderWay` says yes, and runs it to its end.
+template <class Condition>
+Report cancelWhen(Condition isUnderWay, const std::string& address, asio::cancellation_type type) {
+  asio::cancellation_signal signal;
   asio::io_context context;
-  int timeouts = 0;
+  Report report;
+  co_spawn(context, fetchInto(report, trustingSession(), requestFor(address)),
+           asio::bind_cancellation_slot(signal.slot(), asio::detached));
+  context.run_for(30ms);
+  EXPECT_TRUE(isUnderWay());
+  EXPECT_EQ(report.outcome, "(none)");
   const auto begin = std::chrono::steady_clock::now();
-  for (int i = 0; i < 150; ++i) {
-    URLRequest request = requestFor(hung.url("/"));
-    request.timeoutInterval = 1s;  // which waiting for one's turn counts towards
-    const auto ended = [&](std::exception_ptr, const URLSession::Outcome& outcome) {
-      if (describe(outcome) == "-1001") ++timeouts;
-    };
-    co_spawn(context, session->exchange(std::move(request)), ended);
-  }
-  std::string other;
-  co_spawn(
-      context, session->exchange(requestFor(server.url("/"))),
-      [&](std::exception_ptr, const URLSession::Outcome& outcome) { other = describe(outcome); });
-  while (other.empty())
-    context.run_one();
-  EXPECT_EQ(other, "200 ok");
-  EXPECT_EQ(timeouts, 0) << "the other origin's answer came first";
-  context.run();
-  EXPECT_EQ(timeouts, 150);
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, 3s);
+  signal.emit(type);
+  context.restart();
+  context.run_for(10s);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 2s) << "the end came late";
+  return report;
 }
+
+TEST(URLSessionCancellation, OfEveryTypeEndsTheExchangeAtEveryStage) {
+  RawServer handshake{RawServer::TLS{.silentConnections = 1}};
+  std::atomic<int> ended = 0;
+  RawServer answerless([&](RawServer::Connection& connection) {
+    connection.readRequest();
+    connection.hang();
+    ++ended;
+  });
+  RawServer halfway([&](RawServer::Connection& connection) {
+    connection.readRequest();
+    connection.write("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf");
+    connection.hang();
+    ++ended;
+  });
+  using Type = asio::cancellation_type;
+  struct Row {
+    const char* stage;
+    Type type;
+    std::string address;
+    std::function<bool()> isUnderWay;
+  };
+  const Row rows[] = {
+      {"looking the name up", Type::terminal, "http://slow.example/", [] { return true; }},
+      {"shaking hands", Type::total, handshake.url("/"),
+       [&] { return handshake.waitForConnections(1); }},
+      {"waiting", Type::partial, answerless.url("/"),
+       [&] { return answerless.waitForRequests(1); }},
+      {"receiving", Type::terminal, halfway.url("/"), [&] { return halfway.waitForRequests(1); }},
+  };
+  for (const Row& row : rows) {
+    const Report report = cancelWhen(row.isUnderWay, row.address, row.type);
+    EXPECT_EQ(report.outcome, "-999") << row.stage;
+    EXPECT_TRUE(report.throwsIfCancelled) << row.stage;
+    EXPECT_EQ(report.cancelled, row.type) << row.stage;
+  }
+  EXPECT_TRUE(waitUntil([&] { return ended == 2; }))
+      << "the connections of cancelled exchanges are closed";
+}
+
+TEST(URLSessionCancellation, LetsOthersGoOn) {
+  // All wait for the handshake of the first one's connection, in case it can be shared.
+  RawServer server{RawServer::TLS{.silentConnections = 1}};
+  const auto session = trustingSession();
+  asio::cancellation_signal signal;
+  asio::io_context context;
+  std::array<Report, 10> reports;
+  co_spawn(context, fetchInto(reports[0], session, requestFor(server.url("/"))),
+           asio::bind_cancellation_slot(signal.slot(), asio::detached));
+  context.run_for(1ms);
+  ASSERT_TRUE(server.waitForConnections(1));
+  for (std::size_t i = 1; i < reports.size(); ++i) {
+    co_spawn(context, fetchInto(reports[i], session, requestFor(server.url("/"))), asio::detached);
+  }
+  context.restart();
+  context.run_for(20ms);
+  EXPECT_EQ(server.connectionCount(), 1);
+  for (const Report& report : reports)
+    EXPECT_EQ(report.outcome, "(none)");
+  signal.emit(asio::cancellation_type::terminal);
+  context.restart();
+  context.run_for(15s);
+  EXPECT_EQ(reports[0].outcome, "-999");
+  for (std::size_t i = 1; i < reports.size(); ++i)
+    EXPECT_EQ(reports[i].outcome, "200 ok") << i;
+}
+
+TEST(URLSessionCancellation, EndsAHundredHangingExchangesThatHoldUpNoOtherOrigin) {
+  RawServer hung([](RawServer::Connection& connection) { connection.hang(); });
+  RawServer server;
+  const auto session = URLSession::ephemeral();
+  asio::cancellation_signal signals[250];
+  Report reports[250], other;
+  asio::io_context context;
+  for (int i = 0; i < 250; ++i) {
+    URLRequest request = requestFor(hung.url("/"));
+    if (i >= 200) request.timeoutInterval = 1s;  // which waiting for one's turn counts towards
+    co_spawn(context, fetchInto(reports[i], session, request),
+             asio::bind_cancellation_slot(signals[i].slot(), asio::detached));
+  }
+  co_spawn(context, fetchInto(other, session, requestFor(server.url("/"))), asio::detached);
+  while (other.outcome == "(none)")
+    context.run_one();
+  EXPECT_EQ(other.outcome, "200 ok");
+  EXPECT_EQ(reports[200].outcome, "(none)") << "the other origin's answer came first";
+  context.run_for(1500ms);
+  EXPECT_TRUE(hung.waitForConnections(100));
+  EXPECT_EQ(hung.connectionCount(), 100);
+  for (auto& signal : signals)
+    signal.emit(asio::cancellation_type::terminal);
+  context.restart();
+  context.run_for(2s);
+  for (int i = 0; i < 250; ++i)
+    EXPECT_EQ(reports[i].outcome, i < 200 ? "-999" : "-1001") << i;
+}
+
+using Connection = RawServer::Connection;
 
 TEST(URLSession, FinishesWhatIsUnderWayWhenInvalidated) {
   std::promise<void> mayAnswer;
@@ -81,7 +186,7 @@ TEST(URLSession, FinishesWhatIsUnderWayWhenInvalidated) {
         connection.hang();
         isClosed = true;
       },
-      RawServer::TLS(TestCertificate()));
+      RawServer::TLS());
   auto delegate = std::make_shared<ScriptedDelegate>(accept);
   const std::weak_ptr<ScriptedDelegate> weak = delegate;
   const auto session = URLSession::ephemeral(std::move(delegate));
@@ -100,7 +205,7 @@ TEST(URLSession, FinishesWhatIsUnderWayWhenInvalidated) {
 }
 
 TEST(URLSession, LivesUntilItsExchangesHaveEndedAndTheSharedOneForEver) {
-  RawServer server(ok, RawServer::TLS(TestCertificate()));
+  RawServer server{RawServer::TLS()};
   auto delegate = std::make_shared<ScriptedDelegate>(accept);
   const std::weak_ptr<ScriptedDelegate> weak = delegate;
   const auto request = requestFor(server.url("/"));
@@ -108,7 +213,7 @@ TEST(URLSession, LivesUntilItsExchangesHaveEndedAndTheSharedOneForEver) {
             "200 ok");
   EXPECT_TRUE(waitUntil([&] { return weak.expired(); }));
   URLSession::shared()->finishTasksAndInvalidate();
-  RawServer plain(ok);
+  RawServer plain;
   EXPECT_EQ(fetch(URLSession::shared(), plain.url("/")), "200 ok");
 }
 
@@ -118,7 +223,7 @@ TEST(URLSession, SurvivesTheCallersContext) {
     connection.hang();
     ++ended;
   });
-  RawServer server(ok);
+  RawServer server;
   const auto session = URLSession::ephemeral();
   for (int round = 0; round < 60; ++round) {
     asio::io_context context;
@@ -143,7 +248,7 @@ TEST(URLSession, LeavesSignalsToTheApplicationsThreads) {
   std::signal(SIGUSR1, [](int) { handlerRan = true; });
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);  // and with it in the server's threads
   {
-    RawServer server(ok);
+    RawServer server;
     EXPECT_EQ(fetch(URLSession::ephemeral(), server.url("/")), "200 ok");
     kill(getpid(), SIGUSR1);
     EXPECT_EQ(fetch(URLSession::ephemeral(), server.url("/")), "200 ok");

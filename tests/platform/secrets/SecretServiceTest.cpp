@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: MIT
-// The Secret Service when it is locked, late, new or gone. What it does when all is well is in
-// the contract of all keychains.
+// The Secret Service when it is late, gone or without a collection. What it does when all is well
+// is in the contract of all keychains, and the command's tests have it locked and started anew.
 #include <gio/gio.h>
 
-#include <functional>
 #include <optional>
 #include <thread>
 
 #include <gtest/gtest.h>
 
-#include <IdlewynKit/platform/secrets/KeychainPlace.hpp>
 #include <IdlewynKit/platform/secrets/internal/SecretServiceKeychain.hpp>
 #include <tests/contracts/KeychainVerbs.hpp>
 #include <tests/contracts/KeyringSession.hpp>
@@ -25,7 +23,7 @@ using testing::KeyringSession;
 using Keyring = KeyringSession::Keyring;
 using namespace std::chrono_literals;
 
-const KeychainQuery kept("test", "kept", std::nullopt), absent("test", "absent", std::nullopt);
+const KeychainQuery kept("test", "kept", std::nullopt);
 const KeychainAttributes attributes(Data{1, 0, 2}, KeychainAccessibility::afterFirstUnlock);
 
 class SecretService : public ::testing::Test {
@@ -42,25 +40,6 @@ class SecretService : public ::testing::Test {
  private:
   std::optional<KeyringSession> session_;
 };
-
-TEST_F(SecretService, WhenItIsLockedNothingSeemsAbsentAndNothingIsAskedOrLost) {
-  KeyringSession& session = enter(Keyring::unlocked);
-  ASSERT_EQ(keychain_->add(kept, attributes), KeychainStatus::success);
-  const auto expectLocked = [&] {
-    for (const KeychainQuery& query : {kept, absent})
-      expectEveryVerb(*keychain_, query, KeychainStatus::interactionNotAllowed);
-    EXPECT_EQ(keychain_->all().status, KeychainStatus::interactionNotAllowed);
-  };
-  session.lock();
-  expectLocked();
-  session.restartKeyring(false);  // as after a login without the keyring's password
-  expectLocked();
-  session.restartKeyring();
-  EXPECT_EQ(keychain_->copyMatching(kept).data, attributes.value);
-  EXPECT_EQ(keychain_->all().items.size(), 1u);
-  session.restartKeyring();
-  EXPECT_EQ(keychain_->add(absent, attributes), KeychainStatus::success) << "reached anew";
-}
 
 TEST_F(SecretService, WithoutACollectionNothingCanBeAddedAndEverythingIsAbsent) {
   enter(Keyring::withoutCollection);
@@ -79,7 +58,7 @@ TEST_F(SecretService, ABusWithoutAKeyringNeverCostsMoreThanASecond) {
   }
 }
 
-TEST_F(SecretService, WithoutABusNoneIsStarted) {
+TEST_F(SecretService, OnlyABusThatIsThereIsUsed) {
   const testing::TemporaryFolder empty;
   setenv("XDG_RUNTIME_DIR", empty.path().c_str(), 1);
   const std::string gone = "unix:path=" + (empty.path() / "bus").string();
@@ -91,14 +70,11 @@ TEST_F(SecretService, WithoutABusNoneIsStarted) {
   unsetenv("DBUS_SESSION_BUS_ADDRESS");
   expectEveryVerb(*keychain_, kept, KeychainStatus::notAvailable);
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "something was started";
-}
 
-TEST_F(SecretService, TheBusOfTheUsersRuntimeDirectoryIsFound) {
-  KeyringSession& session = enter(Keyring::unlocked);
+  const std::filesystem::path bus = enter(Keyring::unlocked).address().substr(10);
   unsetenv("DBUS_SESSION_BUS_ADDRESS");
-  const std::string folder = session.address().substr(std::string("unix:path=").size());
-  setenv("XDG_RUNTIME_DIR", std::filesystem::path(folder).parent_path().c_str(), 1);
-  EXPECT_EQ(reachSecretService(), KeychainStatus::success);
+  setenv("XDG_RUNTIME_DIR", bus.parent_path().c_str(), 1);
+  EXPECT_EQ(reachSecretService(), KeychainStatus::success) << "that of the runtime directory";
   unsetenv("XDG_RUNTIME_DIR");
 }
 
@@ -129,14 +105,14 @@ TEST_F(SecretService, UnderTextThatTheBusCannotCarryNothingIsFoundAndNothingCanB
   enter(Keyring::unlocked);
   // What each would be if it were cut off at its NUL.
   ASSERT_EQ(keychain_->add({"a", "a", std::nullopt}, attributes), KeychainStatus::success);
-  for (const std::string& text : {std::string("\xFF"), std::string("a\0b", 3)}) {
-    for (const KeychainQuery& query :
-         {KeychainQuery(text, "a", std::nullopt), KeychainQuery("a", text, std::nullopt)}) {
-      EXPECT_EQ(keychain_->copyMatching(query).status, KeychainStatus::itemNotFound);
-      EXPECT_EQ(keychain_->update(query, attributes), KeychainStatus::itemNotFound);
-      EXPECT_EQ(keychain_->add(query, attributes), KeychainStatus::badParameter);
-      EXPECT_EQ(keychain_->remove(query), KeychainStatus::itemNotFound);
-    }
+  const std::string cut("a\0b", 3);
+  for (const auto& [service, account] :
+       {std::pair<std::string, std::string>{"\xFF", "a"}, {"a", "\xFF"}, {cut, "a"}, {"a", cut}}) {
+    const KeychainQuery query(service, account, std::nullopt);
+    EXPECT_EQ(keychain_->copyMatching(query).status, KeychainStatus::itemNotFound);
+    EXPECT_EQ(keychain_->update(query, attributes), KeychainStatus::itemNotFound);
+    EXPECT_EQ(keychain_->add(query, attributes), KeychainStatus::badParameter);
+    EXPECT_EQ(keychain_->remove(query), KeychainStatus::itemNotFound);
   }
   EXPECT_EQ(keychain_->all().items.size(), 1u);
 }
@@ -146,46 +122,20 @@ TEST_F(SecretService, AProgramThatRunsGLibItselfIsNotDisturbed) {
   GDBusConnection* own = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
   ASSERT_NE(own, nullptr);
   g_dbus_connection_set_exit_on_close(own, FALSE);
-  GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
   // From inside of the loop, in the thread that owns its context.
-  std::function<void()> use = [&] {
-    EXPECT_EQ(keychain_->add(kept, attributes), KeychainStatus::success);
-    EXPECT_EQ(keychain_->copyMatching(kept).data, attributes.value);
-    g_main_loop_quit(loop);
+  const auto use = [](gpointer keychain) -> gboolean {
+    auto*& used = *static_cast<ListedKeychain**>(keychain);
+    EXPECT_EQ(used->add(kept, attributes), KeychainStatus::success);
+    EXPECT_EQ(used->copyMatching(kept).data, attributes.value);
+    used = nullptr;
+    return G_SOURCE_REMOVE;
   };
-  g_idle_add(
-      [](gpointer call) -> gboolean {
-        (*static_cast<std::function<void()>*>(call))();
-        return G_SOURCE_REMOVE;
-      },
-      &use);
-  g_main_loop_run(loop);
-  g_main_loop_unref(loop);
+  ListedKeychain* used = keychain_.get();
+  g_idle_add(use, &used);
+  while (used != nullptr)
+    g_main_context_iteration(nullptr, TRUE);
   EXPECT_FALSE(g_dbus_connection_is_closed(own));
   g_object_unref(own);
-}
-
-TEST_F(SecretService, TheKeychainOfAProcessIsDecidedOnRecordedAndMovedForReal) {
-  const testing::TemporaryFolder home;
-  setenv("IDLEWYN_DATA_DIR", home.path().c_str(), 1);
-  unsetenv("IDLEWYN_KEYCHAIN");
-  const auto expectFound = [] {
-    EXPECT_EQ(Keychain::open({"group"})->copyMatching(kept).data, attributes.value);
-  };
-  enter(Keyring::unlocked);
-  EXPECT_EQ(where().reason, KeychainReason::undecided);
-  EXPECT_EQ(Keychain::open({"group"})->add(kept, attributes), KeychainStatus::success);
-  EXPECT_EQ(where().place, KeychainPlace::secretService);
-  EXPECT_EQ(keychain_->all().items.size(), 1u);
-  EXPECT_EQ(moveKeychain(KeychainPlace::file).status, KeychainStatus::success);
-  EXPECT_TRUE(keychain_->all().items.empty());
-  expectFound();
-  EXPECT_EQ(moveKeychain(KeychainPlace::secretService).status, KeychainStatus::success);
-  EXPECT_EQ(keychain_->all().items.size(), 1u);
-  expectFound();
-  enter(Keyring::absent);
-  expectEveryVerb(*Keychain::open({"group"}), kept, KeychainStatus::notAvailable);
-  unsetenv("IDLEWYN_DATA_DIR");
 }
 
 TEST_F(SecretService, InAForkedChildItIsNotAvailable) {

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <array>
 #include <functional>
-#include <map>
 #include <optional>
 
+#include <IdlewynKit/platform/secrets/internal/FileKeychain.hpp>
 #include <IdlewynKit/platform/secrets/internal/KeychainPlaces.hpp>
+#include <IdlewynKit/platform/secrets/internal/MemoryKeychain.hpp>
 #include <IdlewynKit/platform/secrets/internal/SecretItems.hpp>
 
 /// Places whose items, times and failures a test decides on.
@@ -21,9 +21,8 @@ class StagedItems final : public platform::SecretItems {
   explicit StagedItems(std::shared_ptr<SecretItems> items) : items_(std::move(items)) {}
 
   platform::KeychainMatch read(const platform::ItemAddress& address) override {
-    platform::KeychainMatch match;
-    match.status = begin();
-    return match.status == 0 ? items_->read(address) : match;
+    const Code status = begin();
+    return status == 0 ? items_->read(address) : platform::KeychainMatch{status, {}};
   }
   Code insert(const platform::ItemAddress& address,
               const platform::KeychainAttributes& attributes) override {
@@ -40,21 +39,27 @@ class StagedItems final : public platform::SecretItems {
     return status == 0 ? items_->erase(address) : status;
   }
   platform::KeychainListing list() override {
-    platform::KeychainListing listing;
-    listing.status = begin();
-    if (listing.status != 0) return listing;
-    listing = items_->list();
+    const Code status = begin();
+    if (status != 0) return {status, {}};
+    platform::KeychainListing listing = items_->list();
     for (platform::KeychainItem& item : listing.items)
-      if (isDated) item.modified = modified;
+      if (isDated_) item.modified = modified_;
     return listing;
+  }
+
+  void fail(Code status) {
+    before = [status] { return status; };
+  }
+  void mend() { fail(platform::KeychainStatus::success); }
+  /// As of then, whenever they were written.
+  void date(std::optional<std::int64_t> time) {
+    isDated_ = true;
+    modified_ = time;
   }
 
   Before before = [] { return platform::KeychainStatus::success; };
   /// Says that it has kept new items, and has not.
   bool isForgetful = false;
-  bool isDated = false;
-  /// What every item is said to have been modified at, when `isDated`.
-  std::optional<std::int64_t> modified;
 
  private:
   /// A copy, for it may put another in its own place.
@@ -64,6 +69,8 @@ class StagedItems final : public platform::SecretItems {
   }
 
   const std::shared_ptr<SecretItems> items_;
+  bool isDated_ = false;
+  std::optional<std::int64_t> modified_;
 };
 
 class StagedPlaces final : public platform::KeychainPlaces {
@@ -87,5 +94,13 @@ class StagedPlaces final : public platform::KeychainPlaces {
   const std::shared_ptr<StagedItems> secretService, file;
   platform::KeychainStatus::Code reached = platform::KeychainStatus::success;
 };
+
+inline std::shared_ptr<StagedPlaces> placesInMemory() {
+  return std::make_shared<StagedPlaces>(platform::makeMemoryItems(), platform::makeMemoryItems());
+}
+inline std::shared_ptr<StagedPlaces> placesInFiles(const std::filesystem::path& folder) {
+  return std::make_shared<StagedPlaces>(platform::makeFileItems(folder / "a"),
+                                        platform::makeFileItems(folder / "b"));
+}
 
 }  // namespace idlewyn::testing

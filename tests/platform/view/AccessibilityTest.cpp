@@ -1,62 +1,42 @@
 // SPDX-License-Identifier: MIT
-#include <sstream>
-
-#include <IdlewynKit/platform/view/Painter.hpp>
-
 #include "ViewSupport.hpp"
 
 namespace idlewyn::platform {
 namespace {
 
-/// "role label=value; ...", as a screen reader would go through them.
-std::string spoken(const Frame& frame) {
-  std::string found;
-  for (const AccessibleElement& element : frame.elements) {
-    const char* roles[] = {"text ", "image ", "progress ", "group "};
-    if (!found.empty()) found += "; ";
-    found += roles[static_cast<int>(element.role)] + element.label;
-    if (element.value) found += "=" + std::to_string(*element.value).substr(0, 4);
-  }
-  return found;
-}
-
 TEST(Frame, TellsAssistiveTechnologyWhatItShows) {
   const View text = Text("one");
   const View bar = ProgressBar(3, 4);
   const View symbol = Symbol("hand.raised.fill");
-  struct Case {
-    const char* reason;
-    View view;
-    std::string elements;
-  };
-  const std::vector<Case> cases{
-      {"in reading order", Column({Row({symbol, text}), bar}),
-       "image hand raised fill; text one; progress =0.75"},
-      {"a label reads as its title", Label("Claude", "terminal"), "text Claude"},
-      {"nothing to say", Row({Text(""), Spacer(), Symbol("")}), ""},
-      {"a name keeps the role of one part", symbol.padding(2).accessibilityLabel("Waiting"),
-       "image Waiting"},
-      {"a name makes one of many", Row({bar, text}).accessibilityLabel("3 of 4"), "group 3 of 4"},
-      {"and gives one to what is mute", Spacer(3).accessibilityLabel("gap"), "group gap"},
-      {"the outer name counts", text.accessibilityLabel("in").accessibilityLabel("out"),
-       "text out"},
-      {"ignored parts leave a group", text.accessibilityElement().accessibilityLabel("all"),
-       "group all"},
-      {"or nothing without a name", Row({Row({bar, text}).accessibilityElement(), text}),
-       "text one"},
-      {"hidden is silent", Row({text.opacity(0), text.opacity(0.01), Row({bar}).opacity(0)}),
-       "text one"},
-      {"a name outside of it stays", Row({bar.opacity(0)}).accessibilityLabel("x"), "group x"},
-      {"a name inside of it does not", bar.accessibilityLabel("x").padding(1).opacity(0), ""},
-      {"bytes that are no text", Text("\xFF").accessibilityLabel("c\xC3"), "text c\xEF\xBF\xBD"},
-      {"no amount", ProgressBar(1, 0), "progress =0.00"},
-      {"more than all", ProgressBar(9, 4), "progress =1.00"},
-      {"less than none", ProgressBar(-9, 4), "progress =0.00"},
-      {"not a number", ProgressBar(std::nan(""), 4), "progress =0.00"},
-  };
-  for (const Case& row : cases) {
-    EXPECT_EQ(spoken(still(row.view)), row.elements) << row.reason;
-  }
+  check(
+      spoken,
+      {
+          {"in reading order", Column({Row({symbol, text}), bar}),
+           "image hand raised fill; text one; progress =0.75"},
+          {"a label reads as its title", Label("Claude", "terminal"), "text Claude"},
+          {"nothing to say", Row({Text(""), Spacer(), Symbol("")}), ""},
+          {"a name keeps the role of one part", symbol.padding(2).accessibilityLabel("Waiting"),
+           "image Waiting"},
+          {"a name makes one of many", Row({bar, text}).accessibilityLabel("3 of 4"),
+           "group 3 of 4"},
+          {"and gives one to what is mute", Spacer(3).accessibilityLabel("gap"), "group gap"},
+          {"the outer name counts", text.accessibilityLabel("in").accessibilityLabel("out"),
+           "text out"},
+          {"ignored parts leave a group", text.accessibilityElement().accessibilityLabel("all"),
+           "group all"},
+          {"or nothing without a name", Row({Row({bar, text}).accessibilityElement(), text}),
+           "text one"},
+          {"hidden is silent", Row({text.opacity(0), text.opacity(0.01), Row({bar}).opacity(0)}),
+           "text one"},
+          {"a name outside of it stays", Row({bar.opacity(0)}).accessibilityLabel("x"), "group x"},
+          {"a name inside of it does not", bar.accessibilityLabel("x").padding(1).opacity(0), ""},
+          {"bytes that are no text", Text("\xFF").accessibilityLabel("c\xC3"),
+           "text c\xEF\xBF\xBD"},
+          {"no amount", ProgressBar(1, 0), "progress =0.00"},
+          {"more than all", ProgressBar(9, 4), "progress =1.00"},
+          {"less than none", ProgressBar(-9, 4), "progress =0.00"},
+          {"not a number", ProgressBar(std::nan(""), 4), "progress =0.00"},
+      });
 }
 
 TEST(Frame, PlacesElementsWhereTheyAreDrawn) {
@@ -72,13 +52,10 @@ TEST(Frame, PlacesElementsWhereTheyAreDrawn) {
 }
 
 TEST(Frame, StaysSilentFromTheMomentSomethingIsHidden) {
-  const auto fading = [](bool isShown) {
-    return Text("x").opacity(isShown ? 1 : 0).animation(Animation::easeInOut(1), isShown);
-  };
-  Host host;
+  Player player;
   const auto count = [&](bool isShown, double seconds) {
-    const Frame frame =
-        host.frame(fading(isShown), Environment(), Proposal(), dateFromReferenceSeconds(seconds));
+    const View fading = Text("x").opacity(isShown).animation(Animation::easeInOut(1), isShown);
+    const Frame frame = player.show(fading, seconds);
     return std::pair(frame.elements.size(), frame.operations.size());
   };
   EXPECT_EQ(count(true, 0), std::pair(1UL, 1UL));
@@ -102,39 +79,21 @@ std::string layers(const Frame& frame) {
 TEST(Frame, LayersEffectsFromTheInside) {
   const View two = Row({block(1, 1), block(1, 1)});
   const Color red(1, 0, 0);
-  struct Case {
-    const char* reason;
-    View view;
-    const char* layers;
-  };
-  const std::vector<Case> cases{
-      {"what changes nothing",
-       two.opacity(1).contrast(1).grayscale(0).colorMultiply(Color::white()), ""},
-      {"in the order of a layer: one",
-       two.grayscale(1).contrast(1.3).colorMultiply(red).opacity(0.5), "0.5 1 1.3 red; "},
-      {"against it: one each", two.contrast(1.3).grayscale(1), "1 1 1 white; 1 0 1.3 white; "},
-      {"twice the same", two.grayscale(0.5).grayscale(0.25), "1 0.25 1 white; 1 0.5 1 white; "},
-      {"a background between belongs to the outer one only",
-       two.grayscale(1).background(red).contrast(2), "1 0 2 white; 1 1 1 white; "},
-      {"one faint drawing needs none", Row({block(1, 1).opacity(0.5)}), ""},
-      {"an empty layer is left out", Spacer(3).grayscale(1), ""},
-      {"nothing inside of what is hidden", two.grayscale(1).padding(1).opacity(0), ""},
-  };
-  for (const Case& row : cases) {
-    const Frame frame = still(row.view);
-    EXPECT_TRUE(isHarmless(frame)) << row.reason;
-    EXPECT_EQ(layers(frame), row.layers) << row.reason;
-  }
-}
-
-TEST(Frame, NestsNoMoreLayersThanAPainterTakes) {
-  View view = Row({block(1, 1), block(1, 1)});
-  for (int depth = 0; depth < 100; ++depth) {
-    view = view.grayscale(0.5).frame(8, 4);
-  }
-  const Frame frame = still(view);
-  EXPECT_TRUE(isHarmless(frame));
-  EXPECT_EQ(paintImage(frame, 1).pixels.size(), 32U);
+  check(
+      layers,
+      {
+          {"what changes nothing",
+           two.opacity(1).contrast(1).grayscale(0).colorMultiply(Color::white()), ""},
+          {"in the order of a layer: one",
+           two.grayscale(1).contrast(1.3).colorMultiply(red).opacity(0.5), "0.5 1 1.3 red; "},
+          {"against it: one each", two.contrast(1.3).grayscale(1), "1 1 1 white; 1 0 1.3 white; "},
+          {"twice the same", two.grayscale(0.5).grayscale(0.25), "1 0.25 1 white; 1 0.5 1 white; "},
+          {"a background between belongs to the outer one only",
+           two.grayscale(1).background(red).contrast(2), "1 0 2 white; 1 1 1 white; "},
+          {"one faint drawing needs none", Row({block(1, 1).opacity(0.5)}), ""},
+          {"an empty layer is left out", Spacer(3).grayscale(1), ""},
+          {"nothing inside of what is hidden", two.grayscale(1).padding(1).opacity(0), ""},
+      });
 }
 
 }  // namespace

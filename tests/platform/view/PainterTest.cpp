@@ -1,24 +1,21 @@
 // SPDX-License-Identifier: MIT
-#include <algorithm>
-#include <cmath>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <limits>
-#include <string>
-#include <vector>
+#include <random>
+#include <set>
 
 #include <sys/resource.h>
 
-#include <gtest/gtest.h>
-
-#include <IdlewynKit/platform/view/Painter.hpp>
 #include <IdlewynKit/platform/view/Symbols.hpp>
 #include <IdlewynKit/platform/view/internal/Drawing.hpp>
+#include <IdlewynKit/platform/view/internal/NightFilter.hpp>
 #include <IdlewynKit/platform/view/internal/TextShaping.hpp>
 
+#include "ViewSupport.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 
 namespace idlewyn::platform {
@@ -41,74 +38,59 @@ DrawOperation rectangle(double x, double y, double width, double height, const P
   return RectangleOperation{{{x, y}, {width, height}}, paint};
 }
 
-std::uint32_t at(const Image& image, int x, int y) {
-  return image.pixels.at(static_cast<std::size_t>(y * image.width + x));
+TextOperation text(const char* letters, double size, Point origin, const Paint& paint = red) {
+  return {shapeText({letters, Font::system(size), 1, {}, {}, {}}), origin, paint};
 }
 
-int distance(const Image& a, const Image& b) {
+int furthest(const Image& a, const Image& b) {
   EXPECT_EQ(a.pixels.size(), b.pixels.size());
   int most = 0;
   for (std::size_t index = 0; index < std::min(a.pixels.size(), b.pixels.size()); ++index)
-    for (int shift = 0; shift < 32; shift += 8)
-      most = std::max(most, std::abs(static_cast<int>(a.pixels[index] >> shift & 0xFFU) -
-                                     static_cast<int>(b.pixels[index] >> shift & 0xFFU)));
+    most = std::max(most, distance(a.pixels[index], b.pixels[index]));
   return most;
 }
 
-PaintError::Code failureOf(const Frame& frame, double scale) {
+std::optional<PaintError::Code> failureOf(const std::function<void()>& paint) {
   try {
-    paintImage(frame, scale);
+    paint();
   } catch (const PaintError& error) {
     EXPECT_STRNE(error.what(), "");
     return error.code();
   }
-  ADD_FAILURE() << "painted " << frame.size.width << " x " << frame.size.height;
   return {};
 }
 
 TEST(Painter, roundsSidesUpToWholePixels) {
-  struct Case {
-    Size size;
-    double scale;
-    int width, height;
-  };
-  const Case cases[] = {{{10, 20}, 1, 10, 20},
-                        {{10.1, 20.9}, 1, 11, 21},
-                        {{10, 20}, 1.25, 13, 25},
-                        {{3 * 0.1 * 10, 1}, 1, 3, 1},  // a hair over 3
-                        {{0.1, 0.1}, 1, 1, 1}};
-  for (const Case& known : cases) {
-    const Image image = paintImage(frameOf(known.size), known.scale);
-    EXPECT_EQ(image.width, known.width);
-    EXPECT_EQ(image.height, known.height);
-    EXPECT_EQ(at(image, 0, 0), 0U);
+  const std::tuple<Size, double, int, int> cases[] = {{{10, 20}, 1, 10, 20},
+                                                      {{10.1, 20.9}, 1, 11, 21},
+                                                      {{10, 20}, 1.25, 13, 25},
+                                                      {{3 * 0.1 * 10, 1}, 1, 3, 1},  // a hair over
+                                                      {{0.1, 0.1}, 1, 1, 1}};
+  for (const auto& [size, scale, width, height] : cases) {
+    const std::vector<std::uint32_t> clear(static_cast<std::size_t>(width * height));
+    EXPECT_EQ(paintImage(frameOf(size), scale), Image(width, height, clear)) << width;
   }
 }
 
 TEST(Painter, saysWhyThereIsNoPicture) {
   using Code = PaintError::Code;
-  struct Case {
-    Size size;
-    double scale;
-    Code code;
-  };
-  const Case cases[] = {
+  const std::tuple<Size, double, Code> cases[] = {
       {{0, 10}, 1, Code::invalidSize},          {{10, -1}, 1, Code::invalidSize},
       {{notANumber, 10}, 1, Code::invalidSize}, {{10, 10}, 0, Code::invalidSize},
       {{-10, -10}, -1, Code::invalidSize},      {{10, 10}, notANumber, Code::invalidSize},
       {{infinity, 10}, 1, Code::tooLarge},      {{10, 10}, 1e30, Code::tooLarge},
       {{32'768, 1}, 1, Code::tooLarge},         {{20'000, 20'000}, 1, Code::tooLarge},
   };
-  for (const Case& known : cases) {
-    const Frame frame = frameOf(known.size, {rectangle(0, 0, 5, 5, red)});
-    EXPECT_EQ(failureOf(frame, known.scale), known.code) << known.size.width << known.scale;
-    if (known.scale != 1 || known.size.width == 20'000) continue;
-    EXPECT_THROW(paintSVG(frame), PaintError);
-    EXPECT_THROW(paintPDF(frame), PaintError);
+  for (const auto& [size, scale, code] : cases) {
+    const Frame frame = frameOf(size, {rectangle(0, 0, 5, 5, red)});
+    EXPECT_EQ(failureOf([&, by = scale] { paintImage(frame, by); }), code) << size.width << scale;
+    if (scale != 1 || size.width == 20'000) continue;
+    EXPECT_EQ(failureOf([&] { paintSVG(frame); }), code) << size.width;
+    EXPECT_EQ(failureOf([&] { paintPDF(frame); }), code) << size.width;
   }
   std::vector<DrawOperation> nested(33, LayerBegin{0.5});
   nested.push_back(rectangle(0, 0, 5, 5, red));
-  EXPECT_EQ(failureOf(frameOf({5, 5}, nested), 1), Code::tooLarge);
+  EXPECT_EQ(failureOf([&] { paintImage(frameOf({5, 5}, nested), 1); }), Code::tooLarge);
 }
 
 TEST(Painter, drawsWhatItCanOfOperationsThatMakeNoSense) {
@@ -134,14 +116,10 @@ TEST(Painter, drawsWhatItCanOfOperationsThatMakeNoSense) {
 }
 
 TEST(Painter, blendsALayerAsAWhole) {
-  const std::vector<DrawOperation> both{LayerBegin{0.5},
-                                        rectangle(0, 0, 10, 10, red),
-                                        rectangle(5, 0, 10, 10, white),
-                                        LayerEnd{},
-                                        LayerBegin{0},
-                                        rectangle(0, 0, 15, 10, red),
-                                        LayerEnd{}};
-  const Image image = paintImage(frameOf({15, 10}, both), 1);
+  const LayerBegin half{0.5}, none{0};
+  const LayerEnd end;
+  const DrawOperation first = rectangle(0, 0, 10, 10, red), over = rectangle(5, 0, 10, 10, white);
+  const Image image = paintImage(frameOf({15, 10}, {half, first, over, end, none, first, end}), 1);
   EXPECT_EQ(at(image, 2, 5), 0x80800000);
   EXPECT_EQ(at(image, 7, 5), 0x80808080);  // the red beneath is hidden
 }
@@ -164,11 +142,10 @@ std::vector<double> strokes(const Image& image) {
 }
 
 TEST(Painter, spacesLettersEvenlyAtEveryScale) {
-  const auto text = shapeText({"llllllllllll", Font::system(18), 1, {}, {}, {}});
+  const TextOperation line = text("llllllllllll", 18, {2.3, 1});
   for (const double scale : {1.0, 1.25, 1.7, 2.0}) {
     for (const LayerBegin& layer : {LayerBegin{}, night}) {
-      const Frame frame = frameOf({100, 26}, {layer, TextOperation{text, {2.3, 1}, red}});
-      const auto found = strokes(paintImage(frame, scale));
+      const auto found = strokes(paintImage(frameOf({100, 26}, {layer, line}), scale));
       ASSERT_EQ(found.size(), 12U) << scale;
       const double gap = (found.back() - found.front()) / 11;
       for (std::size_t letter = 1; letter < found.size(); ++letter)
@@ -178,9 +155,8 @@ TEST(Painter, spacesLettersEvenlyAtEveryScale) {
 }
 
 TEST(Painter, recordsWhatItWouldPaint) {
-  const auto text = shapeText({"Needs input", Font::system(10), 1, {}, {}, {}});
   const Frame frame =
-      frameOf({80, 20}, {TextOperation{text, {2.3, 1.6}, red}, rectangle(70, 3, 5, 5, red)});
+      frameOf({80, 20}, {text("Needs input", 10, {2.3, 1.6}), rectangle(70, 3, 5, 5, red)});
   for (const int scale : {1, 2}) {
     cairo_surface_t* recording = cairo_recording_surface_create(CAIRO_CONTENT_COLOR_ALPHA, nullptr);
     cairo_t* target = cairo_create(recording);
@@ -197,53 +173,43 @@ TEST(Painter, recordsWhatItWouldPaint) {
     cairo_destroy(target);
     cairo_surface_destroy(shown);
     cairo_surface_destroy(recording);
-    EXPECT_LE(distance(image, paintImage(frame, scale)), 2) << scale;
+    EXPECT_LE(furthest(image, paintImage(frame, scale)), 2) << scale;
   }
 }
 
 TEST(Painter, filtersWithoutMovingAPixel) {
   // The same picture, its colours multiplied by hand.
-  const auto content = [](double by) {
+  const auto picture = [](const LayerBegin& layer, double by) {
     const RGBA blue{0.2 * by, 0.4 * by, 0.8 * by, 1};
-    return std::vector<DrawOperation>{
-        rectangle(3.3, 4.6, 20.2, 7.7, blue), CapsuleOperation{{{2.1, 14.2}, {25.3, 9.1}}, blue},
-        TextOperation{shapeText({"night", Font::system(13), 1, {}, {}, {}}), {4.4, 24.7}, blue},
-        SymbolOperation{SymbolName::raisedHand, {{28.2, 3.3}, {15, 15}}, blue}};
+    return frameOf(
+        {50, 45},
+        {rectangle(0, 0, 50, 9, white), layer, rectangle(3.3, 4.6, 20.2, 7.7, blue),
+         CapsuleOperation{{{2.1, 14.2}, {25.3, 9.1}}, blue}, text("night", 13, {4.4, 24.7}, blue),
+         SymbolOperation{SymbolName::raisedHand, {{28.2, 3.3}, {15, 15}}, blue}, LayerEnd{}});
   };
+  const Frame filtered = picture({1, 0, 1, {0.5, 0.5, 0.5, 1}}, 1);
   for (const double scale : {1.0, 1.25, 1.5, 2.0, 3.0}) {
-    std::vector<DrawOperation> filtered = content(1);
-    filtered.insert(filtered.begin(), LayerBegin{1, 0, 1, {0.5, 0.5, 0.5, 1}});
-    filtered.insert(filtered.begin(), rectangle(0, 0, 50, 9, white));
-    filtered.emplace_back(LayerEnd{});
-    std::vector<DrawOperation> plain = content(0.5);
-    plain.insert(plain.begin(), rectangle(0, 0, 50, 9, white));
-    EXPECT_LE(distance(paintImage(frameOf({50, 45}, filtered), scale),
-                       paintImage(frameOf({50, 45}, plain), scale)),
-              2)
-        << scale;
+    const Image plain = paintImage(picture({}, 0.5), scale);
+    EXPECT_LE(furthest(paintImage(filtered, scale), plain), 2) << scale;
   }
 }
 
 TEST(Painter, filtersLayersThatAreLargerThanASurface) {
   const std::vector<DrawOperation> tall{LayerBegin{0.5}, night, rectangle(0, 0, 300, 30'000, white),
                                         LayerEnd{}, LayerEnd{}};
-  const Image image = paintImage(frameOf({300, 30'000}, tall), 1);
-  EXPECT_EQ(std::count(image.pixels.begin(), image.pixels.end(), 0x8080241C),
-            static_cast<std::ptrdiff_t>(image.pixels.size()));
+  EXPECT_EQ(paintImage(frameOf({300, 30'000}, tall), 1),
+            Image(300, 30'000, std::vector<std::uint32_t>(9'000'000, 0x8080241C)));
 }
 
 TEST(Painter, embedsFilteredLayersInOutlines) {
-  const auto marked = [](const Data& picture, std::string_view mark) {
-    return picture.text().find(mark) != std::string_view::npos;
-  };
-  const Frame plain = frameOf({20, 10}, {rectangle(0, 0, 20, 10, white)});
-  Frame filtered = plain;
-  filtered.operations.insert(filtered.operations.begin(), night);
-  EXPECT_FALSE(marked(paintSVG(plain), "<image"));
-  EXPECT_TRUE(marked(paintSVG(plain), "width=\"20pt\" height=\"10pt\""));
-  EXPECT_TRUE(marked(paintSVG(filtered), "<image"));
-  EXPECT_FALSE(marked(paintPDF(plain), "/Subtype /Image"));
-  EXPECT_TRUE(marked(paintPDF(filtered), "/Subtype /Image"));
+  for (const bool isFiltered : {false, true}) {
+    const LayerBegin layer = isFiltered ? night : LayerBegin();
+    const Frame frame = frameOf({20, 10}, {layer, rectangle(0, 0, 20, 10, white)});
+    const Data svg = paintSVG(frame), pdf = paintPDF(frame);
+    EXPECT_NE(svg.text().find("width=\"20pt\" height=\"10pt\""), std::string::npos);
+    EXPECT_EQ(svg.text().find("<image") != std::string::npos, isFiltered);
+    EXPECT_EQ(pdf.text().find("/Subtype /Image") != std::string::npos, isFiltered);
+  }
 }
 
 TEST(Painter, drawsContinuousCapsulesOfAnyShape) {
@@ -268,48 +234,40 @@ TEST(Painter, drawsContinuousCapsulesOfAnyShape) {
   }
 }
 
-class PictureFile : public ::testing::Test {
- protected:
-  static std::string contents(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-  }
+const Frame square = frameOf({4, 4}, {rectangle(0, 0, 4, 4, red)});
 
-  idlewyn::testing::TemporaryFolder temporary;
-  std::filesystem::path folder = temporary.path();
-  Frame frame = frameOf({4, 4}, {rectangle(0, 0, 4, 4, red)});
-};
+std::string contents(const std::filesystem::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
 
-TEST_F(PictureFile, holdsTheSameAsTheBytes) {
-  const auto file = folder / "a.png";
-  paintPNG(frame, 2, file, white);
-  EXPECT_EQ(contents(file), paintPNG(frame, 2, white).text());
+TEST(PictureFile, holdsTheSameAsTheBytes) {
+  const idlewyn::testing::TemporaryFolder folder;
+  const auto file = folder.path() / "a.png", link = folder.path() / "link";
+  paintPNG(square, 2, file, white);
+  EXPECT_EQ(contents(file), paintPNG(square, 2, white).text());
   EXPECT_EQ(contents(file).substr(1, 3), "PNG");
-  std::filesystem::create_symlink(file, folder / "link");
-  paintSVG(frame, folder / "link");
-  EXPECT_TRUE(std::filesystem::is_symlink(folder / "link"));
+  std::filesystem::create_symlink(file, link);
+  paintSVG(square, link);
+  EXPECT_TRUE(std::filesystem::is_symlink(link));
   EXPECT_NE(contents(file).find("<svg"), std::string::npos);
-  paintPDF(frame, file);
+  paintPDF(square, file);
   EXPECT_EQ(contents(file).substr(0, 4), "%PDF");
 }
 
-TEST_F(PictureFile, staysAsItWasWhenWritingFails) {
-  const auto file = folder / "a.png";
-  paintPNG(frame, 1, file);
+TEST(PictureFile, staysAsItWasWhenWritingFails) {
+  const idlewyn::testing::TemporaryFolder temporary;
+  const auto folder = temporary.path(), file = folder / "a.png";
+  paintPNG(square, 1, file);
   const std::string before = contents(file);
-  EXPECT_THROW(paintPNG(frame, 0, file), PaintError);
-  const auto failsOn = [&](const std::filesystem::path& bad) {
-    try {
-      paintPNG(frame, 1, bad);
-      ADD_FAILURE() << bad;
-    } catch (const PaintError& error) {
-      EXPECT_EQ(error.code(), PaintError::Code::writeFailed) << bad;
-    }
+  const auto failure = [](const std::filesystem::path& bad, double scale = 1) {
+    return failureOf([&] { paintPNG(square, scale, bad); });
   };
-  failsOn(folder);
-  failsOn(folder / "none" / "b.png");
-  failsOn(file / "b.png");
-  failsOn("/dev/full");
+  using Code = PaintError::Code;
+  EXPECT_EQ(failure(file, 0), Code::invalidSize);
+  for (const auto& bad :
+       {folder, folder / "none" / "b.png", file / "b.png", std::filesystem::path("/dev/full")})
+    EXPECT_EQ(failure(bad), Code::writeFailed) << bad;
 
   // No room for all of it.
   rlimit limit{};
@@ -317,12 +275,120 @@ TEST_F(PictureFile, staysAsItWasWhenWritingFails) {
   const rlimit few{16, limit.rlim_max};
   const auto handler = std::signal(SIGXFSZ, SIG_IGN);
   ::setrlimit(RLIMIT_FSIZE, &few);
-  failsOn(file);
+  EXPECT_EQ(failure(file), Code::writeFailed);
   ::setrlimit(RLIMIT_FSIZE, &limit);
   std::signal(SIGXFSZ, handler);
 
   EXPECT_EQ(contents(file), before);
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
+}
+
+/// The filter in doubles and without haste, on colours that are not premultiplied.
+double expectedChannel(const ColorFilter& filter, std::uint32_t pixel, int shift) {
+  const double alpha = (pixel >> 24U) / 255.0;
+  if (alpha == 0) return 0;
+  const auto plain = [&](int at) { return ((pixel >> at) & 0xFFU) / 255.0 / alpha; };
+  const double grey = 0.2126 * plain(16) + 0.7152 * plain(8) + 0.0722 * plain(0);
+  double value = plain(shift) + filter.grayscale * (grey - plain(shift));
+  value = std::clamp(filter.contrast * (value - 0.5) + 0.5, 0.0, 1.0);
+  const double by = shift == 16  ? filter.multiply.red
+                    : shift == 8 ? filter.multiply.green
+                                 : filter.multiply.blue;
+  return value * by * alpha * filter.multiply.alpha * 255;
+}
+
+TEST(NightFilter, agreesWithTheFormulaOnRowsOfEveryLengthAndStaysPremultiplied) {
+  const ColorFilter colors{1, 1.3, {1, 0.28, 0.22, 1}};
+  const ColorFilter onItsWay{0.5, 1.15, {1, 0.64, 0.61, 1}};
+  const ColorFilter faint{0.3, 0.2, {1, 1, 1, 0.5}};
+  const ColorFilter steep{1, 1000, {0, 1, 1, 1}};
+  const ColorFilter outOfRange{-3, 1, {7, 1, 2, 1}};
+  const ColorFilter noNumbers{notANumber, notANumber, {notANumber, 1, 1, notANumber}};
+  struct Case {
+    ColorFilter filter, meant;
+    double slack;
+  };
+  const Case cases[] = {
+      {colors, colors, 1.01},    {onItsWay, onItsWay, 1.01},
+      {faint, faint, 1.01},      {steep, steep, 300},  // a step, where rounding decides
+      {outOfRange, {}, 1e-6},    {noNumbers, {}, 1e-6},
+      {ColorFilter(), {}, 1e-6},  // the same as before
+  };
+  std::mt19937 random(7);
+  for (const auto& [filter, meant, slack] : cases) {
+    for (std::size_t length = 0; length < 70; ++length) {
+      std::vector<std::uint32_t> row(length);
+      for (std::uint32_t& pixel : row) {
+        const std::uint32_t alpha = random() % 256;
+        pixel = alpha << 24U;
+        for (int shift = 0; shift < 24; shift += 8)
+          pixel |= random() % (alpha + 1) << shift;
+      }
+      std::vector<std::uint32_t> result = row;
+      applyFilter(filter, result.data(), length);
+      for (std::size_t index = 0; index < length; ++index) {
+        for (int shift = 0; shift < 24; shift += 8) {
+          const std::uint32_t value = result[index] >> shift & 0xFFU;
+          EXPECT_NEAR(value, expectedChannel(meant, row[index], shift), slack);
+          EXPECT_LE(value, result[index] >> 24U);
+        }
+      }
+    }
+  }
+}
+
+constexpr const char* systemNames[] = {
+    "sparkle",          "chevron.left.forwardslash.chevron.right",
+    "hand.raised.fill", "exclamationmark.triangle.fill",
+    "terminal",         "circle.dotted.circle",
+    "moon.zzz.fill",    "checkmark.circle.fill"};
+
+/// A symbol in a box of `side` points, with a margin of 2 around it.
+Image picture(SymbolName symbol, double side, double alpha = 1, double offset = 0) {
+  Frame frame;
+  frame.size = {side + 4, side + 4};
+  const double at = 2 + offset;
+  frame.operations.emplace_back(
+      SymbolOperation{symbol, {{at, at}, {side, side}}, RGBA{0, 0, 0, alpha}});
+  return paintImage(frame, 1);
+}
+
+TEST(Symbols, haveADrawingOfTheirOwnForEachKnownName) {
+  std::set<std::vector<std::uint32_t>> pictures{picture(SymbolName::placeholder, 24).pixels};
+  for (const std::string name : systemNames) {
+    EXPECT_NE(symbolNamed(name), SymbolName::placeholder) << name;
+    EXPECT_TRUE(pictures.insert(picture(symbolNamed(name), 24).pixels).second) << name;
+    for (const std::string& other : {name + " ", name.substr(1), "S" + name.substr(1)})
+      EXPECT_EQ(symbolNamed(other), SymbolName::placeholder) << other;
+  }
+  EXPECT_EQ(symbolNamed(""), SymbolName::placeholder);
+}
+
+TEST(Symbols, fillTheirBoxEvenlyAndStayInsideAtEverySize) {
+  for (const char* name : systemNames) {
+    for (const double side : {12.0, 16.8, 24.0, 33.6, 600.0}) {  // the last is beyond masks
+      SCOPED_TRACE(std::string(name) + ' ' + std::to_string(side));
+      const Image image = picture(symbolNamed(name), side, 0.5);
+      double ink = 0;
+      std::uint32_t darkest = 0;
+      for (const std::uint32_t pixel : image.pixels) {
+        ink += (pixel >> 24U) / 127.5;
+        darkest = std::max(darkest, pixel >> 24U);
+      }
+      EXPECT_GT(ink / (side * side), 0.1) << "a symbol, no speck";
+      EXPECT_LT(ink / (side * side), 0.8) << "nor a blot";
+      EXPECT_NEAR(darkest, 128, side > 12 ? 1 : 10) << "what overlaps would be darker";
+      for (int along = 0; along < image.width; ++along)
+        EXPECT_EQ(at(image, along, 0) | at(image, 0, along) | at(image, image.width - 1, along),
+                  0U);
+    }
+  }
+}
+
+TEST(Symbols, areSharpWhereverTheyStand) {
+  const Image still = picture(SymbolName::terminal, 20);
+  EXPECT_EQ(picture(SymbolName::terminal, 20, 1, 0.3), still);
+  EXPECT_NE(picture(SymbolName::terminal, 20, 1, 0.7), still);  // by a whole pixel
 }
 
 }  // namespace

@@ -2,11 +2,10 @@
 #include <chrono>
 #include <functional>
 #include <limits>
+#include <string>
 #include <thread>
 
 #include <pthread.h>
-
-#include <IdlewynKit/platform/view/Painter.hpp>
 
 #include "ViewSupport.hpp"
 
@@ -18,30 +17,29 @@ struct Endless {
   View body() const { return Column({block(1, 1), Endless()}).padding(1); }
 };
 
+struct Wrap {
+  View content;
+  View body() const { return content; }
+};
+
 /// Runs on a thread with the stack of a small worker's.
 void onSmallStack(const std::function<void()>& work) {
-  pthread_attr_t attributes;
-  pthread_attr_init(&attributes);
 #if defined(__SANITIZE_ADDRESS__)
   constexpr std::size_t stack = 4U << 20;
 #else
   constexpr std::size_t stack = 1U << 20;
 #endif
-  pthread_attr_setstacksize(&attributes, stack);
-  pthread_t thread;
-  const auto run = [](void* function) -> void* {
-    (*static_cast<const std::function<void()>*>(function))();
-    return nullptr;
-  };
-  // The function outlives the thread, which only reads it.
-  auto copy = work;
-  ASSERT_EQ(pthread_create(&thread, &attributes, run, &copy), 0);
-  pthread_join(thread, nullptr);
-  pthread_attr_destroy(&attributes);
+  pthread_attr_t before, small;
+  pthread_getattr_default_np(&before);
+  pthread_attr_init(&small);
+  pthread_attr_setstacksize(&small, stack);
+  pthread_setattr_default_np(&small);
+  std::thread(work).join();
+  pthread_setattr_default_np(&before);
 }
 
 TEST(View, SurvivesTreesOfAnyDepth) {
-  const std::vector<std::pair<const char*, std::function<View(View)>>> wrappers{
+  const std::pair<const char*, std::function<View(View)>> wrappers[] = {
       {"padding", [](const View& view) { return view.padding(0.1); }},
       {"font", [](const View& view) { return view.font(Font::system(9)); }},
       {"opacity", [](const View& view) { return view.opacity(0.999); }},
@@ -50,51 +48,43 @@ TEST(View, SurvivesTreesOfAnyDepth) {
       {"label", [](const View& view) { return view.accessibilityLabel("x"); }},
       {"row",
        [](const View& view) {
-         return Row({view, block(1, 1)});
+         return Row(std::vector{view, block(1, 1)});
        }},
       {"name", [](const View& view) { return view.id("x"); }},
-      {"component",
-       [](const View& view) {
-         struct Wrap {
-           View content;
-           View body() const { return content; }
-         };
-         return View(Wrap{view});
-       }},
+      {"component", [](const View& view) { return Wrap{view}; }},
   };
   onSmallStack([&] {
     for (const auto& [name, wrap] : wrappers) {
       for (const int depth : {500, 10'000, 200'000}) {
         SCOPED_TRACE(std::string(name) + " " + std::to_string(depth));
         View view = block(3, 3);
-        for (int level = 0; level < depth; ++level) {
+        for (int level = 0; level < depth; ++level)
           view = wrap(view);
-        }
-        const Frame frame = still(view, {.width = 100});
+        const Frame frame = still(view, english(), {.width = 100});
         EXPECT_TRUE(isHarmless(frame));
-        EXPECT_EQ(depth > 500 || !blocks(frame).empty(), true) << "within the limit";
+        if (depth > 500) continue;
+        EXPECT_FALSE(operations<RectangleOperation>(frame).empty()) << "within the limit";
+        EXPECT_FALSE(paintImage(frame, 1).pixels.empty()) << "layers that a painter takes";
       }
     }
     const Frame endless = still(Endless());
     EXPECT_TRUE(isHarmless(endless));
-    EXPECT_GT(blocks(endless).size(), 100U);
+    EXPECT_GT(operations<RectangleOperation>(endless).size(), 100U);
   });
 }
 
 TEST(View, BoundsWhatOneFrameCosts) {
   View doubled = block(1, 1);
-  for (int level = 0; level < 40; ++level) {
+  for (int level = 0; level < 40; ++level)
     doubled = Row({doubled, doubled});
-  }
   EXPECT_TRUE(isHarmless(still(doubled)));
 
   std::string text;
-  for (int word = 0; word < 1'000'000; ++word) {
-    text += word % 2 == 0 ? "\xFF words " : "\u20AC words ";
-  }
+  for (int word = 0; word < 500'000; ++word)
+    text += "\xFF words \u20AC words ";
   const auto start = std::chrono::steady_clock::now();
   const Frame frame = still(Column({Text(text).lineLimit(1), block(1, 1).accessibilityLabel(text)}),
-                            {.width = 200});
+                            english(), {.width = 200});
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
   ASSERT_EQ(frame.elements.size(), 2U);
   for (const AccessibleElement& element : frame.elements) {
@@ -128,12 +118,11 @@ TEST(View, ClampsEveryNumber) {
             .environment(&Environment::textScale, number);
     for (const Proposal& proposal : {Proposal(), Proposal{number, number}, Proposal{.width = 50}}) {
       Host host;
-      for (const double now : {0.0, number, 1.0}) {
-        const Frame frame =
-            host.frame(everything, Environment(), proposal, dateFromReferenceSeconds(now));
+      for (const double seconds : {0.0, number, 1.0}) {
+        const Date date = dateFromReferenceSeconds(seconds);
+        const Frame frame = host.frame(everything, Environment(), proposal, date);
         EXPECT_TRUE(isHarmless(frame));
-        if (!frame.nextChange) continue;
-        EXPECT_GT(secondsSinceReferenceDate(*frame.nextChange), now);
+        EXPECT_TRUE(!frame.nextChange || *frame.nextChange > date);
       }
     }
   }
@@ -155,7 +144,7 @@ TEST(View, IsDrawnAlikeOnEveryThread) {
                           .contrast(1.3);
   const Frame expected = still(shared);
   const Image picture = paintImage(expected, 2);
-  std::vector<std::thread> threads;
+  std::vector<std::jthread> threads;
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&, own = shared] {
       for (int round = 0; round < 50; ++round) {
@@ -165,9 +154,6 @@ TEST(View, IsDrawnAlikeOnEveryThread) {
         EXPECT_GT(still(both).size.width, expected.size.width);
       }
     });
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
   }
 }
 

@@ -2,10 +2,13 @@
 #pragma once
 
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <functional>
+#include <new>
 #include <utility>
 
 namespace idlewyn::testing {
@@ -48,5 +51,12 @@ class ChildProcess {
   pid_t pid_;
   int status_ = -1;
 };
+
+/// Shared with the children that are forked later; there until this process ends.
+inline std::atomic<int>& sharedNumber() {
+  void* const page =
+      mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  return *new (page) std::atomic<int>(0);
+}
 
 }  // namespace idlewyn::testing

@@ -62,26 +62,22 @@ TEST_P(Damage, ADamagedFileReadsAsNothingAndIsSetAsideByTheNextWrite) {
 TEST_P(Damage, ProcessesThatMeetADamagedFileOrNoneAtOnceMakeOneNewFile) {
   for (int round = 0; round < 10; ++round) {
     const bool isDamaged = round % 2 == 0;
-    fs::create_directories(file().parent_path());
     if (isDamaged) overwrite(file(), std::string(8192, 'x'));
     chmod(file().c_str(), 0600);
-    int start[2];
-    ASSERT_EQ(pipe(start), 0);
+    std::atomic<int>& isBegun = sharedNumber();
     std::vector<ChildProcess> writers;
     for (int i = 0; i < 6; ++i) {
       writers.emplace_back([&, i] {
-        char none;
-        close(start[1]);
-        if (read(start[0], &none, 1) != 0) return 2;
-        return store().put("key" + std::to_string(i), "value") == "ok" ? 0 : 1;
+        while (isBegun == 0)
+          usleep(100);
+        return put("value", std::to_string(i)) == "ok" ? 0 : 1;
       });
     }
-    close(start[0]);
-    close(start[1]);
+    isBegun = 1;
     for (ChildProcess& writer : writers)
       ASSERT_EQ(writer.status(), 0);
     for (int i = 0; i < 6; ++i)
-      ASSERT_EQ(store().get("key" + std::to_string(i)), "value") << "in round " << round;
+      ASSERT_EQ(get(std::to_string(i)), "value") << "in round " << round;
     ASSERT_EQ(filesSetAside().size(), isDamaged ? 1u : 0u);
     fs::remove_all(file().parent_path());
   }
@@ -89,22 +85,18 @@ TEST_P(Damage, ProcessesThatMeetADamagedFileOrNoneAtOnceMakeOneNewFile) {
 
 TEST_P(Damage, WhatIsNoFileIsLeftAloneAndNeverWaitedFor) {
   const std::string failure = perStore("-25291", "no suite");
-  const std::pair<const char*, std::function<void()>> table[]{
-      {"a directory", [&] { fs::create_directory(file()); }},
-      {"a pipe", [&] { ASSERT_EQ(mkfifo(file().c_str(), 0600), 0); }},
-      {"a symbolic link",
-       [&] {
-         overwrite(folder() / "target", "");
-         fs::create_symlink(folder() / "target", file());
-       }},
+  overwrite(folder() / "target", "");
+  fs::create_directories(file().parent_path());
+  const std::pair<const char*, std::function<void(const fs::path&)>> table[]{
+      {"a directory", [](auto& path) { fs::create_directory(path); }},
+      {"a pipe", [](auto& path) { mkfifo(path.c_str(), 0600); }},
+      {"a symbolic link", [&](auto& path) { fs::create_symlink(folder() / "target", path); }},
   };
   for (const auto& [why, make] : table) {
-    SCOPED_TRACE(why);
-    fs::create_directories(file().parent_path());
-    make();
-    EXPECT_EQ(get(), failure);
-    EXPECT_EQ(put("new"), failure);
-    EXPECT_EQ(fs::remove(file()), true);
+    make(file());
+    EXPECT_EQ(get(), failure) << why;
+    EXPECT_EQ(put("new"), failure) << why;
+    EXPECT_TRUE(fs::remove(file())) << why;
   }
 }
 
@@ -168,7 +160,7 @@ TEST_P(Damage, AFileThatIsRemovedOrReplacedUnderneathCostsNoWrite) {
   }
   // Only the database is removed: its log is not taken for that of the next one.
   fs::remove(file());
-  EXPECT_EQ(store().put("other", "value"), "ok");
+  EXPECT_EQ(put("value", "other"), "ok");
   EXPECT_EQ(get(), "absent");
 }
 

@@ -2,9 +2,6 @@
 #include "Stores.hpp"
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
-#include <memory>
 
 #include <IdlewynKit/platform/defaults/UserDefaults.hpp>
 #include <IdlewynKit/platform/secrets/internal/FileKeychain.hpp>
@@ -12,46 +9,9 @@
 #include "ChildProcess.hpp"
 
 namespace idlewyn::testing {
-namespace {
 
 namespace fs = std::filesystem;
 using namespace idlewyn::platform;
-
-TestedStore testedDefaults() {
-  const auto suite = [] { return UserDefaults::suite("group.test"); };
-  const auto put = [=](const std::string& key, const std::string& value) -> std::string {
-    std::optional<UserDefaults> defaults = suite();
-    if (!defaults) return "no suite";
-    return defaults->set(key, Data::ofText(value)) ? "ok" : "false";
-  };
-  const auto get = [=](const std::string& key) -> std::string {
-    const std::optional<UserDefaults> defaults = suite();
-    if (!defaults) return "no suite";
-    const std::optional<Data> data = defaults->data(key);
-    return data ? data->storage : "absent";
-  };
-  return {put, get};
-}
-
-TestedStore testedKeychain(const fs::path& directory) {
-  const std::shared_ptr<Keychain> keychain = makeFileKeychain(directory, {"group.test"});
-  const auto put = [=](const std::string& key, const std::string& value) -> std::string {
-    const KeychainQuery query("service", key, std::nullopt);
-    const KeychainAttributes attributes(Data::ofText(value),
-                                        KeychainAccessibility::afterFirstUnlock);
-    KeychainStatus::Code status = keychain->update(query, attributes);
-    if (status == KeychainStatus::itemNotFound) status = keychain->add(query, attributes);
-    return status == KeychainStatus::success ? "ok" : std::to_string(status);
-  };
-  const auto get = [=](const std::string& key) -> std::string {
-    const KeychainMatch match = keychain->copyMatching({"service", key, std::nullopt});
-    if (match.status == KeychainStatus::itemNotFound) return "absent";
-    return match.data ? match.data->storage : std::to_string(match.status);
-  };
-  return {put, get};
-}
-
-}  // namespace
 
 StoreTest::StoreTest() {
   // Below a symbolic link, and where every character has to be quoted.
@@ -60,13 +20,39 @@ StoreTest::StoreTest() {
   fs::create_directory_symlink(place, link);
   setenv("IDLEWYN_DATA_DIR", link.c_str(), 1);
   file_ = link / perStore("keychain/keychain.sqlite3", "defaults/group.test.sqlite3");
-  store_ = isKeychain() ? testedKeychain(file_.parent_path()) : testedDefaults();
+  if (isKeychain()) keychain_ = makeFileKeychain(file_.parent_path(), {"group.test"});
   get();  // makes the database's object, for `database()`
 }
 
 StoreTest::~StoreTest() {
   std::error_code ignored;
   fs::permissions(file_.parent_path(), fs::perms::owner_all, ignored);
+}
+
+std::string StoreTest::put(const std::string& value, const std::string& key) const {
+  if (!isKeychain()) {
+    std::optional<UserDefaults> suite = UserDefaults::suite("group.test");
+    if (!suite) return "no suite";
+    return suite->set(key, Data::ofText(value)) ? "ok" : "false";
+  }
+  const KeychainQuery query("service", key, std::nullopt);
+  const KeychainAttributes attributes(Data::ofText(value), KeychainAccessibility::afterFirstUnlock);
+  KeychainStatus::Code status = keychain_->update(query, attributes);
+  if (status == KeychainStatus::itemNotFound) status = keychain_->add(query, attributes);
+  return status == KeychainStatus::success ? "ok" : std::to_string(status);
+}
+
+std::string StoreTest::get(const std::string& key) const {
+  KeychainMatch match;
+  if (isKeychain()) {
+    match = keychain_->copyMatching({"service", key, std::nullopt});
+  } else {
+    const std::optional<UserDefaults> suite = UserDefaults::suite("group.test");
+    if (!suite) return "no suite";
+    match.data = suite->data(key);
+  }
+  if (match.data) return match.data->storage;
+  return match.status == KeychainStatus::itemNotFound ? "absent" : std::to_string(match.status);
 }
 
 DatabaseFile& StoreTest::database() const {
@@ -84,21 +70,12 @@ std::vector<fs::path> StoreTest::filesSetAside() const {
   return found;
 }
 
-void StoreTest::storeElsewhere(const std::string& value) {
+void StoreTest::storeElsewhere(const std::string& value) const {
   ChildProcess writer([&] {
     if (put(value) != "ok") return 1;
     std::exit(0);  // with what a process does at its end
   });
   ASSERT_EQ(writer.status(), 0);
-}
-
-std::string contentOf(const fs::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-void overwrite(const fs::path& file, const std::string& content) {
-  std::ofstream(file, std::ios::binary | std::ios::trunc) << content;
 }
 
 }  // namespace idlewyn::testing

@@ -1,26 +1,20 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <filesystem>
-#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include <tests/support/Files.hpp>
 #include <tests/support/TemporaryFolder.hpp>
 
+#include <IdlewynKit/platform/secrets/Keychain.hpp>
 #include <IdlewynKit/platform/sqlite/DatabaseFile.hpp>
 
 /// What both stores have in common, so that one test serves both.
 namespace idlewyn::testing {
-
-struct TestedStore {
-  /// "ok", or what went wrong: a status of the keychain, "no suite" or "false" of the defaults.
-  std::function<std::string(const std::string& key, const std::string& value)> put;
-  /// The value, "absent", or as above.
-  std::function<std::string(const std::string& key)> get;
-};
 
 /// A store in a folder of its own: the parameter tells whether it is the keychain.
 class StoreTest : public ::testing::TestWithParam<bool> {
@@ -37,20 +31,17 @@ class StoreTest : public ::testing::TestWithParam<bool> {
   platform::DatabaseFile& database() const;
   std::vector<std::filesystem::path> filesSetAside() const;
 
-  std::string put(const std::string& value) { return store_.put("key", value); }
-  std::string get() { return store_.get("key"); }
-  const TestedStore& store() const { return store_; }
-
+  /// "ok", or what went wrong: a status of the keychain, "no suite" or "false" of the defaults.
+  std::string put(const std::string& value, const std::string& key = "key") const;
+  /// The value, "absent", or as above.
+  std::string get(const std::string& key = "key") const;
   /// Another process stores the value under "key" and ends; nothing is open here.
-  void storeElsewhere(const std::string& value);
+  void storeElsewhere(const std::string& value) const;
 
  private:
   TemporaryFolder folder_;
   std::filesystem::path file_;
-  TestedStore store_;
+  std::shared_ptr<platform::Keychain> keychain_;
 };
-
-std::string contentOf(const std::filesystem::path& file);
-void overwrite(const std::filesystem::path& file, const std::string& content);
 
 }  // namespace idlewyn::testing

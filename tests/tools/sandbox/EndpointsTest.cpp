@@ -8,15 +8,14 @@
 #include <IdlewynKit/model/JSONCoding.hpp>
 
 #include "RawClient.hpp"
-#include "tools/sandbox-relay/SandboxRelay.hpp"
+#include "tests/support/RelayFixture.hpp"
 #include "tools/sandbox-relay/WireRecords.hpp"
 
 namespace idlewyn::sandbox {
 namespace {
 
-Options plainOptions() {
-  Options options;
-  options.tls = false;
+Options stillOptions(std::string prefix = "") {
+  Options options = testing::plainHTTP(std::move(prefix));
   options.manualClock = true;
   return options;
 }
@@ -26,7 +25,7 @@ std::string pairBody(const std::string& provider, const std::string& code) {
 }
 
 TEST(Endpoints, RefuseWhatTheyDoNotTake) {
-  SandboxRelay relay(plainOptions());
+  SandboxRelay relay(stillOptions());
   const std::string token = relay.issueToken(AgentProvider::codex);
   struct Row {
     const char* why;
@@ -62,7 +61,6 @@ TEST(Endpoints, RefuseWhatTheyDoNotTake) {
         client.exchange(requestText(row.target, row.token, row.body, row.header));
     EXPECT_EQ(reply.status, row.status) << row.why;
     EXPECT_TRUE(reply.body.starts_with(R"({"error":")")) << row.why;
-    EXPECT_EQ(reply.head.find("Allow: ") != std::string::npos, row.status == 405) << row.why;
     EXPECT_EQ(reply.head.find("WWW-Authenticate: Bearer") != std::string::npos,
               row.status == 401 && row.target != std::string("POST /v1/pair"))
         << row.why;
@@ -72,9 +70,7 @@ TEST(Endpoints, RefuseWhatTheyDoNotTake) {
 
 TEST(Endpoints, LieBelowThePathPrefixAndNowhereElse) {
   for (const char* prefix : {"team/relay", "/team/relay/"}) {
-    Options options = plainOptions();
-    options.pathPrefix = prefix;
-    SandboxRelay relay(options);
+    SandboxRelay relay(stillOptions(prefix));
     EXPECT_TRUE(relay.address().text().ends_with("/team/relay")) << relay.address().text();
     RawClient client(relay.address());
     const std::string token = relay.issueToken(AgentProvider::codex);
@@ -86,14 +82,12 @@ TEST(Endpoints, LieBelowThePathPrefixAndNowhereElse) {
     for (const auto& [target, status] : rows)
       EXPECT_EQ(client.exchange(requestText(target, token)).status, status) << target;
   }
-  Options options = plainOptions();
-  options.pathPrefix = "a b";
-  EXPECT_THROW(SandboxRelay(options).address(), std::runtime_error);
+  EXPECT_THROW(SandboxRelay(stillOptions("a b")).address(), std::runtime_error);
 }
 
 // What clients and the command send is tested with them.
 TEST(Endpoints, TakeWhatOtherClientsMaySend) {
-  SandboxRelay relay(plainOptions());
+  SandboxRelay relay(stillOptions());
   RawClient client(relay.address());
   relay.advance(std::chrono::seconds(10));
   const std::string token = relay.issueToken(AgentProvider::claude);
@@ -108,32 +102,27 @@ TEST(Endpoints, TakeWhatOtherClientsMaySend) {
                                                         {"code", "A&B C"}}));
 }
 
-TEST(ControlRequests, HideTokensAndAskForTheEnd) {
-  Options options = plainOptions();
+// The others are in use by the command's tests.
+TEST(ControlRequests, HideTokensForgetAndAskForTheEnd) {
+  Options options = stillOptions();
   bool stopAsked = false;
   options.onStopRequest = [&] { stopAsked = true; };
   SandboxRelay relay(options);
   RawClient client(relay.address());
   const std::string token = relay.issueToken(AgentProvider::claude);
-  const std::string settings = requestText("GET /v1/settings", token);
-  const auto control = [&](const char* target, std::string_view body = {}) {
-    const RawReply reply = client.exchange(requestText(target, {}, body));
-    EXPECT_EQ(reply.status, 200) << target;
-    return reply.body;
-  };
-  EXPECT_EQ(client.exchange(settings).status, 200);
-  const std::string shown = control("GET /sandbox/requests");
+  const auto send = [&](const char* target) { return client.exchange(requestText(target, token)); };
+  EXPECT_EQ(send("GET /v1/settings").status, 200);
+  const std::string shown = send("GET /sandbox/requests").body;
   EXPECT_NE(shown.find(R"("target":"/v1/settings")"), std::string::npos);
   EXPECT_EQ(shown.find(token), std::string::npos);
-  control("DELETE /sandbox/requests");
+  EXPECT_EQ(send("DELETE /sandbox/requests").status, 200);
   EXPECT_TRUE(relay.requests().empty());
-  control("POST /sandbox/sessions", R"({"sessions":[]})");
-  EXPECT_TRUE(relay.state().sessions(std::nullopt).empty());
-  control("DELETE /sandbox/sessions");
+  relay.setSessions({});
+  EXPECT_EQ(send("DELETE /sandbox/sessions").status, 200);
   EXPECT_EQ(relay.state().sessions(std::nullopt).size(), 5u);
-  EXPECT_EQ(client.exchange(requestText("POST /sandbox/certificate")).status, 400) << "plain http";
-  control("POST /sandbox/stop");
-  EXPECT_EQ(client.exchange(settings).status, 200);
+  EXPECT_EQ(send("POST /sandbox/certificate").status, 400) << "plain http";
+  EXPECT_EQ(send("POST /sandbox/stop").status, 200);
+  EXPECT_EQ(send("GET /v1/settings").status, 200);
   EXPECT_TRUE(stopAsked);
 }
 

@@ -81,45 +81,39 @@ TEST_F(RelayStateTest, HowOftenTheClockIsReadChangesNothing) {
 }
 
 TEST_F(RelayStateTest, AnAnsweredPromptIsGoneAndItsSessionGoesOn) {
-  struct Row {
-    PermissionDecision decision;
-    SessionStatus after;
-    bool asksAgain;
-  };
-  const Row rows[] = {{PermissionDecision::allow, working, true},
-                      {PermissionDecision::always, working, false},
-                      {PermissionDecision::deny, failed, true}};
-  for (const Row& row : rows) {
+  const std::tuple<PermissionDecision, SessionStatus, bool> rows[] = {
+      {PermissionDecision::allow, working, true},
+      {PermissionDecision::always, working, false},
+      {PermissionDecision::deny, failed, true}};
+  for (const auto& [decision, after, asksAgain] : rows) {
     RelayState state([this] { return now_; });
     const auto status = [&] { return state.sessions(AgentProvider::claude).front().status; };
     now_ += seconds(10);
     const auto prompt = state.sessions(AgentProvider::claude).front().permission;
     ASSERT_TRUE(prompt && prompt->alwaysRule);
-    EXPECT_FALSE(state.decide("other", row.decision));
-    EXPECT_TRUE(state.decide(prompt->id, row.decision));
-    EXPECT_FALSE(state.decide(prompt->id, row.decision)) << "answered already";
-    EXPECT_EQ(state.decisions(), std::vector<Decision>{Decision(prompt->id, row.decision)});
-    EXPECT_EQ(status(), row.after);
+    EXPECT_FALSE(state.decide("other", decision));
+    EXPECT_TRUE(state.decide(prompt->id, decision));
+    EXPECT_FALSE(state.decide(prompt->id, decision)) << "answered already";
+    EXPECT_EQ(state.decisions(), std::vector<Decision>{Decision(prompt->id, decision)});
+    EXPECT_EQ(status(), after);
     now_ += seconds(31);
     EXPECT_EQ(status(), working);
     now_ += seconds(1'000'000);
-    EXPECT_EQ(status() == waitingForInput, row.asksAgain);
+    EXPECT_EQ(status() == waitingForInput, asksAgain);
   }
 }
 
 TEST_F(RelayStateTest, KeepsPushTokensUntilTheirOwnerLeaves) {
-  using Kind = PushTokenRegistration::Kind;
   const std::string owner = state_.issueToken(AgentProvider::claude);
   const std::string other = state_.issueToken(AgentProvider::codex);
-  const auto registration = [](Kind kind, std::optional<std::string> key) {
-    return PushTokenRegistration("phone", kind, {1}, "production", std::move(key));
-  };
-  const auto keyed = registration(Kind::activity, "key");
-  const auto start = registration(Kind::pushToStart, std::nullopt);
-  state_.keepPushToken(owner, registration(Kind::activity, std::nullopt));
+  PushTokenRegistration activity("phone", PushTokenRegistration::Kind::activity, {1}, "e", "key");
+  PushTokenRegistration start = activity;
+  start.kind = PushTokenRegistration::Kind::pushToStart;
+  state_.keepPushToken(owner, activity);
   state_.keepPushToken(other, start);
-  state_.keepPushToken(owner, keyed);
-  EXPECT_EQ(state_.pushTokens(), (std::vector{start, keyed}));
+  activity.pushKey = std::nullopt;
+  state_.keepPushToken(owner, activity);
+  EXPECT_EQ(state_.pushTokens(), (std::vector{start, activity}));
   state_.unpair(owner);
   EXPECT_EQ(state_.pushTokens(), std::vector{start});
   EXPECT_FALSE(state_.isValid(owner));

@@ -21,8 +21,6 @@ class LineCollector {
 
   /// `text` is the layout's. Points, from the top of the box.
   void add(PangoLayoutLine* line, std::string_view text, double baseline);
-  /// Of the widest line so far.
-  double width() const noexcept { return width_; }
   /// Lines from right to left are moved to the right edge. Leaves the collector empty.
   ShapedText finish(TextMetrics metrics);
 

@@ -21,7 +21,6 @@ class TextBox final : public Box {
   Size size(const Proposal& proposal) override;
   void place(Point origin, const Proposal& proposal, Canvas& canvas) override;
 
-  std::string_view text() const noexcept { return request_.text; }
   /// Whether another text would be as large in its place.
   bool isAsLargeAs(std::string_view text) const;
   /// Where the middle of its first line's capitals is below its top.

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <chrono>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -11,12 +13,15 @@
 #include <IdlewynKit/platform/view/FontFamilies.hpp>
 #include <IdlewynKit/platform/view/internal/ShapedText.hpp>
 #include <IdlewynKit/platform/view/internal/TextShaping.hpp>
+#include <IdlewynKit/platform/view/internal/TimeText.hpp>
 
 namespace idlewyn::platform {
 namespace {
 
 constexpr Font body = Font::system(13);
 constexpr Font typewriter = body.monospaced();
+constexpr TruncationMode allModes[] = {TruncationMode::head, TruncationMode::middle,
+                                       TruncationMode::tail};
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 
 std::shared_ptr<const ShapedText> shaped(std::string_view text, const Font& font = body,
@@ -46,25 +51,22 @@ std::vector<unsigned long> numbersOf(const ShapedText& text) {
 }
 
 std::size_t linesOf(const ShapedText& text) {
-  std::map<double, int> baselines;
+  std::set<double> baselines;
   for (const cairo_glyph_t& glyph : glyphsOf(text))
-    ++baselines[glyph.y];
+    baselines.insert(glyph.y);
   return baselines.size();
 }
 
-/// Uses families for a while.
-class FamiliesFor {
- public:
-  explicit FamiliesFor(const std::string& family) {
+void withEachFamily(std::initializer_list<const char*> families,
+                    const std::function<void()>& work) {
+  const FontFamilies before = fontFamilies();
+  for (const char* family : families) {
+    SCOPED_TRACE(family);
     setFontFamilies({{family}, {family}, {family}});
+    work();
   }
-  FamiliesFor(const FamiliesFor&) = delete;
-  FamiliesFor& operator=(const FamiliesFor&) = delete;
-  ~FamiliesFor() { setFontFamilies(before_); }
-
- private:
-  FontFamilies before_ = fontFamilies();
-};
+  setFontFamilies(before);
+}
 
 TEST(TextShaping, scalesWidthsExactly) {
   // Whatever is hinted or rounded breaks this.
@@ -76,53 +78,40 @@ TEST(TextShaping, scalesWidthsExactly) {
                   width * size / 20, 0.1)
           << size;
   }
-  const Font styled = Font::system(TextStyle::body);
-  EXPECT_EQ(shapeText({text, styled, 1.5, {}, {}, {}})->metrics().size.width,
-            widthOf(text, Font::system(19.5)));
-  EXPECT_EQ(shapeText({text, body, 1.5, {}, {}, {}}), shapeText({text, body, 1.5, {}, {}, {}}));
-  EXPECT_EQ(shapeText({text, body, 1.5, {}, {}, {}})->metrics().size.width, widthOf(text));
 }
 
 TEST(TextShaping, givesDigitsOneWidthInEveryFace) {
-  for (const char* family : {"Inter", "Cantarell", "Quicksand", "Comfortaa", "DejaVu Sans"}) {
-    const FamiliesFor families(family);
+  withEachFamily({"Inter", "Cantarell", "Quicksand", "Comfortaa", "DejaVu Sans"}, [] {
     for (const FontWeight weight : {FontWeight::thin, FontWeight::regular, FontWeight::bold}) {
       const Font font = Font::system(26, weight).monospacedDigit();
-      EXPECT_DOUBLE_EQ(widthOf("11:11", font), widthOf("00:00", font)) << family;
-      EXPECT_DOUBLE_EQ(widthOf("1:11:11", font), widthOf("9:56:78", font)) << family;
-      EXPECT_DOUBLE_EQ(widthOf("\u0661", font), widthOf("\u0665", font)) << family;
-      EXPECT_LT(widthOf("ii", font), widthOf("mm", font)) << family;  // letters as they are
+      EXPECT_DOUBLE_EQ(widthOf("11:11", font), widthOf("00:00", font));
+      EXPECT_DOUBLE_EQ(widthOf("1:11:11", font), widthOf("9:56:78", font));
+      EXPECT_DOUBLE_EQ(widthOf("\u0661", font), widthOf("\u0665", font));
+      EXPECT_LT(widthOf("ii", font), widthOf("mm", font));  // letters as they are
       // A line that was fitted before its digits were widened.
       const auto tight = shaped("11 of 1111 tasks 1111", font, 120, 1, TruncationMode::middle);
-      EXPECT_LE(tight->metrics().size.width, 120) << family;
+      EXPECT_LE(tight->metrics().size.width, 120);
     }
-  }
+  });
   EXPECT_LT(widthOf("1111"), widthOf("0000"));  // or the above shows nothing
 }
 
 TEST(TextShaping, keepsTheEndsThatTheTruncationKeeps) {
-  struct Case {
-    TruncationMode mode;
-    bool keepsHead, keepsTail;
-  };
-  const Case cases[] = {{TruncationMode::head, false, true},
-                        {TruncationMode::middle, true, true},
-                        {TruncationMode::tail, true, false}};
   // Glyphs are left out, or, outside of ASCII and with digits of one width, Pango is asked.
   for (const std::string text :
        {"Read: Sources/Auth/Middleware.swift", "R\u00E9ad: Sources/Auth/Middlewar\u00E9.swift"}) {
     for (const Font& font : {body, typewriter, body.monospacedDigit()}) {
       const auto whole = numbersOf(*shaped(text, font));
       for (const double width : {40.0, 100.0, 150.0}) {
-        for (const Case& known : cases) {
-          const auto cut = shaped(text, font, width, 1, known.mode);
+        for (const TruncationMode mode : allModes) {
+          const auto cut = shaped(text, font, width, 1, mode);
           const auto numbers = numbersOf(*cut);
           EXPECT_TRUE(cut->metrics().isTruncated);
           EXPECT_EQ(linesOf(*cut), 1U);
           EXPECT_LE(cut->metrics().size.width, width);
           EXPECT_GT(cut->metrics().size.width, width - 15);
-          EXPECT_EQ(numbers.front() == whole.front(), known.keepsHead) << width;
-          EXPECT_EQ(numbers.back() == whole.back(), known.keepsTail) << width;
+          EXPECT_EQ(numbers.front() == whole.front(), mode != TruncationMode::head) << width;
+          EXPECT_EQ(numbers.back() == whole.back(), mode != TruncationMode::tail) << width;
           if (font != typewriter) continue;
           // The ellipsis is no wider than it is by itself: every glyph takes one place.
           const double places = cut->metrics().size.width / widthOf("m", typewriter);
@@ -138,12 +127,7 @@ TEST(TextShaping, keepsTheEndsThatTheTruncationKeeps) {
 }
 
 TEST(TextShaping, keepsToItsLimitOfLinesAcrossParagraphs) {
-  struct Case {
-    std::string text;
-    std::optional<int> limit;
-    std::size_t lines;
-    bool isTruncated;
-  };
+  using Case = std::tuple<std::string, std::optional<int>, std::size_t, bool>;
   const std::string many = "one two three four five six seven eight nine ten eleven twelve";
   const Case cases[] = {
       {many, {}, 5, false},
@@ -156,8 +140,7 @@ TEST(TextShaping, keepsToItsLimitOfLinesAcrossParagraphs) {
       {"a\n" + many + "\nb", 4, 4, true},
       {many + "\n" + many, 7, 7, true},
   };
-  for (const TruncationMode mode :
-       {TruncationMode::head, TruncationMode::middle, TruncationMode::tail}) {
+  for (const TruncationMode mode : allModes) {
     for (const auto& [text, limit, lines, isTruncated] : cases) {
       const auto result = shaped(text, body, 100, limit, mode);
       EXPECT_EQ(linesOf(*result), lines) << text << limit.value_or(-1);
@@ -212,9 +195,7 @@ TEST(TextShaping, takesLongTextsInItsStride) {
     for (const auto width : {std::optional<double>(), std::optional(0.0), std::optional(200.0)}) {
       for (const auto limit : {std::optional<int>(), std::optional(1), std::optional(3)}) {
         const auto result = shaped(text, body, width, limit, TruncationMode::middle);
-        if (text.front() != '\n' || limit != 1) {
-          EXPECT_TRUE(result->metrics().isTruncated);
-        }
+        EXPECT_TRUE(result->metrics().isTruncated || (text.front() == '\n' && limit == 1));
         EXPECT_LT(result->metrics().size.height, limit ? 70 : 70'000);
       }
     }
@@ -231,19 +212,112 @@ TEST(TextShaping, remembersWhatItHasShaped) {
   EXPECT_NE(shaped("remembered", body.weight(FontWeight::bold)), first);
   EXPECT_NE(shaped("remembered", body, {}, 1), first);
   EXPECT_NE(shapeText({"remembered", body, notANumber, notANumber, {}, {}}), nullptr);
-  const FamiliesFor families("DejaVu Sans Mono");
-  EXPECT_NE(shaped("remembered"), first);
+  withEachFamily({"DejaVu Sans Mono"}, [&] { EXPECT_NE(shaped("remembered"), first); });
   for (int index = 0; index < 60'000; ++index)
     shaped(std::to_string(index));  // are forgotten
 }
 
 TEST(TextShaping, knowsTheHeightOfCapitals) {
-  for (const char* family : {"Inter", "Cantarell", "DejaVu Sans"}) {  // the last doesn't tell it
-    const FamiliesFor families(family);
-    EXPECT_NEAR(capHeight(Font::system(100), 1), 72, 6) << family;
+  withEachFamily({"Inter", "Cantarell", "DejaVu Sans"}, [] {  // the last doesn't tell it
+    EXPECT_NEAR(capHeight(Font::system(100), 1), 72, 6);
     EXPECT_NEAR(capHeight(Font::system(TextStyle::body), 2), 2 * capHeight(body, 1), 0.01);
-    EXPECT_EQ(shaped("x")->metrics().capHeight, capHeight(body, 1)) << family;
+    EXPECT_EQ(shaped("x")->metrics().capHeight, capHeight(body, 1));
+  });
+}
+
+using Seconds = std::chrono::duration<double>;
+using Format = TimeText (*)(Date, Date, std::string_view);
+
+constexpr Date now = dateFromReferenceSeconds(817'300'000.25);
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+/// ICU joins with spaces that don't break in some locales.
+std::string plain(std::string text) {
+  for (const std::string space : {"\u00A0", "\u202F"})
+    for (std::size_t at; (at = text.find(space)) != std::string::npos;)
+      text.replace(at, space.size(), " ");
+  return text;
+}
+
+TEST(TimeText, countsInTheMannerOfTheLocale) {
+  struct Case {
+    Format format;
+    double age;
+    const char* locale;
+    const char* text;
+  };
+  const Case cases[] = {
+      {timerText, 0, "en_US", "0:00"},
+      {timerText, 59.9, "en_US", "0:59"},
+      {timerText, 247, "en_US", "4:07"},
+      {timerText, 3600, "en_US", "1:00:00"},
+      {timerText, 3847, "de_DE.UTF-8", "1:04:07"},
+      {timerText, 100 * 3600 + 61, "en_US", "100:01:01"},
+      {timerText, 247, "fi", "4.07"},
+      {timerText, 3847, "da_DK", "1.04.07"},
+      {timerText, -30, "en_US", "0:00"},  // a clock that is behind
+      {timerText, notANumber, "en_US", "0:00"},
+      {relativeDateText, 0, "en_US", "0 sec"},
+      {relativeDateText, 60, "en_US", "1 min"},
+      {relativeDateText, 8040, "en_US", "2 hr, 14 min"},
+      {relativeDateText, 8040, "de_DE.UTF-8", "2 Std., 14 Min."},
+      {relativeDateText, 8040, "", "2 h, 14 min"},
+      {relativeDateText, 86'400 + 3600, "en_US", "1 day, 1 hr"},
+      {relativeDateText, 4e7, "en_US", "1 yr, 3 mths"},
+      {relativeDateText, -90, "en_US", "1 min, 30 sec"},    // the future, counted down
+      {relativeDateText, -90.5, "en_US", "1 min, 31 sec"},  // each count lasts until it is reached
+      {relativeDateText, infinity, "en_US", "10,000 yrs"},
+      {relativeDateText, -1e300, "en_US", "10,000 yrs"},
+      {relativeDateText, notANumber, "en_US", "\u2013"},
+  };
+  for (const auto& [format, age, locale, text] : cases)
+    EXPECT_EQ(plain(format(now - Seconds(age), now, locale).text), text) << age << locale;
+}
+
+/// Follows the due times from `age` to `end`: each text lasts until its due time, not longer.
+int walk(Format format, Date date, double age, double end) {
+  int changes = 0;
+  Date at = date + Seconds(age);
+  TimeText shown = format(date, at, "en_US");
+  while (at < date + Seconds(end)) {
+    if (!shown.nextChange || *shown.nextChange <= at) {
+      ADD_FAILURE() << shown.text << " is never due at " << (at - date).count();
+      return changes;
+    }
+    const Date due = *shown.nextChange;
+    for (const Date before : {at + (due - at) / 2, due - Seconds(0.001)}) {
+      const TimeText same = format(date, before, "en_US");
+      EXPECT_EQ(same.text, shown.text) << (before - date).count();
+      EXPECT_EQ(same.nextChange, due) << (before - date).count();
+    }
+    const TimeText next = format(date, due, "en_US");
+    EXPECT_NE(next.text, shown.text) << (due - date).count();
+    shown = next;
+    at = due;
+    ++changes;
+    if (testing::Test::HasFailure()) return changes;
   }
+  return changes;
+}
+
+TEST(TimeText, isDueExactlyWhenTheTextChanges) {
+  constexpr double year = 31'556'952;
+  // Dates whose sums are rounded: fractions, and far ones where a double is coarse.
+  for (const Date date : {now, dateFromReferenceSeconds(0.1), dateFromReferenceSeconds(1e9 / 3),
+                          dateFromReferenceSeconds(-63'113'904'000.3)}) {
+    EXPECT_GT(walk(relativeDateText, date, 0, 3 * year), 6000);
+    EXPECT_GT(walk(relativeDateText, date, -3 * year, 1), 6000);
+    EXPECT_GT(walk(timerText, date, -2, 7300), 7300 - 2);
+  }
+}
+
+TEST(TimeText, isNeverDueWhereNothingIsCounted) {
+  for (const double age : {notANumber, infinity, -infinity, 1e300, -1e300, 1e18}) {
+    for (const Format format : {relativeDateText, timerText})
+      EXPECT_EQ(format(now - Seconds(age), now, "en_US").nextChange, std::nullopt) << age;
+  }
+  const Date far = dateFromReferenceSeconds(1e22);  // a double can't count seconds there
+  EXPECT_EQ(relativeDateText(far, far, "en_US").nextChange, std::nullopt);
 }
 
 }  // namespace
