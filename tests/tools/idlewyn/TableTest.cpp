@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "tools/idlewyn/CodePoint.hpp"
-#include "tools/idlewyn/Fingerprint.hpp"
+#include "tools/idlewyn/Screen.hpp"
 #include "tools/idlewyn/SessionReport.hpp"
 
 namespace idlewyn::command {
@@ -71,6 +71,29 @@ TEST(Table, GivesWayUntilARowFits) {
   }
 }
 
+TEST(Screen, BreaksTextIntoRowsThatFitWithoutLosingAnything) {
+  struct Row {
+    std::string text;
+    std::size_t columns;
+    std::vector<std::string> rows;
+    std::string reason;
+  };
+  const std::vector<Row> table{
+      {"", 10, {""}, "an empty line is a row"},
+      {"a\n\nb", 10, {"a", "", "b"}, "so is one in the midst"},
+      {"abcdef", 3, {"abc", "def"}, "just full rows have no empty one behind"},
+      {"abcd", 3, {"abc", "d"}, "the rest goes on below"},
+      {"日本語", 5, {"日本", "語"}, "wide characters are not cut in half"},
+      {"日本", 1, {"日", "本"}, "narrower than one character: nothing is dropped, nothing hangs"},
+      {"\x1b[31mabc\x1b[0mdef", 3, {"\x1b[31mabc\x1b[0m", "def"}, "colours take no room"},
+      {"\x1b[31", 2, {"\x1b[", "31"}, "what is no code is text"},
+      {"abc", 0, {"a", "b", "c"}, "a terminal of no width"},
+  };
+  for (const Row& row : table)
+    EXPECT_EQ(rowsOf(row.text, row.columns), row.rows) << row.reason;
+  EXPECT_EQ(widthOfRow("\x1b[1;33mab日\x1b[0m"), 4u);
+}
+
 TEST(Output, IsColouredOnTerminalsThatWantIt) {
   EXPECT_TRUE(usesColour(true, nullptr, "xterm-256color"));
   EXPECT_TRUE(usesColour(true, "", "xterm")) << "an empty NO_COLOR is not set";
@@ -87,13 +110,6 @@ TEST(SessionReport, WritesTimesThatPeopleRead) {
   EXPECT_EQ(elapsedText(-5), "0:00") << "clocks differ";
   EXPECT_EQ(elapsedText(std::nan("")), "0:00");
   EXPECT_EQ(elapsedText(1e300), elapsedText(1e12)) << "a relay's nonsense";
-}
-
-TEST(Fingerprint, IsShownInGroups) {
-  const std::string digits(64, 'a');
-  const std::string half = "aaaa aaaa aaaa aaaa aaaa aaaa aaaa aaaa";
-  EXPECT_EQ(fingerprintLines(digits), (std::vector<std::string>{half, half}));
-  EXPECT_EQ(fingerprintLines("abcdef"), (std::vector<std::string>{"abcd ef"}));
 }
 
 }  // namespace

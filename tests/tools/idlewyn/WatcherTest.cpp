@@ -82,23 +82,6 @@ TEST_F(WatcherTest, NeverWaitsLessThanALongIntervalAfterAFailure) {
   EXPECT_DOUBLE_EQ(Seconds(*slow.next() - now).count(), 300);
 }
 
-TEST_F(WatcherTest, KeepsTheSessionsOfWhoWasNotAskedOrFailed) {
-  watcher.follow({paired(claude), paired(codex)});
-  watcher.take(both, now, now);
-  pass(wait());
-  SnapshotResult half = both;
-  half.errors[codex] = std::make_exception_ptr(lost);
-  watcher.take(std::move(half), now, now);
-  pass(wait());
-  ASSERT_EQ(watcher.due(now).size(), 1u) << "the other one waits longer";
-  const auto transitions =
-      watcher.take(answer({session(claude, SessionStatus::finished)}), now, now);
-  ASSERT_EQ(transitions.size(), 1u);
-  EXPECT_EQ(transitions.front().session.provider, claude);
-  EXPECT_EQ(watcher.snapshot().sessionsFor(codex).size(), 1u);
-  EXPECT_EQ(watcher.errors().size(), 1u) << "not asked is not answered";
-}
-
 TEST_F(WatcherTest, BeginsWithWhatWasSeenBeforeOfWhoIsPaired) {
   const Date then = platform::dateFromReferenceSeconds(1000);
   const LastSeen before{

@@ -1,12 +1,8 @@
-#!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""keychain.py IDLEWYN SANDBOX_RELAY: pairings in the Secret Service, and on the way to and fro."""
+"""Pairings in the Secret Service, and on the way to and fro."""
 import json
-import sys
 import time
 
-sys.dont_write_bytecode = True
-import sandbox
 from keyring import Keyring
 from sandbox import CommandTest
 
@@ -22,25 +18,24 @@ class Places(CommandTest):
     def where(self):
         return self.run_json("keychain", "where").get("place")
 
-    def move(self, *arguments, status=0):
-        return self.run_command("keychain", "move", *arguments, status=status)
+    def move(self, *arguments, **options):
+        return self.run_command("keychain", "move", *arguments, **options)
 
     def test_are_moved_both_ways_and_lose_nothing(self):
         self.assertIsNone(self.where())
         self.pair(self.relay, "claude")
         listed = self.connections()
         self.assertEqual((self.where(), self.items()), ("secret-service", {}))
-        self.assertIn("Moved: 1 item.", self.move("file"))
+        self.move("file", has="Moved: 1 item.")
         self.assertEqual((self.where(), self.connections()), ("file", listed))
         self.assertEqual(len(self.stored()), 1)
-        self.keyring.lock()
-        self.assertIn("Nothing is lost", self.move("secret-service", status=1))
-        self.assertEqual((self.where(), self.connections()), ("file", listed))
-        self.keyring.unlock()
         moved = json.loads(self.move("secret-service", "--json"))
         self.assertEqual((moved["place"], self.where()), ("secret-service",) * 2)
         self.assertEqual((self.items(), self.connections()), ({}, listed))
-        self.assertIn("Moved: 0 items", self.move("secret-service"))
+        self.move("secret-service", has="Moved: 0 items")
+        self.keyring.lock()
+        self.move("file", status=1, has="Nothing is lost")
+        self.keyring.unlock()
         self.environment["IDLEWYN_KEYCHAIN"] = "secret-service"
         self.move("file", status=1)
         self.move("memory", status=2)
@@ -48,43 +43,40 @@ class Places(CommandTest):
 
     def test_that_are_out_of_reach_cost_no_connection_and_no_code(self):
         self.keyring.lock()  # while it holds nothing yet
-        self.assertIn("is locked", "".join(
-            self.finish(self.start_pairing(self.relay, "claude"), 1)))
-        self.assertEqual(self.relay.asked(), [])
+        link = self.relay.renew()
+        self.run_command("pair", link, "--agent", "claude", status=1, has="is locked")
         self.keyring.unlock()
-        self.pair(self.relay, "claude")
-        listed = self.connections()
-        self.relay.renew()
-        self.note_secrets(self.relay)
+        self.run_command("pair", link, "--agent", "claude")
+        listed, link = self.connections(), self.relay.renew()
         address, nowhere = self.keyring.address, "unix:path=/nonexistent"
+        self.relay.forget()
         for out, back, bus, word in (
                 (self.keyring.lock, self.keyring.unlock, address, "is locked"),
                 (self.keyring.stop, self.keyring.start, address, "can't be reached"),
                 (lambda: None, lambda: None, nowhere, "can't be reached")):
             out()
             self.environment["DBUS_SESSION_BUS_ADDRESS"] = bus
-            self.relay.control("requests", method="DELETE")
-            for command in (("pair", self.relay.pairingLink, "--agent", "codex"),
-                            ("pair", self.relay.pairingLink, "--agent", "claude"), ("unpair",),
-                            ("unpair", "--forget"), ("unpair", "--damaged"), ("connections",),
+            for command in (("pair", link, "--agent", "codex"), ("pair", link, "--agent", "claude"),
+                            ("unpair",), ("unpair", "--forget"), ("unpair", "--damaged"),
                             ("pin", "replace", "--pin", self.relay.fingerprint), ("sessions",),
-                            ("keychain", "move", "file"), ("push", "register", "abcd")):
+                            ("keychain", "move", "file"), ("push", "register", "abcd"),
+                            ("connections",)):
                 begin = time.monotonic()
-                self.assertIn(word, self.run_command(*command, status=1), command)
+                self.run_command(*command, status=1, has=word)
                 self.assertLess(time.monotonic() - begin, 5)
             self.assertEqual(self.relay.asked(), [], "neither code nor token was used")
             self.assertEqual(self.items(), {}, "no second place was begun")
             back()
             self.environment["DBUS_SESSION_BUS_ADDRESS"] = address
             self.assertEqual(self.connections(), listed)
-        self.run_command("pair", self.relay.pairingLink, "--agent", "codex")
+        self.run_command("pair", link, "--agent", "codex")
         self.run_command("sessions")
 
     def test_that_are_locked_while_pairing_end_the_new_pairing(self):
         self.pair(self.relay, "codex")
         listed = self.connections()
         self.relay.fault("v1/pair", "delay=1")
-        process = self.start_pairing(self.relay, "claude")
+        process = self.start("pair", self.relay.renew(), "--agent", "claude")
         self.wait_for_request(self.relay, "/v1/pair", 2)
         self.keyring.lock()
         self.assertIn("has ended the new pairing", "".join(self.finish(process, 1)))
@@ -92,7 +84,3 @@ class Places(CommandTest):
         self.keyring.unlock()
         self.assertEqual(self.connections(), listed)
         self.run_command("sessions")
-
-
-if __name__ == "__main__":
-    sandbox.run()

@@ -5,7 +5,8 @@ import pathlib
 import shutil
 import subprocess
 import tempfile
-import time
+
+from sandbox import wait_until
 
 BUS = """<busconfig><type>session</type><listen>{address}</listen><auth>EXTERNAL</auth>
 <policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/>
@@ -21,12 +22,17 @@ class Bus:
         configuration = self.home / "bus.conf"
         configuration.write_text(BUS.format(address=self.address))
         self.bus = self._start("dbus-daemon", "--nofork", f"--config-file={configuration}")
-        self._await(lambda: (self.home / "bus").exists())
+        wait_until((self.home / "bus").exists, "is dbus-daemon installed?")
         return self
 
     def __exit__(self, *_):
         self._end(self.bus)
         shutil.rmtree(self.home)
+
+    def send(self, to, path, *message, options=("--print-reply", "--reply-timeout=5000")):
+        """What it is answered with; empty for an error."""
+        return subprocess.run(["dbus-send", f"--bus={self.address}", *options, f"--dest={to}", path,
+                               *message], capture_output=True).stdout
 
     def _start(self, *command, password=b""):
         environment = {"PATH": os.environ["PATH"], "HOME": str(self.home),
@@ -40,13 +46,6 @@ class Bus:
     def _end(self, process):
         process.terminate()
         process.wait(10)
-
-    def _await(self, condition):
-        deadline = time.monotonic() + 20
-        while not condition():
-            if time.monotonic() > deadline:
-                raise AssertionError("bus or keyring do not start; are they installed?")
-            time.sleep(0.005)
 
 
 class Keyring(Bus):
@@ -65,28 +64,24 @@ class Keyring(Bus):
         """Over the items that there are; unlocked again."""
         self.service = self._start("gnome-keyring-daemon", "--foreground", "--components=secrets",
                                    "--unlock", password=b"sesame")
-        self._await(self._is_up)
+        wait_until(self._is_up, "is gnome-keyring installed?")
 
     def stop(self):
         self._end(self.service)
-        self._await(lambda: not self._is_up())
+        wait_until(lambda: not self._is_up())
 
     def lock(self):
         """What the desktop does together with the screen."""
-        self._send("org.freedesktop.secrets", "/org/freedesktop/secrets",
-                   "org.freedesktop.Secret.Service.Lock",
-                   "array:objpath:/org/freedesktop/secrets/collection/login", check=True)
+        answer = self.send("org.freedesktop.secrets", "/org/freedesktop/secrets",
+                           "org.freedesktop.Secret.Service.Lock",
+                           "array:objpath:/org/freedesktop/secrets/collection/login")
+        assert answer, "it is not locked"
 
     def unlock(self):
         self.stop()
         self.start()
 
     def _is_up(self):
-        return self._send("org.freedesktop.DBus", "/org/freedesktop/DBus",
-                          "org.freedesktop.DBus.GetNameOwner",
-                          "string:org.freedesktop.secrets").returncode == 0
-
-    def _send(self, to, path, *message, check=False):
-        return subprocess.run(["dbus-send", f"--bus={self.address}", "--print-reply",
-                               "--reply-timeout=5000", f"--dest={to}", path, *message],
-                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=check)
+        return bool(self.send("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                              "org.freedesktop.DBus.GetNameOwner",
+                              "string:org.freedesktop.secrets"))

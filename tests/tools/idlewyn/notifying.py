@@ -1,9 +1,6 @@
-#!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""notifying.py IDLEWYN SANDBOX_RELAY: watch --notify with a notification server, on a bus of its
-own."""
+"""watch --notify with a notification server, on a bus of its own."""
 import json
-import os
 import pathlib
 import select
 import signal
@@ -12,8 +9,6 @@ import subprocess
 import sys
 import time
 
-sys.dont_write_bytecode = True
-import sandbox
 from keyring import Bus
 from sandbox import CommandTest, session
 
@@ -25,13 +20,16 @@ def prompt(id="p-1", detail="make", **more):
     return session("claude", {"id": id, "detail": detail, **more}, id="s-" + id)
 
 
+def working(id="p-1", **more):
+    return session("claude", id="s-" + id, **more)
+
+
 class Notifying(CommandTest):
     def setUp(self):
         super().setUp()
-        for variable in ("XDG_RUNTIME_DIR", "DISPLAY"):
-            self.environment.pop(variable, None)
         self.relay = self.paired("claude")
-        self.environment["DBUS_SESSION_BUS_ADDRESS"] = self.enterContext(Bus()).address
+        self.bus = self.enterContext(Bus())
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = self.bus.address
 
     def end(self, process):
         process.kill()
@@ -53,14 +51,15 @@ class Notifying(CommandTest):
         ready = select.select([self.server.stdout], [], [], seconds)[0]
         return json.loads(self.server.stdout.readline()) if ready else None
 
-    def tell_server(self, **command):
-        self.server.stdin.write(json.dumps(command) + "\n")
-        self.server.stdin.flush()
+    def press(self, shown, *buttons):
+        for button in buttons:
+            self.server.stdin.write(json.dumps([shown["id"], button]) + "\n")
+            self.server.stdin.flush()
 
     def watch(self, *capabilities):
         """Begins with working sessions, so that what comes is a transition."""
         self.start_server(*capabilities)
-        self.relay.show(session("claude", id="s-p-1"), session("claude", id="s-p-2"))
+        self.relay.show(working(), working("p-2"))
         watch = self.start("watch", "--notify", "--json", "--interval", "0.05")
         self.addCleanup(self.end, watch)
         self.assertEqual(len(self.round_of(watch)["sessions"]), 2)
@@ -71,27 +70,26 @@ class Notifying(CommandTest):
         return self.event()["notify"]
 
     def answers(self, watch):
-        while True:
-            answers = self.round_of(watch)["answers"]
-            if answers:
-                return answers
+        while not (answers := self.round_of(watch).get("answers")):
+            pass
+        return answers
 
     def test_each_transition_is_told_once_and_taken_down_when_it_has_ended(self):
         watch = self.watch(*FULL)
-        first = self.notified(prompt(), session("claude", id="s-p-2"))
-        self.assertEqual(first["title"], "Claude: needs an answer · Title")
-        self.assertEqual(first["body"], "Bash: make")
-        self.assertEqual(first["buttons"], ALLOW + DENY)
+        first = self.notified(prompt(), working("p-2"))
+        self.assertEqual((first["title"], first["body"], first["buttons"]),
+                         ("Claude: needs an answer · Title", "Bash: make", ALLOW + DENY))
         self.assertEqual((first["hints"]["urgency"], first["expires"]), (2, 0))
-        second = self.notified(prompt(), prompt("p-2", alwaysRule="Bash(make)"))
+        other = prompt("p-2", alwaysRule="Bash(make)")
+        second = self.notified(prompt(), other)
         self.assertEqual(second["buttons"], ALLOW + DENY + ALWAYS)
         self.assertIn("rule Bash(make)", second["body"])
-        self.relay.show(session("claude", id="s-p-1"), prompt("p-2", alwaysRule="Bash(make)"))
-        self.assertEqual(self.event(), {"close": first["id"]})
-        self.relay.show(prompt(), prompt("p-2", alwaysRule="Bash(make)"))
-        self.assertIsNone(self.event(0.5), "the first was told already")
-        self.relay.show(prompt(), session("claude", id="s-p-2", status="finished"))
-        self.assertEqual(self.event(), {"close": second["id"]})
+        for sessions, told in (((working(), other), {"close": first["id"]}),
+                               ((prompt(), other), None),  # that was told already
+                               ((prompt(), working("p-2", status="finished")),
+                                {"close": second["id"]})):
+            self.relay.show(*sessions)
+            self.assertEqual(self.event(20 if told else 0.5), told)
         self.assertIsNone(self.event(0.5))
         self.interrupt(watch)
 
@@ -99,28 +97,26 @@ class Notifying(CommandTest):
         watch = self.watch(*FULL)
         for decision, id in (("allow", "p-1"), ("always", "p-2")):
             shown = self.notified(prompt(id, alwaysRule="Bash(make)"))
-            for button in ("default", "other", decision, decision, "deny"):
-                self.tell_server(press=[shown["id"], button])
+            self.press(shown, "default", "other", decision, decision, "deny")
             answers = self.answers(watch)
-            self.assertEqual([(a["decision"], a["prompt"]["id"]) for a in answers],
-                             [(decision, id)])
-            self.assertNotIn("kind", answers[0])
-            self.relay.show(session("claude", id="s-p-1"), session("claude", id="s-p-2"))
-            while "transitions" not in self.round_of(watch):
+            self.assertEqual([(a["decision"], a["prompt"]["id"], a.get("kind")) for a in answers],
+                             [(decision, id, None)])
+            self.relay.show(working(), working("p-2"))
+            while len(self.round_of(watch)["sessions"]) < 2:
                 pass
-        self.assertEqual(self.relay.decisions(), [("/v1/permissions/p-1", '{"decision":"allow"}'),
-                                            ("/v1/permissions/p-2", '{"decision":"always"}')])
+        self.assertEqual(self.relay.decisions(), [
+            ("/v1/permissions/p-1", '{"decision":"allow"}'),
+            ("/v1/permissions/p-2", '{"decision":"always"}')])
         self.interrupt(watch)
 
-    def test_what_has_ended_or_changed_is_said_and_never_sent_again(self):
+    def test_what_has_ended_is_said_and_never_sent_again(self):
         watch = self.watch(*FULL)
         shown = self.notified(prompt())
         self.relay.fault("v1/permissions/*", "status=404")
-        self.tell_server(press=[shown["id"], "deny"])
+        self.press(shown, "deny")
         self.assertEqual(self.answers(watch)[0]["kind"], "promptExpired")
-        self.assertEqual(len(self.relay.decisions()), 1)
         for _ in range(5):
-            watch.stdout.readline()
+            self.round_of(watch)
         self.interrupt(watch)
         self.assertEqual(len(self.relay.decisions()), 1)
 
@@ -129,7 +125,7 @@ class Notifying(CommandTest):
         shown = self.notified(prompt())
         watch.send_signal(signal.SIGSTOP)  # it must not see the change before the answer
         self.relay.show(prompt(detail="rm -rf /"))
-        self.tell_server(press=[shown["id"], "allow"])
+        self.press(shown, "allow")
         time.sleep(0.2)
         watch.send_signal(signal.SIGCONT)
         deadline = time.monotonic() + 10
@@ -144,29 +140,29 @@ class Notifying(CommandTest):
     def test_only_the_server_is_believed(self):
         watch = self.watch(*FULL)
         shown = self.notified(prompt())
-        self.tell_server(forge=[shown["sender"], shown["id"], "allow"])
+        self.bus.send(shown["sender"], "/org/freedesktop/Notifications",
+                      "org.freedesktop.Notifications.ActionInvoked", f"uint32:{shown['id']}",
+                      "string:allow", options=["--type=signal"])
         time.sleep(0.3)
-        self.tell_server(press=[shown["id"], "deny"])
+        self.press(shown, "deny")
         self.assertEqual(self.answers(watch)[0]["decision"], "deny")
         self.assertEqual(len(self.relay.decisions()), 1)
 
     def test_each_server_is_given_what_it_can_show(self):
         asked, title = prompt(detail="a <b> & c"), "Claude: needs an answer · Title"
         later = "Answer with: idlewyn allow p-1"
-        done = session("claude", id="s-p-1", status="finished",
-                       summary="All <b>green</b> & more\x1b[2J\u202e")
+        long = "x" * 400 + "; rm -rf /"
+        done = working(status="finished", summary="All <b>green</b> & more\x1b[2J\u202e")
         for capabilities, given, expected in (
-                (("body",), asked, (title, "Bash: a <b> & c\n" + later, [])),
-                ((), asked, (title + ": Bash: a <b> & c", "", [])),
-                (FULL, prompt(detail="x" * 400 + "; rm -rf /"), (title, later, [])),
+                (("body",), asked, (title, "Bash: a <b> & c\n" + later)),
+                ((), asked, (title + ": Bash: a <b> & c", "")),
+                (FULL, prompt(detail=long), (title, "Too long to be answered here. " + later)),
                 (FULL, done, ("Claude: Finished · Title", "All &lt;b&gt;green&lt;/b&gt; &amp; "
-                              "more\\u{1B}[2J\\u{202E}", []))):
+                              "more\\u{1B}[2J\\u{202E}"))):
             watch = self.watch(*capabilities)
             shown = self.notified(given)
-            if "permission" in given and capabilities == FULL:
-                self.assertIn("Too long to be answered here. " + later, shown["body"])
-                shown["body"] = later
-            self.assertEqual((shown["title"], shown["body"], shown["buttons"]), expected)
+            self.assertEqual((shown["title"], shown["buttons"]), (expected[0], []))
+            self.assertEqual(shown["body"][-len(expected[1]):], expected[1])
             self.interrupt(watch)
             if given is done:
                 self.assertEqual(shown["expires"], -1)
@@ -188,43 +184,33 @@ class Notifying(CommandTest):
         self.assertEqual(self.event(), {"close": shown["notify"]["id"]})
 
     def test_without_a_server_there_is_text_and_no_wait(self):
-        silent = socket.socket(socket.AF_UNIX)
+        silent = self.enterContext(socket.socket(socket.AF_UNIX))
         silent.bind(str(self.home / "silent"))
         silent.listen()
-        self.addCleanup(silent.close)
-        for address, part in ((None, "no session bus"), ("autolaunch:", "no session bus"),
+        for address, part in (("", "no session bus"), ("autolaunch:", "no session bus"),
                               ("unix:path=/nowhere", "can't be reached"),
                               ("nonsense", "can't be reached"),
                               (f"unix:path={self.home}/silent", "can't be reached"),
-                              (self.environment["DBUS_SESSION_BUS_ADDRESS"],
-                               "No notification server")):
-            if address:
-                self.environment["DBUS_SESSION_BUS_ADDRESS"] = address
-            else:
-                del self.environment["DBUS_SESSION_BUS_ADDRESS"]
+                              (self.bus.address, "No notification server")):
+            self.environment["DBUS_SESSION_BUS_ADDRESS"] = address
             begin = time.monotonic()
             watch = self.start("watch", "--notify", "--interval", "0.1")
             self.addCleanup(self.end, watch)
             self.assertIn("── ", watch.stdout.readline())
             self.assertLess(time.monotonic() - begin, 2, address)
             self.assertIn(part, watch.stderr.readline())
-            watch.send_signal(signal.SIGINT)
             begin = time.monotonic()
-            self.finish(watch, 130)
+            self.interrupt(watch)
             self.assertLess(time.monotonic() - begin, 2, address)
 
     def test_the_bus_is_nobodys_business_who_does_not_ask_for_it(self):
         self.start_server(*FULL)
-        for arguments, isLoaded in ((("--notify",), True), ((), False)):
-            self.relay.show(session("claude"))
+        self.relay.show(working())
+        for arguments, is_loaded in ((("--notify",), True), ((), False)):
             watch = self.start("watch", "--json", "--interval", "0.05", *arguments)
             watch.stdout.readline()
             maps = pathlib.Path(f"/proc/{watch.pid}/maps").read_text()
             self.assertEqual([part in maps for part in ("libgio", "libglib", "idlewyn-notify")],
-                             [isLoaded] * 3)
+                             [is_loaded] * 3)
             self.assertNotIn("libdbus", maps)
             self.interrupt(watch)
-
-
-if __name__ == "__main__":
-    sandbox.run()

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""Runs the command and sandbox relays as processes, and watches for secrets."""
+"""Runs the command and sandbox relays as processes, and watches for secrets. The environment names
+both programs: IDLEWYN=... IDLEWYN_SANDBOX_RELAY=... python3 -m unittest storage.Push"""
 import contextlib
 import ctypes
 import fcntl
@@ -15,7 +16,6 @@ import sqlite3
 import ssl
 import struct
 import subprocess
-import sys
 import tempfile
 import termios
 import time
@@ -24,25 +24,32 @@ import urllib.request
 
 import schemas
 
-IDLEWYN = SANDBOX = ""
+IDLEWYN, SANDBOX = os.environ.get("IDLEWYN"), os.environ.get("IDLEWYN_SANDBOX_RELAY")
 SERVICE, GROUP = "app.vantor.idlewyn.connections", "group.app.vantor.idlewyn"
 
 
-def run():
-    """The script's own test cases, on the programs that its arguments name."""
-    global IDLEWYN, SANDBOX
-    IDLEWYN, SANDBOX = sys.argv[1:3]
-    unittest.main(argv=sys.argv[:1] + sys.argv[3:])
+def wait_until(condition, why="", pause=0.01):
+    deadline = time.monotonic() + 20
+    while not condition():
+        if time.monotonic() > deadline:
+            raise AssertionError(f"waited in vain. {why}")
+        time.sleep(pause)
 
 
 class Relay:
     """A sandbox relay whose clock stands still; ends with the `with` block."""
+    secrets = set()
 
     def __init__(self, *arguments):
         self.process = subprocess.Popen(
             [SANDBOX, "--manual-clock", "--until-stdin-closes", *arguments],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE)
-        self.__dict__.update(json.loads(self.process.stdout.readline()))
+        self._update(json.loads(self.process.stdout.readline()))
+
+    def _update(self, facts):
+        self.__dict__.update(facts)
+        Relay.secrets |= {self.pairingCode, self.pairingLink}
+        return self.pairingLink
 
     def __enter__(self):
         return self
@@ -68,20 +75,32 @@ class Relay:
     def fault(self, endpoint, fault):
         self.control("faults", {"endpoint": endpoint, "fault": fault})
 
+    def heal(self):
+        self.control("faults", method="DELETE")
+
     def show(self, *sessions):
         self.control("sessions", {"sessions": sessions})
 
     def requests(self):
         return self.control("requests", method="GET")["requests"]
 
+    def forget(self):
+        """The requests until now."""
+        self.control("requests", method="DELETE")
+
     def asked(self):
         return [request["target"] for request in self.requests()]
+
+    def rounds(self):
+        """How often it was asked for its sessions."""
+        return sum("sessions" in target for target in self.asked())
 
     def decisions(self):
         return [(r["target"], r["body"]) for r in self.requests() if "permissions" in r["target"]]
 
     def renew(self):
-        self.__dict__.update(self.control("code"))
+        """A link with a new code."""
+        return self._update(self.control("code"))
 
 
 def session(provider, prompt=None, **fields):
@@ -94,23 +113,15 @@ def session(provider, prompt=None, **fields):
     return record
 
 
-class _Instruction(ctypes.Structure):
-    _fields_ = [("code", ctypes.c_uint16), ("jt", ctypes.c_uint8), ("jf", ctypes.c_uint8),
-                ("k", ctypes.c_uint32)]
-
-
-class _Program(ctypes.Structure):
-    _fields_ = [("count", ctypes.c_uint16), ("instructions", ctypes.POINTER(_Instruction))]
-
-
 def die_on_socket():
     """From now on this process is killed (SIGSYS) when it asks for a socket (seccomp(2))."""
     number = {"x86_64": 41, "aarch64": 198}[os.uname().machine]
-    rules = (_Instruction * 4)((0x20, 0, 0, 0), (0x15, 0, 1, number), (0x06, 0, 0, 0x80000000),
-                               (0x06, 0, 0, 0x7FFF0000))
+    rules = ((0x20, 0, 0, 0), (0x15, 0, 1, number), (0x06, 0, 0, 0x80000000),
+             (0x06, 0, 0, 0x7FFF0000))
+    packed = ctypes.create_string_buffer(b"".join(struct.pack("HBBI", *rule) for rule in rules))
+    program = struct.pack("HP", len(rules), ctypes.addressof(packed))
     libc = ctypes.CDLL(None, use_errno=True)
-    program = _Program(4, rules)
-    if libc.prctl(38, 1, 0, 0, 0) != 0 or libc.prctl(22, 2, ctypes.byref(program), 0, 0) != 0:
+    if libc.prctl(38, 1, 0, 0, 0) != 0 or libc.prctl(22, 2, program, 0, 0) != 0:
         os._exit(99)
 
 
@@ -126,14 +137,15 @@ class CommandTest(unittest.TestCase):
         self.environment = {**os.environ, "HOME": str(self.home), "TERM": "xterm",
                             "XDG_DATA_HOME": str(self.home / "data"), "IDLEWYN_KEYCHAIN": "file",
                             "TMPDIR": str(self.home / "tmp"), "IDLEWYN_SANDBOX_RELAY": SANDBOX}
-        for name in ("DBUS_SESSION_BUS_ADDRESS", "IDLEWYN_DATA_DIR", "IDLEWYN_INFO"):
+        for name in ("DBUS_SESSION_BUS_ADDRESS", "XDG_RUNTIME_DIR", "DISPLAY", "IDLEWYN_DATA_DIR",
+                     "IDLEWYN_INFO"):
             self.environment.pop(name, None)  # nothing of the user's
         self.written = ""
         self.secrets = set()
 
     def tearDown(self):
         self.note_tokens()
-        for secret in self.secrets:
+        for secret in self.secrets | Relay.secrets:
             self.assertNotIn(secret, self.written, "a secret was written")
 
     def items(self):
@@ -160,9 +172,6 @@ class CommandTest(unittest.TestCase):
             for value in self.items().values():
                 self.secrets.update(re.findall('"accessToken": ?"([^"]+)"', value.decode()))
 
-    def note_secrets(self, relay):
-        self.secrets.update({relay.pairingCode, relay.pairingLink})
-
     def start(self, *arguments, **options):
         options.setdefault("start_new_session", True)  # without the terminal of who runs this
         return subprocess.Popen([IDLEWYN, *arguments], env=self.environment, text=True,
@@ -184,8 +193,14 @@ class CommandTest(unittest.TestCase):
         schemas.check(watch.args, line)
         return json.loads(line)
 
-    def run_command(self, *arguments, status=0, input="", **options):
-        return "".join(self.finish(self.start(*arguments, **options), status, input))
+    def run_command(self, *arguments, status=0, input="", has=(), lacks=(), **options):
+        """What it writes, in which all parts are that it is to have."""
+        text = "".join(self.finish(self.start(*arguments, **options), status, input))
+        for part in (has,) if isinstance(has, str) else has:
+            self.assertIn(part, text, arguments)
+        for part in (lacks,) if isinstance(lacks, str) else lacks:
+            self.assertNotIn(part, text, arguments)
+        return text
 
     def run_json(self, *arguments, status=0, **options):
         return json.loads(self.run_command(*arguments, "--json", status=status, **options))
@@ -193,26 +208,15 @@ class CommandTest(unittest.TestCase):
     def paired(self, *agents, options=()):
         """A relay for the rest of the case, with which these are paired."""
         relay = self.enterContext(Relay(*options))
-        self.note_secrets(relay)
         for agent in agents:
             self.pair(relay, agent)
         return relay
 
     def pair(self, relay, agent):
-        relay.renew()
-        self.note_secrets(relay)
-        return self.run_json("pair", "-", "--agent", agent, input=relay.pairingLink + "\n")
-
-    def start_pairing(self, relay, agent):
-        relay.renew()
-        self.note_secrets(relay)
-        return self.start("pair", relay.pairingLink, "--agent", agent)
+        return self.run_json("pair", "-", "--agent", agent, input=relay.renew() + "\n")
 
     def wait_for_request(self, relay, target, count=1):
-        deadline = time.monotonic() + 10
-        while relay.asked().count(target) < count:
-            self.assertLess(time.monotonic(), deadline, target)
-            time.sleep(0.01)
+        wait_until(lambda: relay.asked().count(target) >= count, target)
 
     def connections(self):
         return self.run_json("connections")["connections"]
@@ -220,14 +224,6 @@ class CommandTest(unittest.TestCase):
     def seen(self):
         """The ids of the sessions in the shared snapshot."""
         return {s["id"] for s in self.run_json("status")["sessions"]}
-
-    def wait_for_handler(self, process, number):
-        """Until the process takes that signal itself."""
-        caught = 0
-        while not caught >> (number - 1) & 1:
-            self.assertIsNone(process.poll())
-            status = pathlib.Path(f"/proc/{process.pid}/status").read_text()
-            caught = int(re.search(r"SigCgt:\s*(\w+)", status)[1], 16)
 
     def interrupt(self, process):
         process.send_signal(signal.SIGINT)

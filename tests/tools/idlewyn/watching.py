@@ -1,16 +1,11 @@
-#!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""watching.py IDLEWYN SANDBOX_RELAY: watch, hour after hour, and on a terminal."""
+"""watch, hour after hour, and on a terminal."""
 import os
 import re
 import signal
-import sys
 import termios
-import time
 
-sys.dont_write_bytecode = True
-import sandbox
-from sandbox import CommandTest, Relay, Terminal, session
+from sandbox import CommandTest, Terminal, session, wait_until
 
 TOKENS = re.compile(r"\x1b\[(\??[\d;]*)([A-Za-z])|(.)", re.S)
 
@@ -27,12 +22,11 @@ class Display:
         for parameters, code, character in TOKENS.findall(text):
             if code == "A":
                 self.row = max(self.row - int(parameters or 1), self.top)
-            elif code == "K":
+            elif code in ("K", "J"):
+                if code == "J":
+                    del self.lines[self.row + 1:]
                 self.lines[self.row] = self.lines[self.row][:self.column]
-            elif code == "J":
-                del self.lines[self.row + 1:]
-                self.lines[self.row] = self.lines[self.row][:self.column]
-            elif code in "hl" and code:
+            elif code in ("h", "l"):
                 self.cursor = code == "h"
             elif character == "\r":
                 self.column = 0
@@ -68,36 +62,35 @@ class Display:
         self.top = max(self.row - rows + 1, 0)
 
 
-class Watching(CommandTest):
-    def watch(self, *arguments, rows=40, columns=100):
-        self.terminal = Terminal(self.environment, "watch", *arguments, rows=rows, columns=columns)
+class OnATerminal(CommandTest):
+    def watch(self, rows=40, columns=100):
+        self.terminal = Terminal(self.environment, "watch", "--interval", "0.05", rows=rows,
+                                 columns=columns)
         self.display = Display(rows, columns)
         self.addCleanup(self.terminal.process.kill)
 
     def until(self, *parts, gone=()):
         """Reads on until the display shows all parts; gives its lines."""
-        deadline = time.monotonic() + 20
-        while True:
+        def is_shown():
             text = "\n".join(self.display.visible())
             if all(p in text for p in parts) and not any(p in text for p in gone):
-                return self.display.visible()
-            self.assertLess(time.monotonic(), deadline, text)
+                return True
             self.display.feed(self.terminal.read())
+            return False
 
-    def wait_for_rounds(self, relay, count):
-        """Until so many more were asked for."""
-        relay.control("requests", method="DELETE")
-        deadline = time.monotonic() + 10
-        while sum("sessions" in target for target in relay.asked()) <= count:
-            self.assertLess(time.monotonic(), deadline)
-            time.sleep(0.01)
+        wait_until(is_shown, f"{parts} {gone}", pause=0)
+        return self.display.visible()
+
+    def end(self, number=signal.SIGTERM):
+        self.terminal.process.send_signal(number)
+        self.display.feed(self.terminal.finish(self, 130))
 
     def echoes(self):
         return bool(termios.tcgetattr(self.terminal.master)[3] & termios.ECHO)
 
     def test_is_redrawn_in_its_place(self):
         relay = self.paired("claude", "codex")
-        self.watch("--interval", "0.05")
+        self.watch()
         self.until("working", "AGENT")
         self.assertFalse(self.display.cursor)
         relay.advance(30)
@@ -106,15 +99,14 @@ class Watching(CommandTest):
         self.assertEqual(self.display.top, 0, "nothing scrolled away")
         relay.show(session("claude", {"id": "p", "detail": "x" * 250 + "END"}))
         self.assertIn("x" * 100, self.until("END", gone=("2 need you",)), "what is asked is whole")
-        self.terminal.process.send_signal(signal.SIGINT)
-        self.display.feed(self.terminal.finish(self, 130))
+        self.end(signal.SIGINT)
         self.assertTrue(self.display.cursor)
 
     def test_fits_any_size_and_follows_it(self):
         relay = self.paired("claude")
         relay.show(*(session("claude", {"id": f"p{n}", "detail": "y" * 90}, id=f"s{n}")
                      for n in range(9)))
-        self.watch("--interval", "0.05", rows=12)
+        self.watch(rows=12)
         self.until("more")
         self.assertEqual(self.display.top, 0, "nothing scrolled away")
         for rows, columns in ((12, 45), (30, 120), (3, 20), (50, 100)):
@@ -124,8 +116,7 @@ class Watching(CommandTest):
             self.display.feed(self.terminal.expect("\x1b[0m\x1b[J"))
             lines = self.until("9 need you", *([] if rows == 50 else ["more"]))
             self.assertEqual(sum("9 need you" in line for line in lines), 1, lines)
-        self.terminal.process.terminate()
-        self.terminal.finish(self, 130)
+        self.end()
 
     def test_long_titles_leave_room_for_what_is_asked_and_for_the_others(self):
         relay = self.paired("claude")
@@ -133,19 +124,65 @@ class Watching(CommandTest):
             relay.show(session("claude"), *(
                 session("claude", {"id": f"p{n}", "detail": f"make {n}"}, id=f"s{n}", title=title)
                 for n in range(3)))
-            self.watch("--interval", "0.05", rows=24, columns=80)
+            self.watch(rows=24, columns=80)
             self.until("Bash: make 0", "Bash: make 2", "prompt p2", "Working", gone=("more",))
-            self.terminal.process.terminate()
-            self.terminal.finish(self, 130)
+            self.end()
+
+    def test_is_given_back_when_stopped_and_when_ended(self):
+        self.paired("claude")
+        self.watch()
+        self.until("AGENT")
+        self.assertFalse(self.echoes())
+        pid = self.terminal.process.pid
+        os.kill(pid, signal.SIGTSTP)
+        self.assertTrue(os.WIFSTOPPED(os.waitpid(pid, os.WUNTRACED)[1]))
+        self.assertTrue(self.echoes())
+        os.kill(pid, signal.SIGCONT)
+        wait_until(lambda: not self.echoes())
+        self.terminal.type("\x03")  # Ctrl-C still works
+        self.terminal.finish(self, 130)
+
+    def test_failing_agents_keep_their_sessions_and_one_line(self):
+        _, other = self.paired("claude"), self.paired("codex")
+        self.watch()
+        self.until("Codex", "Claude")
+        old = other.fingerprint
+        other.control("certificate")
+        lines = self.until("isn’t the one", "Last answer 0:0")
+        errors = "".join(lines).split("Codex: ")[1:]
+        self.assertEqual(len(errors), 1)
+        self.assertIn("See idlewyn pin verify. Last answer 0:0", errors[0])
+        self.assertNotIn(old[:4], "".join(lines))
+        self.assertTrue(any(line.startswith("Codex ") for line in lines), "its sessions")
+        other.stop()
+        self.until("next try in 2", gone=("isn’t the one",))
+        self.end()
+
+
+class InAPipe(CommandTest):
+    def wait_for_rounds(self, relay, count):
+        """Until so many more were asked for."""
+        relay.forget()
+        wait_until(lambda: relay.rounds() > count)
+
+    def test_tells_transitions_and_counts_its_rounds(self):
+        relay = self.paired("claude", "codex")
+        watch = self.start("watch", "--json", "--interval", "0.05", "--count", "20")
+        rounds = [self.round_of(watch)]
+        relay.advance(30)
+        rounds += [self.round_of(watch) for _ in range(19)]
+        self.assertEqual((self.finish(watch, 0)[0], rounds[0]["transitions"]), ("", []))
+        self.assertEqual({(t["session"]["id"], t["from"]) for each in rounds
+                          for t in each["transitions"]},
+                         {(id, "working") for id in ("tidy-up", "release-notes", "import-utf8")})
 
     def test_writes_into_a_file_only_what_has_changed(self):
         relay = self.paired("claude")
         relay.show()
         watch = self.start("watch", "--interval", "0.02")
         self.wait_for_rounds(relay, 3)
-        changes = ({}, {"title": "Another"}, {"prompt": {"id": "p", "detail": "make"}},
-                   {"prompt": {"id": "p", "detail": "make test"}})
-        for fields in changes:
+        for fields in ({}, {"title": "Another"}, {"prompt": {"id": "p", "detail": "make"}},
+                       {"prompt": {"id": "p", "detail": "make test"}}):
             for second in (10, 20):  # another time alone is no change
                 date = f"2026-03-05T14:07:{second}.250Z"
                 relay.show(session("claude", **fields, updatedAt=date))
@@ -175,8 +212,7 @@ class Watching(CommandTest):
         connections = self.stored()
         for damage in (b"[", b"{}"):
             self.store(damage)
-            line = watch.stderr.readline()
-            self.assertIn("damaged", line)
+            self.assertIn("damaged", watch.stderr.readline())
             self.wait_for_rounds(relay, 10)
             self.store(connections)
             self.assertIn("can be read again", watch.stderr.readline(), "said once")
@@ -184,69 +220,30 @@ class Watching(CommandTest):
         self.wait_for_rounds(other, 1)
         self.interrupt(watch)
         self.store(b"[")
-        self.assertIn("damaged", self.run_command("watch", status=1), "nobody is known to watch")
+        self.run_command("watch", status=1, has="damaged")  # nobody is known to watch
 
-    def test_gives_the_terminal_back_when_stopped_and_when_ended(self):
-        relay = self.paired("claude")
-        self.watch("--interval", "0.05")
-        self.until("AGENT")
-        self.assertFalse(self.echoes())
-        pid = self.terminal.process.pid
-        os.kill(pid, signal.SIGTSTP)
-        self.assertTrue(os.WIFSTOPPED(os.waitpid(pid, os.WUNTRACED)[1]))
-        self.assertTrue(self.echoes())
-        os.kill(pid, signal.SIGCONT)
-        deadline = time.monotonic() + 10
-        while self.echoes():
-            self.assertLess(time.monotonic(), deadline)
-            time.sleep(0.01)
-        self.terminal.type("\x03")  # Ctrl-C still works
-        self.terminal.finish(self, 130)
-
-    def test_failing_agents_keep_their_sessions_and_one_line(self):
-        relay, other = self.paired("claude"), self.paired("codex")
-        self.watch("--interval", "0.05")
-        self.until("Codex", "Claude")
-        old = other.fingerprint
-        other.control("certificate")
-        lines = self.until("isn’t the one", "Last answer 0:0")
-        errors = "".join(lines).split("Codex: ")[1:]
-        self.assertEqual(len(errors), 1)
-        self.assertIn("See idlewyn pin verify. Last answer 0:0", errors[0])
-        self.assertNotIn(old[:4], "".join(lines))
-        self.assertTrue(any(line.startswith("Codex ") for line in lines), "its sessions")
-        other.stop()
-        self.until("next try in 2", gone=("isn’t the one",))
-        self.terminal.process.terminate()
-        self.terminal.finish(self, 130)
-
-    def test_asks_failing_agents_less_and_less_and_healthy_ones_as_before(self):
+    def test_asks_failing_agents_less_and_less_and_those_that_refuse_once(self):
         relay, other = self.paired("claude"), self.paired("codex")
         other.fault("v1/sessions", "status=503")
         watch = self.start("watch", "--json", "--interval", "0.05")
         rounds = [self.round_of(watch) for _ in range(40)]
-        self.assertEqual({e["kind"] for r in rounds for e in r["errors"]}, {"server"})
+        self.assertEqual([[e["kind"] for e in r["errors"]] for r in rounds], [["server"]] * 40)
         self.assertIn("nextTryAt", rounds[-1]["errors"][0])
         self.assertNotIn("answeredAt", rounds[-1]["errors"][0])
-        count = [sum("sessions" in target for target in each.asked()) for each in (relay, other)]
-        self.assertGreater(count[0], 30)
-        self.assertLess(count[1], 12, "doubling from 0.05 s")
-        other.control("faults", method="DELETE")
+        self.assertGreater(relay.rounds(), 30)
+        self.assertLess(other.rounds(), 12, "doubling from 0.05 s")
+        other.heal()
         while self.round_of(watch)["errors"]:
             pass
-        self.interrupt(watch)
-
-    def test_ends_when_every_relay_refuses(self):
-        relay, other = self.paired("claude"), self.paired("codex")
         other.fault("v1/sessions", "status=401")
-        watch = self.start("watch", "--json", "--interval", "0.02")
-        rounds = [self.round_of(watch) for _ in range(10)]
-        self.assertEqual(rounds[-1]["errors"][0]["kind"], "unauthorized")
-        self.assertNotIn("nextTryAt", rounds[-1]["errors"][0])
-        self.assertEqual(sum("sessions" in target for target in other.asked()), 1, "asked once")
+        while not self.round_of(watch)["errors"]:
+            pass
+        other.forget()
+        for _ in range(10):
+            after = self.round_of(watch)
+            self.assertEqual(after["errors"][0]["kind"], "unauthorized")
+            self.assertNotIn("nextTryAt", after["errors"][0])
+            self.assertEqual({s["provider"] for s in after["sessions"]}, {"claude", "codex"})
+        self.assertEqual(other.rounds(), 0, "asked no more")
         relay.fault("v1/sessions", "status=403")
         self.finish(watch, 4)
-
-
-if __name__ == "__main__":
-    sandbox.run()
