@@ -205,8 +205,8 @@ TEST(URLSessionDelegate, SeesTheChainAsItWasSent) {
     return accept(trust);
   });
   EXPECT_EQ(fetch(session, server.url("/")), "200 ok");
-  const std::vector<Certificate> expected{Certificate(leaf.der()), Certificate(authority.der())};
-  EXPECT_EQ(seen, expected);
+  const std::vector<Certificate> asSent{Certificate(leaf.der()), Certificate(authority.der())};
+  EXPECT_EQ(seen, asSent);
 }
 
 TEST(URLSessionDelegate, AnythingButAClearPermissionCancels) {
