@@ -91,7 +91,9 @@ std::string canonicalPort(const URL& url, bool isSecure) {
 
 bool libcurlAgrees(const PreparedRequest& prepared, std::string_view port) {
   void* address = prepared.address.get();
-  return address != nullptr && isSameHost(prepared.host, libcurlPart(address, CURLUPART_HOST, 0)) &&
+  const auto hasPart = [&](CURLUPart part) { return !libcurlPart(address, part, 0).empty(); };
+  return address != nullptr && !hasPart(CURLUPART_USER) && !hasPart(CURLUPART_PASSWORD) &&
+         isSameHost(prepared.host, libcurlPart(address, CURLUPART_HOST, 0)) &&
          libcurlPart(address, CURLUPART_PORT, CURLU_DEFAULT_PORT) == port;
 }
 
