@@ -7,11 +7,14 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
+include(CMakeDependentOption)
 option(IDLEWYN_UI "Build the views" ${PROJECT_IS_TOP_LEVEL})
-option(IDLEWYN_GTK "Build the GTK host of the views" ${PROJECT_IS_TOP_LEVEL})
+cmake_dependent_option(IDLEWYN_GTK "Build the GTK host of the views" ${PROJECT_IS_TOP_LEVEL}
+  IDLEWYN_UI OFF)
 option(IDLEWYN_STATIC "Build static libraries" OFF)
 option(IDLEWYN_TOOLS "Build the command and the sandbox relay" ${PROJECT_IS_TOP_LEVEL})
 option(IDLEWYN_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
+option(IDLEWYN_INSTALL "Install what is built" ${PROJECT_IS_TOP_LEVEL})
 option(IDLEWYN_BENCHMARKS "Build the benchmarks" OFF)
 option(IDLEWYN_FUZZ "Build the fuzz targets (clang) or replay their seeds" OFF)
 option(IDLEWYN_WERROR "Treat warnings as errors" OFF)
@@ -19,7 +22,7 @@ set(IDLEWYN_SANITIZE "" CACHE STRING "Sanitizers of every target: address,undefi
 
 # -O3 compiles longer and runs no faster.
 string(REPLACE "-O3" "-O2" CMAKE_CXX_FLAGS_RELEASE "${CMAKE_CXX_FLAGS_RELEASE}")
-if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE Release CACHE STRING "" FORCE)
 endif()
 
@@ -27,6 +30,13 @@ find_program(IDLEWYN_CCACHE ccache)
 if(IDLEWYN_CCACHE AND PROJECT_IS_TOP_LEVEL)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${IDLEWYN_CCACHE})
 endif()
+
+# A project that embeds this one installs what is its own.
+macro(idlewyn_install)
+  if(IDLEWYN_INSTALL)
+    install(${ARGV})
+  endif()
+endmacro()
 
 add_library(idlewyn_flags INTERFACE)
 target_compile_options(idlewyn_flags INTERFACE

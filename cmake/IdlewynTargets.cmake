@@ -47,7 +47,7 @@ function(idlewyn_library name)
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   target_compile_features(IdlewynKit${name} PUBLIC cxx_std_20)
 
-  add_library(idlewyn_${lower}_static STATIC ${objects})
+  add_library(idlewyn_${lower}_static STATIC EXCLUDE_FROM_ALL ${objects})
   target_include_directories(idlewyn_${lower}_static PUBLIC ${PROJECT_SOURCE_DIR}
                              ${PROJECT_BINARY_DIR}/generated)
   target_link_libraries(IdlewynKit${name}

@@ -25,6 +25,8 @@ PLANTED = [
     ("layers", "IdlewynKit/relay/Leak.cpp", "#include <curl/curl.h>\n", "<curl/curl.h> is fenced"),
     ("layers", "IdlewynKit/platform/net/Leak.hpp", "#include <openssl/ssl.h>\n", "is fenced"),
     ("layers", "IdlewynKit/model/Leak.cpp", "#  include <simdjson.h>\n", "is fenced"),
+    ("layers", "IdlewynKit/model/New.cpp", "#include <sys/stat.h>\n#include <zlib.h>\n",
+     "<zlib.h> has no row"),
     ("layers", "IdlewynKit/model/Up.cpp", '#include "../relay/Connection.hpp"\n', "write <Idlewyn"),
     ("layers", "IdlewynKit/Root.hpp", "#include <IdlewynKit/relay/Connection.hpp>\n",
      "not in the include table"),

@@ -12,6 +12,9 @@ import re
 import sys
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]')
+# The standard library's, the system's, Boost's and ours.
+KNOWN = re.compile(r"\w+$|(boost|sys|netinet|arpa|linux|IdlewynKit|tools|examples)/|"
+                   r"(dlfcn|fcntl|libintl|link|netdb|poll|pthread|pwd|signal|spawn|termios|unistd)\.h$")
 FREE = ("Export.hpp", "Version.hpp")
 SOURCES = (".hpp", ".cpp")
 UMBRELLAS = ("IdlewynKit/IdlewynKit.hpp", "IdlewynKit/UI.hpp", "IdlewynKit/Version.cpp")
@@ -77,6 +80,14 @@ def check_fence(path, header, all_fences):
     return None
 
 
+def check_known(path, line, header, all_fences):
+    if '"' in line or KNOWN.match(header):
+        return None
+    if any(header.startswith(tuple(headers)) for headers, _ in all_fences):
+        return None
+    return f"{path}: <{header}> has no row in the fence table"
+
+
 def violations(root):
     text = (root / "ARCHITECTURE.md").read_text()
     rooms, all_fences = allowed_includes(text), fences(text)
@@ -98,6 +109,7 @@ def violations(root):
                 elif folder != "IdlewynKit" and "/internal/" in header:
                     yield f"{path}: tools use public headers only, not <{header}>"
                 yield check_fence(path, header, all_fences)
+                yield check_known(path, line, header, all_fences)
 
 
 def main():
