@@ -51,10 +51,15 @@ struct RelayExamination {
 RelayExamination examineRelay(const URL& address, const std::optional<Connection>& connection,
                               Relays& relays);
 
-/// What is kept on this machine: one check each.
-std::vector<Check> examineStores(Surroundings& with);
+/// What is kept on this machine, one check each, and whether it can show notifications.
+struct MachineExamination {
+  std::vector<Check> checks;
+  /// Of that agent, or of each; none where the checks tell why.
+  std::vector<Connection> connections;
+};
 
-Check examineNotifications(Relays& relays);
+/// An `agent` that is not paired is a failed check.
+MachineExamination examineMachine(std::optional<AgentProvider> agent, Surroundings& with);
 
 }  // namespace idlewyn::command
 

@@ -43,26 +43,18 @@ void show(const std::string& heading, const std::vector<Check>& checks, Output& 
   output.line();
 }
 
-// Reading them was a check of its own.
-std::vector<Connection> pairedAgents(const Arguments& given, Surroundings& with) {
-  try {
-    return with.connections().paired(given.agent());
-  } catch (const Failure&) {
-    return {};
-  }
-}
-
 class Visit {
  public:
   explicit Visit(Surroundings& with) : with_(with) {}
 
-  void machine() {
-    auto checks = examineStores(with_);
-    checks.push_back(examineNotifications(with_.relays));
-    add("This machine", checks);
+  /// Gives the connections to be looked at next.
+  std::vector<Connection> machine(std::optional<AgentProvider> agent) {
+    MachineExamination result = examineMachine(agent, with_);
+    add("This machine", result.checks);
     const bool isFailed =
-        std::ranges::find(checks, CheckState::failed, &Check::state) != checks.end();
+        std::ranges::find(result.checks, CheckState::failed, &Check::state) != result.checks.end();
     if (isFailed) code_ = ExitCode::failure;
+    return std::move(result.connections);
   }
 
   void relay(const Connection& connection) {
@@ -113,8 +105,7 @@ ExitCode runDoctor(const Arguments& given, Surroundings& with) {
     visit.address(given.text("--address"));
     return visit.finish();
   }
-  visit.machine();
-  for (const Connection& connection : pairedAgents(given, with))
+  for (const Connection& connection : visit.machine(given.agent()))
     visit.relay(connection);
   return visit.finish();
 }

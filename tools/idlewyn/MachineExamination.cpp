@@ -34,16 +34,27 @@ Check examineKeychain() {
   return {"keychain", CheckState::ok, escaped(location.description)};
 }
 
-Check examinePairings(Surroundings& with) {
+// Somebody who names an agent takes it for paired.
+Check notPaired(std::optional<AgentProvider> agent) {
+  const std::string advice = "Pair " + std::string(agent ? "it" : "one") +
+                             " with the link that its relay shows: idlewyn pair - --agent " +
+                             std::string(rawValue(agent.value_or(AgentProvider::claude))) + ".";
+  if (!agent) return {"pairings", CheckState::warning, "No agent is paired.", advice};
+  return {"pairings", CheckState::failed, std::string(displayName(*agent)) + " is not paired.",
+          advice};
+}
+
+// Those that are paired are left in `connections`.
+Check examinePairings(std::optional<AgentProvider> agent, Surroundings& with,
+                      std::vector<Connection>& connections) {
   try {
-    const std::size_t count = with.connections().load().size();
-    if (count > 0) {
-      return {"pairings", CheckState::ok,
-              std::to_string(count) + (count == 1 ? " agent is paired." : " agents are paired.")};
-    }
-    return {"pairings", CheckState::warning, "No agent is paired.",
-            "Pair one with the link that its relay shows: idlewyn pair - --agent claude."};
+    connections = with.connections().paired(agent);
+    std::string names;
+    for (const Connection& connection : connections)
+      names += (names.empty() ? "" : ", ") + std::string(displayName(connection.provider));
+    return {"pairings", CheckState::ok, "Paired: " + names + "."};
   } catch (const Failure& failure) {
+    if (failure.kind == "notPaired") return notPaired(agent);
     const bool isKeyring = platform::where().place == platform::KeychainPlace::secretService;
     return {"pairings", CheckState::failed, failure.message,
             isKeyring ? "Nothing is changed while it can't be read. A locked keyring opens with "
@@ -81,12 +92,6 @@ Check examineSharedStore() {
               elapsedText((DateClock::now() - last.updatedAt).count()) + " ago."};
 }
 
-}  // namespace
-
-std::vector<Check> examineStores(Surroundings& with) {
-  return {examineKeychain(), examinePairings(with), examineSharedStore()};
-}
-
 Check examineNotifications(Relays& relays) {
   try {
     const auto notifier = loadNotifier();
@@ -102,6 +107,17 @@ Check examineNotifications(Relays& relays) {
     if (failure.code == ExitCode::interrupted) throw;
     return {"notifications", CheckState::warning, failure.message, "Only watch --notify needs it."};
   }
+}
+
+}  // namespace
+
+MachineExamination examineMachine(std::optional<AgentProvider> agent, Surroundings& with) {
+  MachineExamination result;
+  result.checks.push_back(examineKeychain());
+  result.checks.push_back(examinePairings(agent, with, result.connections));
+  result.checks.push_back(examineSharedStore());
+  result.checks.push_back(examineNotifications(with.relays));
+  return result;
 }
 
 }  // namespace idlewyn::command

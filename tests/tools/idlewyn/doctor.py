@@ -70,6 +70,10 @@ class Doctor(CommandTest):
         self.assertEqual([(c["agent"], c["name"]) for c in checks if c["state"] == "failed"],
                          [("codex", "tcp")])
         self.examine("--agent", "claude")
+        self.run_command("unpair", "--agent", "codex", "--forget")
+        state, text = self.examine("--agent", "codex", status=1)["pairings"]
+        self.assertEqual(state, "failed")
+        self.assertIn("Codex is not paired", text)
 
     def test_names_the_step_that_fails(self):
         relay = self.paired("claude")
