@@ -6,7 +6,7 @@ namespace {
 
 constexpr const char* exitStatus = R"(Exit status:
    0  done                      11  the prompt is not open (any more)
-   1  failed                    12  too many pairing attempts
+   1  failed                    12  asked too often
    2  wrong arguments           13  an answer that makes no sense
    3  some agents failed        14  another HTTP status
    4  code or token refused     20  network failure or time-out

@@ -221,6 +221,11 @@ bool Examination::dates(const Certificate& certificate) {
   const Date now = DateClock::now();
   const std::string span = "valid from " + dayOf(from) + " until " + dayOf(until) + ".";
   if (now >= from && now + soon < until) return pass("dates", "It is " + span);
+  if (now < from) {
+    return warn("dates", "It is " + span,
+                "It is not valid yet, which a pinned connection does not mind: look whether the "
+                "clocks of this machine and of the relay are right.");
+  }
   return warn("dates", "It is " + span,
               now > until ? "It has run out, which a pinned connection does not mind; its renewal "
                             "will change the fingerprint."

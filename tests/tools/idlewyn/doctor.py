@@ -45,16 +45,17 @@ class Doctor(CommandTest):
         self.assertEqual("Something else" in checks[name][1], "Something" in part, part)
         return checks
 
-    def certificate(self, days, until=None):
-        """A self-signed one; `until` overwrites its end, which breaks the signature only."""
+    def certificate(self, days, date=None, place=1):
+        """A self-signed one; `date` overwrites its end, or with `place` 0 its beginning, which
+        breaks the signature only."""
         key, file = self.home / "key.pem", self.home / "certificate.pem"
         subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt",
                         "ec_paramgen_curve:P-256", "-nodes", "-days", str(days), "-subj", "/CN=r",
                         "-keyout", key, "-out", file], check=True, capture_output=True)
-        if until:
+        if date:
             der = base64.b64decode("".join(file.read_text().splitlines()[1:-1]))
-            end = [m.start() for m in re.finditer(b"\x17\x0d", der)][1] + 2
-            text = base64.encodebytes(der[:end] + until + der[end + 13:]).decode()
+            at = [m.start() for m in re.finditer(b"\x17\x0d", der)][place] + 2
+            text = base64.encodebytes(der[:at] + date + der[at + 13:]).decode()
             file.write_text(f"-----BEGIN CERTIFICATE-----\n{text}-----END CERTIFICATE-----\n")
         return "--certificate", str(file), "--private-key", str(key)
 
@@ -136,11 +137,12 @@ class Doctor(CommandTest):
             self.assertIn("whether the machine is on", last["advice"])
 
     def test_dates_of_certificates(self):
-        for days, until, state, part in ((365, None, "ok", "valid from 20"),
-                                         (10, None, "warning", "have the new one at hand"),
-                                         (10, b"200102030405Z", "warning", "until 2020-01-02"),
-                                         (9, b"no time there", None, "")):
-            with Relay(*self.certificate(days, until)) as relay:
+        for certificate, state, part in (((365,), "ok", "valid from 20"),
+                                         ((10,), "warning", "have the new one at hand"),
+                                         ((10, b"200102030405Z"), "warning", "has run out"),
+                                         ((365, b"490102030405Z", 0), "warning", "clocks"),
+                                         ((9, b"no time there"), None, "")):
+            with Relay(*self.certificate(*certificate)) as relay:
                 dates = self.examine("--address", relay.address).get("dates", (None, ""))
                 self.assertEqual(dates[0], state)
                 self.assertIn(part, dates[1])
