@@ -5,11 +5,27 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <IdlewynKit/relay/Connection.hpp>
 
 namespace idlewyn::command {
+
+/// Where something damaged is now: a file, or else an item of the keychain. Also the document of
+/// `unpair --damaged --json`.
+struct SetAside {
+  SetAside() = default;
+  explicit SetAside(platform::DecodingKey) {}
+
+  static constexpr auto fields() {
+    using platform::field;
+    return std::tuple{field("file", &SetAside::file), field("item", &SetAside::item)};
+  }
+
+  std::optional<std::string> file;
+  std::optional<std::string> item;
+};
 
 /// The paired agents, wherever they are kept: at most one connection an agent.
 class ConnectionList {
@@ -27,8 +43,8 @@ class ConnectionList {
   void update(const std::function<void(std::vector<Connection>&)>& change);
 
   /// Puts what can't be read, a list or all that keeps it, where it is out of the way, not lost.
-  /// Gives where that is, escaped. Throws a Failure when nothing is damaged.
-  virtual std::string setDamagedAside() = 0;
+  /// Throws a Failure when nothing is damaged.
+  virtual SetAside setDamagedAside() = 0;
 
   /// Keeps other processes from updating for as long as the result lives.
   virtual std::shared_ptr<void> exclude() = 0;

@@ -88,12 +88,16 @@ void SharedConnections::save(const std::vector<Connection>& connections) {
   }
 }
 
-std::string SharedConnections::setDamagedAside() {
+SetAside SharedConnections::setDamagedAside() {
+  SetAside result;
   const auto hold = exclude();
   try {
     const platform::KeychainAside file = platform::setDamagedKeychainAside();
     if (file.status != platform::KeychainStatus::success) throw KeychainError(file.status);
-    if (!file.path.empty()) return escaped(file.path.native());
+    if (!file.path.empty()) {
+      result.file = file.path.native();
+      return result;
+    }
     const auto bytes = store_.keychain.data(account);
     const bool isDamaged = bytes && !isList(*bytes);
     if (!isDamaged) throw storageFailure("The list of connections is not damaged.");
@@ -103,7 +107,8 @@ std::string SharedConnections::setDamagedAside() {
     }
     store_.keychain.set(*bytes, aside);
     store_.keychain.removeValue(account);
-    return aside + " in the keychain";
+    result.item = std::move(aside);
+    return result;
   } catch (const KeychainError& error) {
     throw keychainFailure("Can't set aside", error);
   }

@@ -24,7 +24,7 @@ class SharedConnections final : public ConnectionList {
   void save(const std::vector<Connection>& connections) override;
   /// A damaged file of the keychain is renamed; a damaged list goes under the first key of the
   /// same service that is free: "connections.damaged", "connections.damaged-2" and so on.
-  std::string setDamagedAside() override;
+  SetAside setDamagedAside() override;
   std::shared_ptr<void> exclude() override;
 
  protected:

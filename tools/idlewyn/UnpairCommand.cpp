@@ -4,6 +4,7 @@
 #include <IdlewynKit/relay/RelayError.hpp>
 
 #include "Commands.hpp"
+#include "Escape.hpp"
 #include "Records.hpp"
 #include "SharedSnapshot.hpp"
 
@@ -21,14 +22,19 @@ bool tellRelay(const Connection& connection, Surroundings& with) {
   }
 }
 
+ExitCode setDamagedAside(Surroundings& with) {
+  const SetAside aside = with.connections().setDamagedAside();
+  if (with.output.isJSON) with.output.json(aside);
+  with.output.line("What was damaged is set aside as " +
+                   (aside.file ? escaped(*aside.file) : *aside.item + " in the keychain") +
+                   "; no agent is paired now.");
+  return ExitCode::ok;
+}
+
 }  // namespace
 
 ExitCode runUnpair(const Arguments& given, Surroundings& with) {
-  if (given.has("--damaged")) {
-    const std::string aside = with.connections().setDamagedAside();
-    with.output.line("What was damaged is set aside as " + aside + "; no agent is paired now.");
-    return ExitCode::ok;
-  }
+  if (given.has("--damaged")) return setDamagedAside(with);
   const bool forget = given.has("--forget");
   const Connection connection = with.connections().onlyOne(given.agent());
   with.relays.listen();

@@ -13,6 +13,8 @@ DOCUMENTS = {
     "sessions": "sessions", "status": "sessions", "watch": "watch", "allow": "answer",
     "deny": "answer", "always": "answer", "approvals": "approvals", "push": "push",
     "keychain": "keychain", "doctor": "doctor"}
+# Words that ask a command for another document.
+VARIANTS = {"waybar": ("status", "waybar"), "--damaged": ("unpair", "damaged")}
 
 
 def load():
@@ -45,7 +47,6 @@ def check(arguments, text):
     for line in text.splitlines():
         document = json.loads(line)
         isError = isinstance(document, dict) and "error" in document
-        name = "error" if isError else DOCUMENTS[arguments[1]]
-        if "waybar" in arguments and not isError:
-            name = "waybar"
+        names = [name for word, (_, name) in VARIANTS.items() if word in options]
+        name = "error" if isError else [*names, DOCUMENTS.get(arguments[1])][0]
         validator(name).validate(document)

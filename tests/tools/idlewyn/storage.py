@@ -110,7 +110,7 @@ class Connections(CommandTest):
                             ("pair", link, "--agent", "claude")):
                 self.run_command(*command, status=1, has=(part, "unpair --damaged"))
             self.assertEqual(self.items()["connections"], value)
-            self.run_command("unpair", "--damaged")
+            self.assertEqual(self.run_json("unpair", "--damaged"), {"item": key})
             self.assertEqual(self.items()[key], value)
             self.assertEqual(self.connections(), [])
         self.assertEqual(list(self.items()), keys)
