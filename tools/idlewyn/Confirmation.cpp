@@ -1,24 +1,19 @@
 // SPDX-License-Identifier: MIT
 #include "Confirmation.hpp"
 
-#include <array>
 #include <cerrno>
 #include <utility>
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <IdlewynKit/platform/text/Unicode.hpp>
+
 #include "Failure.hpp"
 #include "Fingerprint.hpp"
 
 namespace idlewyn::command {
 namespace {
-
-std::string trimmed(std::string_view text) {
-  const auto first = text.find_first_not_of(" \t\r");
-  if (first == std::string_view::npos) return "";
-  return std::string(text.substr(first, text.find_last_not_of(" \t\r") - first + 1));
-}
 
 Failure refusal(std::string reason) {
   return {ExitCode::failure, "notConfirmed",
@@ -49,6 +44,21 @@ std::optional<bool> decide(const std::string& answer, const std::string& seen, T
 
 }  // namespace
 
+std::optional<std::string> readLine(int descriptor, Relays& relays) {
+  std::string line;
+  char next = 0;
+  while (true) {
+    relays.waitForInput(descriptor);
+    const ssize_t count = read(descriptor, &next, 1);
+    if (count < 0 && (errno == EINTR || errno == EAGAIN)) continue;
+    if (count <= 0 && line.empty()) return std::nullopt;
+    if (count <= 0 || next == '\n') break;
+    line += next;
+  }
+  if (line.ends_with('\r')) line.pop_back();
+  return std::string(platform::trimmingSpaces(line));
+}
+
 std::optional<Terminal> Terminal::open() {
   FileDescriptor descriptor(::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY));
   if (descriptor.get() < 0) return std::nullopt;
@@ -65,20 +75,7 @@ void Terminal::show(std::string_view lines) {
 
 std::optional<std::string> Terminal::ask(std::string_view question, Relays& relays) {
   show(question);
-  while (true) {
-    const auto end = pending_.find('\n');
-    if (end != std::string::npos) {
-      std::string line = pending_.substr(0, end);
-      pending_.erase(0, end + 1);
-      return trimmed(line);
-    }
-    relays.waitForInput(descriptor_.get());
-    std::array<char, 1024> bytes;
-    const ssize_t count = read(descriptor_.get(), bytes.data(), bytes.size());
-    if (count < 0 && (errno == EINTR || errno == EAGAIN)) continue;
-    if (count <= 0) return std::nullopt;
-    pending_.append(bytes.data(), static_cast<std::size_t>(count));
-  }
+  return readLine(descriptor_.get(), relays);
 }
 
 void confirmFingerprint(Terminal& terminal, const std::string& seen, Relays& relays) {

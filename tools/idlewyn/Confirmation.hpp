@@ -10,6 +10,10 @@
 
 namespace idlewyn::command {
 
+/// The next line, without spaces around it; what follows it stays for others to read. Nothing at
+/// the end of the input. Signals end the waiting, as with every call of `relays`.
+std::optional<std::string> readLine(int descriptor, Relays& relays);
+
 /// The terminal that the user sits at, wherever standard input and output go.
 class Terminal {
  public:
@@ -17,14 +21,13 @@ class Terminal {
   static std::optional<Terminal> open();
 
   void show(std::string_view lines);
-  /// Nothing at the end of the input. Signals end the waiting, as with every call of `relays`.
+  /// The answer, as `readLine` gives it.
   std::optional<std::string> ask(std::string_view question, Relays& relays);
 
  private:
   explicit Terminal(FileDescriptor descriptor) : descriptor_(std::move(descriptor)) {}
 
   FileDescriptor descriptor_;
-  std::string pending_;
 };
 
 /// Shows the fingerprint that a relay's certificate has and asks whether it is the right one:

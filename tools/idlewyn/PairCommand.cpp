@@ -2,7 +2,8 @@
 #include <iostream>
 #include <string>
 
-#include <IdlewynKit/platform/text/Unicode.hpp>
+#include <unistd.h>
+
 #include <IdlewynKit/relay/PairingLink.hpp>
 
 #include "CertificateProbe.hpp"
@@ -17,15 +18,14 @@ namespace idlewyn::command {
 namespace {
 
 // From standard input, so that a secret need not stand among the processes or in a history.
-std::string readLine() {
-  std::string line;
-  std::getline(std::cin, line);
-  if (line.ends_with('\r')) line.pop_back();
-  return std::string(platform::trimmingSpaces(line));
+// The question is shown with --json too: who reads what comes out is not who types.
+std::string readSecret(const char* question, Relays& relays) {
+  if (isatty(STDIN_FILENO) == 1) std::cerr << question << std::flush;
+  return readLine(STDIN_FILENO, relays).value_or("");
 }
 
-PairingLink parseLink(const std::string& given) {
-  const auto url = URL::parse(given == "-" ? readLine() : given);
+PairingLink parseLink(const std::string& given, Relays& relays) {
+  const auto url = URL::parse(given == "-" ? readSecret("Pairing link: ", relays) : given);
   auto link = url ? PairingLink::parse(*url) : std::nullopt;
   // Never with the text: it holds the code.
   if (!link) throw usageFailure("That is not a complete pairing link.");
@@ -135,11 +135,12 @@ void report(const Connection& connection, bool wasReplaced, bool trustedOnFirstU
 ExitCode runPair(const Arguments& given, Surroundings& with) {
   const auto agent = given.agent();
   if (!agent) throw usageFailure("A pairing is for one agent; name it with --agent.");
-  PairingLink link = given.has("link") ? parseLink(given.text("link")) : parseAddress(given);
   with.relays.listen();
+  PairingLink link =
+      given.has("link") ? parseLink(given.text("link"), with.relays) : parseAddress(given);
   with.connections().prepare();  // a list that can't be changed must not cost the code
   establishTrust(link, given, with);
-  if (given.text("--code") == "-") link.code = readLine();
+  if (given.text("--code") == "-") link.code = readSecret("Pairing code: ", with.relays);
   if (link.code.empty()) throw usageFailure("The pairing code is empty.");
   const Connection connection =
       with.relays.pair(*agent, link.serverURL, link.code, link.certificatePin);

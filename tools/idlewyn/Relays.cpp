@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include <sys/epoll.h>
+
 #include <IdlewynKit/push/PushGatewayClient.hpp>
 #include <IdlewynKit/relay/RelayError.hpp>
 
@@ -19,12 +21,18 @@ asio::awaitable<void> sleep(asio::steady_timer& timer) {
   co_await timer.async_wait(asio::redirect_error(asio::use_awaitable, woken));
 }
 
+// Asio makes what it waits for non-blocking, and with it the terminal of the shell that started
+// this program. So it waits for a set of our own, which can be read when the descriptor can.
 asio::awaitable<void> untilReadable(int descriptor) {
-  asio::posix::stream_descriptor input(co_await asio::this_coro::executor, descriptor);
+  asio::posix::stream_descriptor set(co_await asio::this_coro::executor,
+                                     epoll_create1(EPOLL_CLOEXEC));
+  epoll_event readable{};
+  readable.events = EPOLLIN;
+  const bool isFile = epoll_ctl(set.native_handle(), EPOLL_CTL_ADD, descriptor, &readable) != 0;
+  if (isFile) co_return;  // never to be waited for
   boost::system::error_code ended;
-  co_await input.async_wait(asio::posix::descriptor_base::wait_read,
-                            asio::redirect_error(asio::use_awaitable, ended));
-  input.release();
+  co_await set.async_wait(asio::posix::descriptor_base::wait_read,
+                          asio::redirect_error(asio::use_awaitable, ended));
 }
 
 bool isMismatch(const std::exception_ptr& error) {

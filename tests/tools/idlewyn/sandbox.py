@@ -174,9 +174,9 @@ class CommandTest(unittest.TestCase):
 
     def start(self, *arguments, **options):
         options.setdefault("start_new_session", True)  # without the terminal of who runs this
+        options.setdefault("stdin", subprocess.PIPE)
         return subprocess.Popen([IDLEWYN, *arguments], env=self.environment, text=True,
-                                stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                stderr=subprocess.PIPE, **options)
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, **options)
 
     def finish(self, process, status, input=None):
         out, err = process.communicate(input, timeout=30)

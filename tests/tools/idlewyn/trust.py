@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
 """Which certificates the command trusts, and on whose word."""
+import os
 import re
 
 import sandbox
@@ -93,6 +94,20 @@ class Fingerprints(Trust):
             self.assertEqual(self.run_json("pin", "show")["pins"][0]["fingerprint"],
                              relay.fingerprint)
             relay.renew()
+
+    def test_a_terminal_is_asked_for_the_code_and_the_link(self):
+        relay = self.paired()
+        link, code = ("pair", "-", "--agent", "claude"), (*self.address(relay, "-"), "--accept-new")
+        for command, prompt in ((link, "Pairing link: "), (code, "Pairing code: ")):
+            for key, status in (("\x03", 130), ("\x04", 2)):
+                self.ask(*command, "--json", answers=[key], prompt=prompt, status=status)
+        ours, theirs = os.pipe()
+        os.write(theirs, b"nonsense\nrest")
+        self.finish(self.start(*link, stdin=ours), 2)
+        self.assertEqual((os.read(ours, 9), os.get_blocking(ours)), (b"rest", True),
+                         "others read there too")
+        os.close(ours)
+        os.close(theirs)
 
     def test_what_was_confirmed_is_what_is_paired_with(self):
         relay = self.paired()
