@@ -56,6 +56,10 @@ Option Option::promptID(std::string name, std::string help) {
   return {std::move(name), ValueKind::promptID, "PROMPT", std::move(help)};
 }
 
+Option Option::file(std::string name, std::string value, std::string help) {
+  return {std::move(name), ValueKind::file, std::move(value), std::move(help)};
+}
+
 Option Option::required() && {
   isRequired = true;
   return std::move(*this);

@@ -23,7 +23,7 @@ namespace idlewyn::command {
 
 struct Surroundings;
 
-enum class ValueKind : std::uint8_t { flag, text, word, number, wholeNumber, promptID };
+enum class ValueKind : std::uint8_t { flag, text, word, number, wholeNumber, promptID, file };
 
 /// An option, or an argument when its name doesn't begin with "--".
 struct Option {
@@ -37,6 +37,8 @@ struct Option {
   static Option wholeNumber(std::string name, std::string value, double lowest, double highest,
                             std::string help);
   static Option promptID(std::string name, std::string help);
+  /// The name of a file or folder.
+  static Option file(std::string name, std::string value, std::string help);
 
   Option required() &&;
   /// Refused unless the other is given too, or when it is.

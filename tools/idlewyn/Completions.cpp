@@ -58,8 +58,13 @@ _idlewyn_prompts() {
   done < <("${COMP_WORDS[0]}" prompt-ids 2>/dev/null)
 }
 
+_idlewyn_files() {
+  compopt -o filenames 2>/dev/null
+  mapfile -t COMPREPLY < <(compgen -f -- "$1")
+}
+
 _idlewyn() {
-  local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD-1]} words= prompts=
+  local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD-1]} words= prompts= files=
   COMPREPLY=()
   if ((COMP_CWORD == 1)); then
     words=@COMMANDS@
@@ -70,6 +75,7 @@ constexpr const char* bashTail = R"(    esac
   fi
   COMPREPLY=($(compgen -W "$words" -- "$cur"))
   [[ $prompts ]] && _idlewyn_prompts "$cur"
+  [[ $files ]] && _idlewyn_files "$cur"
 }
 complete -F _idlewyn idlewyn
 )";
@@ -84,7 +90,10 @@ std::string bashCase(const Command& command) {
     if (option.isArgument()) words.insert(words.end(), option.words.begin(), option.words.end());
     takesPrompt = takesPrompt || option.kind == ValueKind::promptID;
     if (option.isArgument() || !option.takesValue()) continue;
-    values += "          " + option.name + ") words=" + quoted(joined(option.words)) + " ;;\n";
+    values +=
+        "          " + option.name + ") " +
+        (option.kind == ValueKind::file ? "files=1" : "words=" + quoted(joined(option.words))) +
+        " ;;\n";
   }
   return "      '" + std::string(first) + " '" + (second.empty() ? "" : quoted(second) + "' '") +
          "*)\n        case $prev in\n" + values + "          *) words=" + quoted(joined(words)) +
@@ -124,6 +133,7 @@ std::string zshList(const std::vector<Word>& words, const std::string& margin) {
 
 std::string zshAction(const Option& option) {
   if (option.kind == ValueKind::promptID) return "_idlewyn_prompts";
+  if (option.kind == ValueKind::file) return "_files";
   return option.words.empty() ? " " : "(" + joined(option.words) + ")";
 }
 
@@ -169,7 +179,15 @@ std::string fishOffers(const std::string& condition, const std::vector<Word>& wo
 
 std::string fishValues(const Option& option) {
   if (option.kind == ValueKind::promptID) return "-a '(idlewyn prompt-ids 2>/dev/null)'";
+  if (option.kind == ValueKind::file) return "-F";
   return option.words.empty() ? "" : "-a " + fishQuoted(joined(option.words));
+}
+
+// -x keeps files out.
+std::string fishName(const Option& option) {
+  const std::string name = "-l " + option.name.substr(2);
+  if (!option.takesValue()) return name;
+  return name + (option.kind == ValueKind::file ? " -r" : " -x");
 }
 
 std::string fishOptions(const Command& command) {
@@ -183,9 +201,8 @@ std::string fishOptions(const Command& command) {
       if (!values.empty()) text += fishLine(condition, values);
       continue;
     }
-    text += fishLine(condition, "-l " + option.name.substr(2) +
-                                    (option.takesValue() ? " -x " : " ") + values +
-                                    (values.empty() ? "" : " ") + "-d " + fishQuoted(option.help));
+    text += fishLine(condition, fishName(option) + " " + values + (values.empty() ? "" : " ") +
+                                    "-d " + fishQuoted(option.help));
   }
   return text;
 }

@@ -5,7 +5,8 @@
 
 #include "CommandTable.hpp"
 
-/// Completions of commands, options, words and the ids of open prompts, to be read by the shells.
+/// Completions of commands, options, words, files and the ids of open prompts, to be read by the
+/// shells.
 namespace idlewyn::command {
 
 std::string bashCompletions(const CommandTable& table);

@@ -55,7 +55,7 @@ class Help(CommandTest):
             "zsh": ["zsh", "-fc", ZSH, "zsh", line]}[shell]
         path = f"{pathlib.Path(sandbox.IDLEWYN).parent}:{os.environ['PATH']}"
         done = subprocess.run(run, text=True, capture_output=True, timeout=30,
-                              start_new_session=True, stdin=subprocess.DEVNULL,
+                              start_new_session=True, stdin=subprocess.DEVNULL, cwd=self.home,
                               env={**self.environment, "PATH": path})
         lines = done.stdout.splitlines()
         if shell == "zsh":
@@ -83,6 +83,7 @@ class Help(CommandTest):
     def test_completions_of_every_shell_and_help_agree(self):
         commands = self.commands()
         first = {words[0] for words in commands}
+        (self.home / "a b").touch()
         pins = {words[1] for words in commands if len(words) == 2 and words[0] == "pin"}
         for shell in ("bash", "zsh", "fish"):
             for line, expected in (("idlewyn ", first), ("idlewyn pin ", pins)):
@@ -92,6 +93,9 @@ class Help(CommandTest):
                              {"claude", "codex"}, shell)
             self.assertLessEqual({"on", "off"}, self.completions(shell, "idlewyn approvals o"))
             self.assertEqual(self.completions(shell, "idlewyn watch --interval "), set(), shell)
+            for line in ("idlewyn render --output ", "idlewyn demo --pictures "):
+                files = [w.replace("\\", "") for w in self.completions(shell, line + "a")]
+                self.assertEqual(files, ["a b"], (shell, line))
             for words, options in commands.items():
                 if shell == "zsh" and words not in (("watch",), ("pin", "replace")):
                     continue  # a second each
