@@ -60,7 +60,10 @@ void declare(CLI::App& app, Arguments& arguments) {
   app.add_flag("--until-stdin-closes", arguments.untilStdinCloses,
                "End when standard input closes");
   app.footer(
-      R"(Faults: status=503, delay=0.5, stall, stall-mid-body, close-mid-body, close, wrong-length,
+      R"(A pairing code serves once for each agent, for five minutes. The next one comes from
+curl -sk -X POST ADDRESS/sandbox/code
+
+Faults: status=503, delay=0.5, stall, stall-mid-body, close-mid-body, close, wrong-length,
 not-json, not-http, other-certificate; several between commas. A request can bring its own in the
 header X-Sandbox-Fault.
 
