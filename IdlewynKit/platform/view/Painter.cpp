@@ -10,6 +10,7 @@
 #include <cairo-svg.h>
 #include <cairo.h>
 
+#include <IdlewynKit/platform/view/internal/CairoPointer.hpp>
 #include <IdlewynKit/platform/view/internal/Drawing.hpp>
 #include <IdlewynKit/platform/view/internal/FrameDrawer.hpp>
 #include <IdlewynKit/platform/view/internal/PictureFile.hpp>

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include <IdlewynKit/platform/view/Painter.hpp>
+#include <IdlewynKit/platform/view/internal/CairoPointer.hpp>
 #include <IdlewynKit/platform/view/internal/GlyphMasks.hpp>
 #include <IdlewynKit/platform/view/internal/NightFilter.hpp>
 #include <IdlewynKit/platform/view/internal/ShapePaths.hpp>
@@ -115,8 +116,7 @@ bool FrameDrawer::showMasks(const GlyphRun& run, Point origin) {
   if (!maskOf(run, grid.scale, {origin.x * grid.scale + grid.x, origin.y * grid.scale + grid.y},
               visible, mask))
     return false;
-  const CairoSurface surface(mask.surface);
-  if (surface != nullptr) showMask(surface.get(), mask.left, mask.top);
+  if (mask.surface != nullptr) showMask(mask.surface.get(), mask.left, mask.top);
   return true;
 }
 

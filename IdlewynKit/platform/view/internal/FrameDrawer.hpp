@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
 
 #include <cairo.h>
 
@@ -10,13 +9,6 @@
 #include <IdlewynKit/platform/view/internal/ShapedText.hpp>
 
 namespace idlewyn::platform {
-
-struct CairoDestroy {
-  void operator()(cairo_t* target) const noexcept { cairo_destroy(target); }
-  void operator()(cairo_surface_t* surface) const noexcept { cairo_surface_destroy(surface); }
-};
-using CairoContext = std::unique_ptr<cairo_t, CairoDestroy>;
-using CairoSurface = std::unique_ptr<cairo_surface_t, CairoDestroy>;
 
 /// Draws operations onto one target. Layers with filters get a drawer of their own.
 class FrameDrawer {

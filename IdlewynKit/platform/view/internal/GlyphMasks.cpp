@@ -19,13 +19,6 @@ constexpr double reach = 16;
 constexpr std::size_t maximumFonts = 64;
 constexpr std::size_t maximumBytes = std::size_t{4} << 20U;
 
-struct ContextDestroy {
-  void operator()(cairo_t* target) const noexcept { cairo_destroy(target); }
-  void operator()(cairo_surface_t* surface) const noexcept { cairo_surface_destroy(surface); }
-};
-using Context = std::unique_ptr<cairo_t, ContextDestroy>;
-using Surface = std::unique_ptr<cairo_surface_t, ContextDestroy>;
-
 struct GlyphMask {
   int left = 0;  ///< from the whole pixel that the glyph stands on
   int top = 0;
@@ -68,8 +61,8 @@ class FontMasks {
   }
 
   void draw(GlyphMask& mask, unsigned long glyph, double phase) const {
-    const Surface nothing(cairo_image_surface_create(CAIRO_FORMAT_A8, 1, 1));
-    const Context measure(cairo_create(nothing.get()));
+    const CairoSurface nothing(cairo_image_surface_create(CAIRO_FORMAT_A8, 1, 1));
+    const CairoContext measure(cairo_create(nothing.get()));
     trace(measure.get(), glyph);
     double left = 0, top = 0, right = 0, bottom = 0;
     cairo_path_extents(measure.get(), &left, &top, &right, &bottom);
@@ -90,8 +83,9 @@ class FontMasks {
   }
 
   void fill(GlyphMask& mask, unsigned long glyph, double phase) const {
-    const Surface surface(cairo_image_surface_create(CAIRO_FORMAT_A8, mask.width, mask.height));
-    const Context target(cairo_create(surface.get()));
+    const CairoSurface surface(
+        cairo_image_surface_create(CAIRO_FORMAT_A8, mask.width, mask.height));
+    const CairoContext target(cairo_create(surface.get()));
     cairo_translate(target.get(), phase - mask.left, -mask.top);
     trace(target.get(), glyph);
     cairo_fill(target.get());
@@ -176,26 +170,28 @@ class RunPainter {
     bottom = std::min(bottom, std::ceil(visible.bottom()));
     if (!(left < right && top < bottom)) return {};
     PlacedMask result{nullptr, static_cast<int>(left), static_cast<int>(top)};
-    result.surface = cairo_image_surface_create(CAIRO_FORMAT_A8, static_cast<int>(right - left),
-                                                static_cast<int>(bottom - top));
-    if (cairo_surface_status(result.surface) != CAIRO_STATUS_SUCCESS) return result;
-    cairo_surface_flush(result.surface);
+    result.surface.reset(cairo_image_surface_create(CAIRO_FORMAT_A8, static_cast<int>(right - left),
+                                                    static_cast<int>(bottom - top)));
+    cairo_surface_t* surface = result.surface.get();
+    if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS) return result;
+    cairo_surface_flush(surface);
     for (const Placed& placed : placed_)
       add(placed, result);
-    cairo_surface_mark_dirty(result.surface);
+    cairo_surface_mark_dirty(surface);
     return result;
   }
 
   /// Where glyphs overlap what they cover adds up.
   static void add(const Placed& placed, const PlacedMask& result) {
     const GlyphMask& mask = *placed.mask;
-    unsigned char* pixels = cairo_image_surface_get_data(result.surface);
-    const int stride = cairo_image_surface_get_stride(result.surface);
+    cairo_surface_t* surface = result.surface.get();
+    unsigned char* pixels = cairo_image_surface_get_data(surface);
+    const int stride = cairo_image_surface_get_stride(surface);
     const int x = placed.x - result.left;
     const int y = placed.y - result.top;
     const int from = std::max(0, -x);
-    const int to = std::min(mask.width, cairo_image_surface_get_width(result.surface) - x);
-    const int last = std::min(mask.height, cairo_image_surface_get_height(result.surface) - y);
+    const int to = std::min(mask.width, cairo_image_surface_get_width(surface) - x);
+    const int last = std::min(mask.height, cairo_image_surface_get_height(surface) - y);
     for (int row = std::max(0, -y); row < last; ++row) {
       const std::uint8_t* source = mask.pixels.data() + row * mask.width;
       unsigned char* target = pixels + (y + row) * stride + x;

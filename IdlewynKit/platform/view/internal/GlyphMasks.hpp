@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cairo.h>
-
+#include <IdlewynKit/platform/view/internal/CairoPointer.hpp>
 #include <IdlewynKit/platform/view/internal/ShapedText.hpp>
 
 namespace idlewyn::platform {
 
 /// Pixels of glyphs, to be painted through with their top left on a whole pixel.
 struct PlacedMask {
-  /// Absent where nothing is to be seen. Its owner destroys it.
-  cairo_surface_t* surface = nullptr;
+  /// Absent where nothing is to be seen.
+  CairoSurface surface;
   int left = 0;
   int top = 0;
 };

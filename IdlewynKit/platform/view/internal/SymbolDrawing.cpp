@@ -4,10 +4,11 @@
 #include <array>
 #include <charconv>
 #include <map>
-#include <memory>
 #include <numbers>
 #include <string_view>
 #include <utility>
+
+#include <IdlewynKit/platform/view/internal/CairoPointer.hpp>
 
 namespace idlewyn::platform {
 namespace {
@@ -134,19 +135,12 @@ class PathReader {
   std::string_view path_;
 };
 
-struct SurfaceDestroy {
-  void operator()(cairo_surface_t* surface) const noexcept { cairo_surface_destroy(surface); }
-};
-using Mask = std::unique_ptr<cairo_surface_t, SurfaceDestroy>;
-
-Mask makeMask(SymbolName symbol, int pixels) {
-  Mask mask(cairo_image_surface_create(CAIRO_FORMAT_A8, pixels, pixels));
-  cairo_t* target = cairo_create(mask.get());
+CairoSurface makeMask(SymbolName symbol, int pixels) {
+  CairoSurface mask(cairo_image_surface_create(CAIRO_FORMAT_A8, pixels, pixels));
+  const CairoContext target(cairo_create(mask.get()));
   const double side = pixels;
-  drawSymbol(target, symbol, {{0, 0}, {side, side}});
-  const bool isDrawn = cairo_status(target) == CAIRO_STATUS_SUCCESS;
-  cairo_destroy(target);
-  return isDrawn ? std::move(mask) : nullptr;
+  drawSymbol(target.get(), symbol, {{0, 0}, {side, side}});
+  return cairo_status(target.get()) == CAIRO_STATUS_SUCCESS ? std::move(mask) : nullptr;
 }
 
 }  // namespace
@@ -173,7 +167,7 @@ void drawSymbol(cairo_t* target, SymbolName symbol, const Rect& box) {
 
 cairo_surface_t* symbolMask(SymbolName symbol, int pixels) {
   constexpr std::size_t maximumRemembered = 128;
-  thread_local std::map<std::pair<SymbolName, int>, Mask> masks;
+  thread_local std::map<std::pair<SymbolName, int>, CairoSurface> masks;
   const auto key = std::pair(symbol, pixels);
   const auto found = masks.find(key);
   if (found != masks.end()) return found->second.get();
