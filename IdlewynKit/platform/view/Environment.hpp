@@ -33,7 +33,7 @@ class IDLEWYNKIT_EXPORT Environment {
   Appearance appearance = Appearance::light;
   /// The user's text size as a factor; clamped to 0.1 to 20, 1 where it is not a number.
   double textScale = 1;
-  /// As ICU names them ("de_AT"); empty for the user's.
+  /// As ICU names them ("de_AT"); empty for the user's, which the process's environment names.
   std::string locale;
   bool animationsEnabled = true;
 

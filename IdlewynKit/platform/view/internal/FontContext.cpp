@@ -80,11 +80,6 @@ double shapedSize(const Font& font, double textScale) {
   return size >= minimumSize ? std::min(size, maximumSize) : 0;
 }
 
-double capHeight(const Font& font, double textScale) {
-  const double size = shapedSize(font, textScale);
-  return size > 0 ? FontContext::current().resolve(font, size).capHeight : 0;
-}
-
 FontContext& FontContext::current() {
   thread_local std::unique_ptr<FontContext> context;
   const std::uint64_t generation = families().generation;

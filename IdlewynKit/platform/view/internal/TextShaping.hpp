@@ -43,7 +43,4 @@ struct TextMetrics {
 std::shared_ptr<const ShapedText> shapeText(const TextRequest& request);
 const TextMetrics& metricsOf(const ShapedText& text);
 
-/// The height of capitals, without a text.
-double capHeight(const Font& font, double textScale);
-
 }  // namespace idlewyn::platform

@@ -53,13 +53,17 @@ std::string format(const icu::MeasureFormat& formatter, const std::vector<Count>
   return bytes;
 }
 
+icu::Locale named(const std::string& locale) {
+  return locale.empty() ? icu::Locale::getDefault() : icu::Locale::createCanonical(locale.c_str());
+}
+
 /// What ICU makes of a locale, remembered: the first text costs milliseconds, one like it again
 /// less than one microsecond.
 class LocaleTexts {
  public:
   explicit LocaleTexts(const std::string& locale)
-      : clock_(icu::Locale::createCanonical(locale.c_str()), UMEASFMT_WIDTH_NUMERIC, clockError_),
-        age_(icu::Locale::createCanonical(locale.c_str()), UMEASFMT_WIDTH_SHORT, ageError_) {}
+      : clock_(named(locale), UMEASFMT_WIDTH_NUMERIC, clockError_),
+        age_(named(locale), UMEASFMT_WIDTH_SHORT, ageError_) {}
 
   const std::string& clock(std::int64_t seconds) {
     std::vector<Count> counts{{4, seconds / 60 % 60}, {5, seconds % 60}};

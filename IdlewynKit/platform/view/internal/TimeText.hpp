@@ -20,8 +20,8 @@ struct TimeText {
 };
 
 /// A clock that counts up from `start`: minutes and seconds, with hours once one has passed.
-/// 0:00 until `start`. `locale` is a name like "de_DE", an encoding after it is ignored. A date
-/// that is not a number stays at 0:00.
+/// 0:00 until `start`. `locale` is a name like "de_DE", an encoding after it is ignored;
+/// an empty one is the user's. A date that is not a number stays at 0:00.
 TimeText timerText(Date start, Date now, std::string_view locale);
 
 /// How far `date` is from now in either direction, in its two largest units. Months and years
