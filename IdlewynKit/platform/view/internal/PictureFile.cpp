@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <IdlewynKit/platform/view/Painter.hpp>
@@ -14,14 +15,15 @@
 namespace idlewyn::platform {
 namespace {
 
-[[noreturn]] void fail(const std::filesystem::path& file, int error) {
+namespace fs = std::filesystem;
+
+[[noreturn]] void fail(const fs::path& file, int error) {
   throw PaintError(PaintError::Code::writeFailed,
                    file.string() + ": " + std::generic_category().message(error));
 }
 
-/// 0 or the error.
-int writeAll(const std::filesystem::path& file, std::string_view bytes, int flags) {
-  const int descriptor = ::open(file.c_str(), O_WRONLY | O_CLOEXEC | flags, 0666);
+/// 0 or the error, that of opening when there is no descriptor. Closes it.
+int writeAll(int descriptor, std::string_view bytes) {
   if (descriptor < 0) return errno;
   int error = 0;
   while (!bytes.empty() && error == 0) {
@@ -36,22 +38,37 @@ int writeAll(const std::filesystem::path& file, std::string_view bytes, int flag
   return error;
 }
 
+/// A new file beside `place`, which comes to name it.
+int createBeside(fs::path& place, mode_t mode) {
+  static std::atomic<unsigned> counter{0};
+  const std::string prefix = place.string() + "." + std::to_string(::getpid()) + "-";
+  int descriptor = -1;
+  do {
+    place = prefix + std::to_string(++counter);
+    descriptor = ::open(place.c_str(), O_WRONLY | O_CLOEXEC | O_CREAT | O_EXCL, mode);
+  } while (descriptor < 0 && errno == EEXIST);  // another's of that number, or its remains
+  return descriptor;
+}
+
 }  // namespace
 
-void writePicture(const std::filesystem::path& file, std::string_view bytes) {
-  namespace fs = std::filesystem;
+void writePicture(const fs::path& file, std::string_view bytes) {
   std::error_code error;
   const fs::file_status status = fs::status(file, error);
-  if (fs::exists(status) && !fs::is_regular_file(status)) {
-    if (const int failed = writeAll(file, bytes, 0); failed != 0) fail(file, failed);
+  const bool isThere = fs::exists(status);
+  if (isThere && !fs::is_regular_file(status)) {
+    const int failed = writeAll(::open(file.c_str(), O_WRONLY | O_CLOEXEC), bytes);
+    if (failed != 0) fail(file, failed);
     return;
   }
-  fs::path place = fs::exists(status) ? fs::canonical(file, error) : file;
+  fs::path place = isThere ? fs::canonical(file, error) : file;
   if (place.empty()) place = file;
-  static std::atomic<unsigned> counter{0};
   fs::path fresh = place;
-  fresh += "." + std::to_string(::getpid()) + "-" + std::to_string(++counter);
-  int failed = writeAll(fresh, bytes, O_CREAT | O_EXCL);
+  const int descriptor = createBeside(fresh, isThere ? 0600 : 0666);
+  if (descriptor < 0) fail(file, errno);
+  // Where a file system has no modes of its own, there is none to keep.
+  if (isThere) static_cast<void>(::fchmod(descriptor, static_cast<mode_t>(status.permissions())));
+  int failed = writeAll(descriptor, bytes);
   if (failed == 0 && ::rename(fresh.c_str(), place.c_str()) != 0) failed = errno;
   if (failed == 0) return;
   ::unlink(fresh.c_str());
