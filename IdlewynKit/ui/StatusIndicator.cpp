@@ -11,13 +11,11 @@ namespace idlewyn {
 StatusIndicator::StatusIndicator(SessionStatus status, double size) : status(status), size(size) {}
 
 View StatusIndicator::body() const {
-  // The facts of a state are looked up without a check.
-  const SessionStatus known = status <= SessionStatus::idle ? status : SessionStatus::idle;
-  return platform::Symbol(std::string(symbolName(known)))
+  return platform::Symbol(std::string(symbolName(status)))
       .font(platform::Font::system(size, platform::FontWeight::semibold))
-      .foreground(tint(known))
-      .pulse(known)
-      .accessibilityLabel(std::string(label(known)));
+      .foreground(tint(status))
+      .pulse(status)
+      .accessibilityLabel(std::string(label(status)));
 }
 
 }  // namespace idlewyn

@@ -20,7 +20,8 @@ namespace idlewyn::platform {
 
 /// Keeps what outlives a frame: the values that animations and pulses are keyed on, and the
 /// movements under way. They belong to places in the tree: the nth child, or the named one. A
-/// host of one thread at a time; what an application's body throws leaves it usable.
+/// host of one thread at a time; what an application's body throws leaves it usable. One that was
+/// moved from can only be assigned to.
 class IDLEWYNKIT_EXPORT Host {
  public:
   Host();

@@ -28,9 +28,10 @@ class Canvas {
   /// Nothing that is placed now is seen or spoken.
   bool isHidden() const noexcept { return invisible_ > 0 && silent_ > 0; }
 
-  /// What is spoken in between becomes one element, or none for `elementOnly` without a label.
   std::size_t elementCount() const noexcept { return elements_.size(); }
+  /// What was spoken since there were `from` elements becomes one of that label.
   void mergeElements(std::size_t from, std::string_view label, const Rect& rect);
+  /// The same without a label: silent, unless it is merged again.
   void replaceElements(std::size_t from, const Rect& rect);
 
   std::vector<DrawOperation> takeOperations() { return std::move(operations_); }
