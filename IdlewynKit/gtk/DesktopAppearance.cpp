@@ -10,13 +10,7 @@ namespace idlewyn::gtk {
 platform::Appearance desktopAppearance() { return DesktopSettings::shared().appearance(); }
 
 std::shared_ptr<void> observeDesktop(std::function<void()> changed) {
-  using Observation = DesktopSettings::Observation;
-  return std::shared_ptr<Observation>(
-      new Observation(DesktopSettings::shared().observe(std::move(changed))),
-      [](Observation* observation) {
-        DesktopSettings::shared().endObservation(*observation);
-        delete observation;
-      });
+  return DesktopSettings::shared().observe(std::move(changed));
 }
 
 }  // namespace idlewyn::gtk

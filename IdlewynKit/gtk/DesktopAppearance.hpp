@@ -17,7 +17,9 @@ namespace idlewyn::gtk {
 IDLEWYNKIT_EXPORT platform::Appearance desktopAppearance();
 
 /// Calls `changed` on GTK's thread after each change of appearance, text size or the animation
-/// switch, for as long as the result lives.
+/// switch, for as long as the result lives; let go of it on that thread too. `changed` may begin
+/// and end observations, its own among them: what was ended is not called any more, what was
+/// begun hears of the next change. It must not throw: GTK's C functions call it.
 IDLEWYNKIT_EXPORT std::shared_ptr<void> observeDesktop(std::function<void()> changed);
 
 }  // namespace idlewyn::gtk

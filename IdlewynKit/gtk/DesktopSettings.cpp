@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include <IdlewynKit/gtk/internal/DesktopSettings.hpp>
 
+#include <algorithm>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace idlewyn::gtk {
 namespace {
@@ -20,6 +23,16 @@ bool booleanProperty(GtkSettings* settings, const char* name) {
   gboolean value = FALSE;
   g_object_get(settings, name, &value, nullptr);
   return value != FALSE;
+}
+
+// Where there is none, GIO would start a bus that nobody asked for.
+bool isBusThere() {
+  if (const char* named = g_getenv("DBUS_SESSION_BUS_ADDRESS"))
+    return std::string_view(named).find("autolaunch:") == std::string_view::npos;
+  struct stat status {};
+  const std::string socket = std::string(g_get_user_runtime_dir()) + "/bus";
+  return stat(socket.c_str(), &status) == 0 && S_ISSOCK(status.st_mode) &&
+         status.st_uid == geteuid();
 }
 
 }  // namespace
@@ -42,7 +55,7 @@ DesktopSettings::DesktopSettings() : settings_(gtk_settings_get_default()) {
 // The portal knows the desktop's wish whatever the theme; without a bus nothing comes of it.
 void DesktopSettings::askPortal() {
   constexpr auto flags = static_cast<GDBusProxyFlags>(G_DBUS_PROXY_FLAGS_DO_NOT_LOAD_PROPERTIES);
-  if (g_getenv("DBUS_SESSION_BUS_ADDRESS") == nullptr) return;
+  if (!isBusThere()) return;
   g_dbus_proxy_new_for_bus(G_BUS_TYPE_SESSION, flags, nullptr, portalName, portalPath,
                            portalInterface, nullptr, &DesktopSettings::portalReady, this);
 }
@@ -126,15 +139,17 @@ bool DesktopSettings::animationsEnabled() const {
   return booleanProperty(settings_, "gtk-enable-animations");
 }
 
-DesktopSettings::Observation DesktopSettings::observe(std::function<void()> changed) {
-  return observers_.insert(observers_.end(), std::move(changed));
+std::shared_ptr<void> DesktopSettings::observe(std::function<void()> changed) {
+  const auto observer = std::make_shared<std::function<void()>>(std::move(changed));
+  observers_.push_back(observer);
+  return {observer.get(), [this, observer](void*) { std::erase(observers_, observer); }};
 }
 
-// An observer may end its own observation, not another's.
+// Observers may come and go meanwhile.
 void DesktopSettings::notify() {
-  for (auto observer = observers_.begin(); observer != observers_.end();) {
-    (*observer++)();
-  }
+  const std::vector<Observer> told = observers_;
+  for (const Observer& observer : told)
+    if (std::ranges::find(observers_, observer) != observers_.end()) (*observer)();
 }
 
 }  // namespace idlewyn::gtk

@@ -13,6 +13,7 @@ namespace {
 
 using platform::Date;
 using platform::DateClock;
+using platform::Frame;
 using platform::Proposal;
 using platform::Size;
 
@@ -23,6 +24,23 @@ constexpr double longestWait = 3'600;
 
 int wholePoints(double length) { return static_cast<int>(std::ceil(length - 1e-6)); }
 
+/// What a body throws must not unwind GTK's C functions: such a view shows nothing.
+template <class Make>
+Frame contained(Make make) {
+  try {
+    return make();
+  } catch (...) {
+    return {};
+  }
+}
+
+/// A name that the view before would have by now as well is the work of time alone.
+bool isOfTime(const std::vector<std::string>* expected, std::size_t element,
+              const std::string& name) {
+  if (expected == nullptr) return true;
+  return element < expected->size() && (*expected)[element] == name;
+}
+
 }  // namespace
 
 ViewPresenter::ViewPresenter(GtkWidget* widget)
@@ -32,23 +50,18 @@ ViewPresenter::ViewPresenter(GtkWidget* widget)
 }
 
 ViewPresenter::~ViewPresenter() {
-  DesktopSettings::shared().endObservation(observation_);
   stopClock();
   if (rebuild_ != 0) g_source_remove(rebuild_);
 }
 
 void ViewPresenter::setView(platform::View view) {
-  std::vector<std::string> expected;
+  Names expected;
   if (!elements_.empty()) {
-    const Proposal proposal{allocated_.width, allocated_.height};
-    const auto old = platform::frameOf(view_, environment_, proposal, DateClock::now());
-    for (const auto& element : old.elements)
+    for (const auto& element : still(Proposal{allocated_.width, allocated_.height}).elements)
       expected.push_back(element.label);
   }
   view_ = std::move(view);
-  expectedNames_ = std::move(expected);
-  update(Cause::change);
-  expectedNames_.reset();
+  update(Cause::change, &expected);
 }
 
 void ViewPresenter::setEnvironment(platform::Environment environment) {
@@ -65,24 +78,29 @@ void ViewPresenter::followDesktop() {
 }
 
 // Before the first allocation there is nothing that a change could move away from.
-void ViewPresenter::update(Cause cause) {
+void ViewPresenter::update(Cause cause, const Names* expected) {
   measured_.clear();
   if (allocated_.width <= 0 || allocated_.height <= 0) {
     gtk_widget_queue_resize(widget_);
     return;
   }
-  frame_ = host_.frame(view_, environment_, Proposal{allocated_.width, allocated_.height},
-                       DateClock::now());
-  const Size ideal = size(Proposal{});
+  frame_ = next();
+  const Size ideal = still(Proposal{}).size;
   if (cause == Cause::change || ideal != ideal_) gtk_widget_queue_resize(widget_);
   ideal_ = ideal;
-  showElements();
+  showElements(expected);
   gtk_widget_queue_draw(widget_);
   schedule();
 }
 
-Size ViewPresenter::size(const Proposal& proposal) const {
-  return platform::frameOf(view_, environment_, proposal, DateClock::now()).size;
+Frame ViewPresenter::still(const Proposal& proposal) const {
+  return contained(
+      [&] { return platform::frameOf(view_, environment_, proposal, DateClock::now()); });
+}
+
+Frame ViewPresenter::next() {
+  const Proposal proposal{allocated_.width, allocated_.height};
+  return contained([&] { return host_.frame(view_, environment_, proposal, DateClock::now()); });
 }
 
 std::pair<int, int> ViewPresenter::measure(GtkOrientation orientation, int other) {
@@ -91,11 +109,11 @@ std::pair<int, int> ViewPresenter::measure(GtkOrientation orientation, int other
   const std::optional<double> across = other < 0 ? std::nullopt : std::optional<double>(other);
   std::pair<int, int> result;
   if (orientation == GTK_ORIENTATION_HORIZONTAL) {
-    const Size least = size(Proposal{0.0, across});
-    const Size natural = size(Proposal{std::nullopt, across});
+    const Size least = still(Proposal{0.0, across}).size;
+    const Size natural = still(Proposal{std::nullopt, across}).size;
     result = {wholePoints(least.width), wholePoints(std::max(least.width, natural.width))};
   } else {
-    const int height = wholePoints(size(Proposal{across, std::nullopt}).height);
+    const int height = wholePoints(still(Proposal{across, std::nullopt}).size.height);
     result = {height, height};
   }
   return measured_[{orientation, other}] = result;
@@ -105,7 +123,7 @@ void ViewPresenter::allocate(int width, int height) {
   const Size now{static_cast<double>(width), static_cast<double>(height)};
   if (now != allocated_) {
     allocated_ = now;
-    frame_ = host_.frame(view_, environment_, Proposal{now.width, now.height}, DateClock::now());
+    frame_ = next();
     showElements();
     schedule();
   }
@@ -170,7 +188,7 @@ void ViewPresenter::schedule() {
 }
 
 // New children can't be made while the widget is being allocated, so that waits for a moment.
-void ViewPresenter::showElements() {
+void ViewPresenter::showElements(const Names* expected) {
   const auto& wanted = frame_.elements;
   const bool areSame = std::ranges::equal(
       elements_, wanted,
@@ -188,19 +206,13 @@ void ViewPresenter::showElements() {
   if (isDue) toldAt_ = now;
   for (std::size_t i = 0; i < wanted.size(); ++i) {
     Element& shown = elements_[i];
-    if (shown.value != wanted[i].value && (isDue || expectedNames_)) {
+    if (shown.value != wanted[i].value && (isDue || expected != nullptr)) {
       shown.value = wanted[i].value;
       if (shown.value) tellValue(shown.widget, *shown.value);
     }
-    if (shown.name != wanted[i].label && (isDue || !isExpected(i, wanted[i].label)))
+    if (shown.name != wanted[i].label && (isDue || !isOfTime(expected, i, wanted[i].label)))
       tellName(shown.widget, shown.name = wanted[i].label);
   }
-}
-
-// A name that the view before would have by now as well is the work of time alone.
-bool ViewPresenter::isExpected(std::size_t element, const std::string& name) const {
-  if (!expectedNames_) return true;
-  return element < expectedNames_->size() && (*expectedNames_)[element] == name;
 }
 
 void ViewPresenter::rebuildElements() {

@@ -18,7 +18,8 @@ namespace idlewyn::gtk {
 /// again when its view changes, while something in it moves, and at the moment when its picture
 /// changes by itself: an idle widget draws nothing. To screen readers it is a group of the
 /// view's accessible elements. It follows the desktop's dark setting, text size and animation
-/// switch, live. To be used on GTK's thread only, after gtk_init.
+/// switch, live. A view whose body throws is shown as nothing until the next change. To be used on
+/// GTK's thread only, after gtk_init.
 class IDLEWYNKIT_EXPORT ViewWidget {
  public:
   explicit ViewWidget(platform::View view = {});

@@ -2,6 +2,7 @@
 #include <IdlewynKit/gtk/ViewWidget.hpp>
 
 #include <chrono>
+#include <stdexcept>
 
 #include <gtest/gtest.h>
 
@@ -42,6 +43,11 @@ class Window {
  private:
   GtkWindow* window_;
   int frames_ = 0;
+};
+
+// GTK is written in C, which exceptions must not unwind.
+struct Throwing {
+  View body() const { throw std::runtime_error("a body's"); }
 };
 
 TEST(ViewWidget, DrawsOnlyWhenThePictureChanges) {
@@ -100,6 +106,10 @@ TEST(ViewWidget, GivesScreenReadersItsElementsAndFollowsTheirRoles) {
       {Row({StatusIndicator(SessionStatus::failed, 14), Text("project"), Spacer(),
             platform::ProgressBar(1, 2)}),
        {GTK_ACCESSIBLE_ROLE_IMG, GTK_ACCESSIBLE_ROLE_LABEL, GTK_ACCESSIBLE_ROLE_PROGRESS_BAR}},
+      {Row({Text("as many"), StatusIndicator(SessionStatus::failed, 14), Text("others")}),
+       {GTK_ACCESSIBLE_ROLE_LABEL, GTK_ACCESSIBLE_ROLE_IMG, GTK_ACCESSIBLE_ROLE_LABEL}},
+      {Throwing(), {}},
+      {Text("back"), {GTK_ACCESSIBLE_ROLE_LABEL}},
       {View(), {}},
   };
   ViewWidget view{View()};
@@ -119,11 +129,20 @@ TEST(DesktopAppearance, IsFollowedLive) {
   GtkSettings* settings = gtk_settings_get_default();
   g_object_set(settings, "gtk-application-prefer-dark-theme", FALSE, nullptr);
   int changes = 0;
-  const auto observation = observeDesktop([&] { ++changes; });
+  std::shared_ptr<void> next;
+  std::shared_ptr<void> own = observeDesktop([&] {
+    ++changes;
+    own.reset();
+    next.reset();
+  });
+  next = observeDesktop([&] { changes += 100; });
+  const auto last = observeDesktop([&] { ++changes; });
   EXPECT_EQ(desktopAppearance(), platform::Appearance::light);
   g_object_set(settings, "gtk-application-prefer-dark-theme", TRUE, nullptr);
   EXPECT_EQ(desktopAppearance(), platform::Appearance::dark);
-  EXPECT_EQ(changes, 1);
+  EXPECT_EQ(changes, 2) << "but for the one that was ended meanwhile";
+  g_object_set(settings, "gtk-application-prefer-dark-theme", FALSE, nullptr);
+  EXPECT_EQ(changes, 3);
 }
 
 }  // namespace

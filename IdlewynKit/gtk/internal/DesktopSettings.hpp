@@ -2,7 +2,8 @@
 #pragma once
 
 #include <functional>
-#include <list>
+#include <memory>
+#include <vector>
 
 #include <gio/gio.h>
 #include <gtk/gtk.h>
@@ -22,10 +23,8 @@ class DesktopSettings {
   double textScale() const;
   bool animationsEnabled() const;
 
-  /// Calls `changed` after each change until the observation is ended.
-  using Observation = std::list<std::function<void()>>::iterator;
-  Observation observe(std::function<void()> changed);
-  void endObservation(Observation observation) { observers_.erase(observation); }
+  /// See observeDesktop.
+  std::shared_ptr<void> observe(std::function<void()> changed);
 
  private:
   DesktopSettings();
@@ -38,12 +37,13 @@ class DesktopSettings {
   static void portalSignalled(GDBusProxy* proxy, const char* sender, const char* signal,
                               GVariant* parameters, gpointer self);
 
-  enum class ColorScheme { unknown, noPreference, dark, light };
+  enum class ColorScheme { noPreference, dark, light };
 
   GtkSettings* settings_;
   GDBusProxy* portal_ = nullptr;
-  ColorScheme colorScheme_ = ColorScheme::unknown;
-  std::list<std::function<void()>> observers_;
+  ColorScheme colorScheme_ = ColorScheme::noPreference;
+  using Observer = std::shared_ptr<std::function<void()>>;
+  std::vector<Observer> observers_;
 };
 
 }  // namespace idlewyn::gtk

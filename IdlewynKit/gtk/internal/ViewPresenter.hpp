@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -38,16 +39,19 @@ class ViewPresenter {
   enum class Cause { change, time };
 
   void followDesktop();
-  void update(Cause cause);
+  using Names = std::vector<std::string>;
+  /// `expected`: when a view has taken the place of another, the names that the other would have
+  /// now.
+  void update(Cause cause, const Names* expected = nullptr);
   /// The next frame at the moment when it is due, or at once while something moves.
   void schedule();
   void stopClock();
-  void showElements();
-  bool isExpected(std::size_t element, const std::string& name) const;
+  void showElements(const Names* expected = nullptr);
   void rebuildElements();
   void placeElements();
   platform::Point origin() const;
-  platform::Size size(const platform::Proposal& proposal) const;
+  platform::Frame still(const platform::Proposal& proposal) const;
+  platform::Frame next();
 
   GtkWidget* widget_;
   platform::View view_;
@@ -65,14 +69,12 @@ class ViewPresenter {
     std::optional<double> value;
   };
   std::vector<Element> elements_;
-  /// While a view takes the place of another: the names that the other would have now.
-  std::optional<std::vector<std::string>> expectedNames_;
   gint64 toldAt_ = 0;
 
   guint tick_ = 0;
   guint timeout_ = 0;
   guint rebuild_ = 0;
-  DesktopSettings::Observation observation_;
+  std::shared_ptr<void> observation_;
 };
 
 }  // namespace idlewyn::gtk
