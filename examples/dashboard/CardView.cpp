@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "ShownText.hpp"
+
 namespace dashboard {
 
 using namespace idlewyn;
@@ -36,9 +38,9 @@ View progress(const AgentSession& session) {
 
 View doing(const AgentSession& session) {
   if (const auto activity = session.currentActivity())
-    return ActivityLine(*activity, secondary, true, false);
+    return ActivityLine(shown(*activity), secondary, true, false);
   if (const auto summary = session.displaySummary())
-    return Text(*summary).font(Typography::supporting).foreground(primary).lineLimit(3);
+    return Text(shown(*summary)).font(Typography::supporting).foreground(primary).lineLimit(3);
   return View();
 }
 
@@ -58,10 +60,12 @@ View HeadlineView::body() const {
 View CardView::body() const {
   const View icon =
       View(StatusIndicator(session.status, StatusIconSize::medium)).frame(Layout::iconColumn);
-  const View name =
-      Text(session.projectName()).font(Typography::headline).foreground(primary).lineLimit(1);
+  const View name = Text(shown(session.projectName()))
+                        .font(Typography::headline)
+                        .foreground(primary)
+                        .lineLimit(1);
   const View title =
-      Text(session.title).font(Typography::supporting).foreground(secondary).lineLimit(1);
+      Text(shown(session.title)).font(Typography::supporting).foreground(secondary).lineLimit(1);
   const View heading = Column({Row({name, View(ProviderBadge(session.provider, true)).lineLimit(1),
                                     Spacer(), state(session)}),
                                Row({title, Spacer(), progress(session)})},
@@ -73,7 +77,8 @@ View CardView::body() const {
 // Red is dark when the night's filter has made grey of it.
 View TroubleView::body(const platform::Environment& environment) const {
   const Color color = environment.value<IsNightMode>() ? primary : tint(SessionStatus::failed);
-  const std::string sentence = std::string(displayName(trouble.provider)) + ": " + trouble.sentence;
+  std::string sentence = shown(trouble.sentence);
+  if (trouble.provider) sentence.insert(0, std::string(displayName(*trouble.provider)) + ": ");
   std::vector<View> parts{
       Text(sentence).font(Typography::supporting).foreground(color).lineLimit(2)};
   if (trouble.lastSeen) {

@@ -25,12 +25,12 @@ struct CardView {
   idlewyn::AgentSession session;
 };
 
-/// What went wrong with an agent, and the age of what is still shown of it.
+/// What went wrong, and the age of what is still shown of the agent.
 struct TroubleView {
   idlewyn::View body(const idlewyn::platform::Environment& environment) const;
   friend bool operator==(const TroubleView&, const TroubleView&) = default;
 
-  AgentTrouble trouble;
+  Trouble trouble;
 };
 
 }  // namespace dashboard

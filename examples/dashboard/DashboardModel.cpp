@@ -28,17 +28,37 @@ std::string outcome(PermissionDecision decision) {
 
 }  // namespace
 
-// The last shared snapshot is shown until the first fetch ends, but not among demo sessions.
-DashboardModel::DashboardModel(std::vector<Connection> connections)
-    : connections_(std::move(connections)),
+DashboardModel::DashboardModel(Find find)
+    : find_(std::move(find)),
       service_{RelayClient(URLSession::shared())},
-      snapshot_(isDemo() ? SessionSnapshot::empty() : SnapshotStore::shared().load()) {
-  for (const AgentSession& session : snapshot_.sessions)
-    lastSeen_.emplace(session.provider, snapshot_.updatedAt);
+      snapshot_(SessionSnapshot::empty()) {
+  look();
 }
 
 bool DashboardModel::isDemo() const {
-  return std::ranges::all_of(connections_, [](const Connection& c) { return c.isDemo(); });
+  return !connections_.empty() &&
+         std::ranges::all_of(connections_, [](const Connection& c) { return c.isDemo(); });
+}
+
+// The last shared snapshot is shown until the first fetch ends, but not among demo sessions.
+bool DashboardModel::look() {
+  std::vector<Connection> found;
+  std::string unknown;
+  try {
+    found = find_();
+  } catch (const std::exception&) {
+    if (isPaired()) return false;  // those that are known may still answer
+    unknown = errorDescription(std::current_exception());
+  }
+  if (found == connections_ && unknown == unknown_) return false;
+  connections_ = std::move(found);
+  unknown_ = std::move(unknown);
+  snapshot_ = isPaired() ? SnapshotStore::shared().load() : SessionSnapshot::empty();
+  errors_.clear();
+  lastSeen_.clear();
+  for (const AgentSession& session : snapshot_.sessions)
+    lastSeen_.emplace(session.provider, snapshot_.updatedAt);
+  return true;
 }
 
 void DashboardModel::start() {
@@ -56,6 +76,8 @@ void DashboardModel::start() {
 
 void DashboardModel::refresh() {
   if (std::exchange(isFetching_, true)) return;
+  // While all is well the keychain is left alone.
+  if ((!isPaired() || !errors_.empty()) && look() && changed) changed();
   boost::asio::co_spawn(glib::Executor(), fetch(weak_from_this()), boost::asio::detached);
 }
 
@@ -77,10 +99,8 @@ void DashboardModel::show(SnapshotResult result) {
   bool isNew = errors != errors_ || result.snapshot.sessions != snapshot_.sessions;
   errors_ = std::move(errors);
   snapshot_ = std::move(result.snapshot);
-  // What nobody answered for keeps its age in the shared store.
-  const bool isAnswered = std::ranges::any_of(
-      connections_, [this](const Connection& c) { return !errors_.contains(c.provider); });
-  if (isAnswered && !isDemo()) SnapshotStore::shared().save(snapshot_);
+  // The shared snapshot has one age for all: it must not make new what an agent said before.
+  if (isPaired() && errors_.empty()) SnapshotStore::shared().save(snapshot_);
   for (const Connection& connection : connections_) {
     if (!errors_.contains(connection.provider))
       lastSeen_.insert_or_assign(connection.provider, snapshot_.updatedAt);
@@ -93,8 +113,9 @@ void DashboardModel::show(SnapshotResult result) {
   if (isNew && changed) changed();
 }
 
-std::vector<AgentTrouble> DashboardModel::troubles() const {
-  std::vector<AgentTrouble> result;
+std::vector<Trouble> DashboardModel::troubles() const {
+  std::vector<Trouble> result;
+  if (!unknown_.empty()) result.emplace_back(std::nullopt, unknown_, std::nullopt);
   for (const auto& [provider, sentence] : errors_) {
     const auto seen = lastSeen_.find(provider);
     result.emplace_back(provider, sentence,

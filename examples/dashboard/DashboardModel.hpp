@@ -12,15 +12,16 @@
 
 namespace dashboard {
 
-/// One line for an agent that could not be asked: what happened, and how old its cards are.
-struct AgentTrouble {
-  AgentTrouble(idlewyn::AgentProvider provider, std::string sentence,
-               std::optional<idlewyn::Date> lastSeen)
+/// One line for an agent that could not be asked, or for all when none is known: what happened,
+/// and how old its cards are.
+struct Trouble {
+  Trouble(std::optional<idlewyn::AgentProvider> provider, std::string sentence,
+          std::optional<idlewyn::Date> lastSeen)
       : provider(provider), sentence(std::move(sentence)), lastSeen(lastSeen) {}
 
-  friend bool operator==(const AgentTrouble&, const AgentTrouble&) = default;
+  friend bool operator==(const Trouble&, const Trouble&) = default;
 
-  idlewyn::AgentProvider provider;
+  std::optional<idlewyn::AgentProvider> provider;
   std::string sentence;
   /// When its sessions were last fetched; absent when never.
   std::optional<idlewyn::Date> lastSeen;
@@ -30,7 +31,9 @@ struct AgentTrouble {
 /// that thread.
 class DashboardModel : public std::enable_shared_from_this<DashboardModel> {
  public:
-  explicit DashboardModel(std::vector<idlewyn::Connection> connections);
+  /// Gives the agents to ask, or throws why they aren't known.
+  using Find = std::function<std::vector<idlewyn::Connection>()>;
+  explicit DashboardModel(Find find);
 
   /// Called after each change of what the getters give, but not when only the snapshot's date is
   /// new.
@@ -47,10 +50,13 @@ class DashboardModel : public std::enable_shared_from_this<DashboardModel> {
 
   bool isDemo() const;
   const idlewyn::SessionSnapshot& snapshot() const { return snapshot_; }
-  std::vector<AgentTrouble> troubles() const;
+  std::vector<Trouble> troubles() const;
   bool isAnswering(const std::string& promptID) const { return answering_.contains(promptID); }
 
  private:
+  bool isPaired() const { return !connections_.empty() && !isDemo(); }
+  /// Looks which agents there are. True when something is new.
+  bool look();
   void show(idlewyn::SnapshotResult result);
   const idlewyn::Connection* connection(idlewyn::AgentProvider provider) const;
 
@@ -59,7 +65,10 @@ class DashboardModel : public std::enable_shared_from_this<DashboardModel> {
                                            idlewyn::PermissionDecision decision,
                                            std::string promptID, idlewyn::Connection connection);
 
+  Find find_;
   std::vector<idlewyn::Connection> connections_;
+  /// Why they aren't known; else empty.
+  std::string unknown_;
   idlewyn::LiveSessionService service_;
   idlewyn::SessionSnapshot snapshot_;
   std::map<idlewyn::AgentProvider, std::string> errors_;

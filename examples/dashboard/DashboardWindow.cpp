@@ -8,6 +8,7 @@
 
 #include <IdlewynKit/UI.hpp>
 
+#include "ShownText.hpp"
 #include "Style.hpp"
 
 namespace dashboard {
@@ -62,7 +63,6 @@ DashboardWindow::DashboardWindow(GtkApplication* application, std::shared_ptr<Da
   g_object_ref(window_);
   installStyle(gtk_widget_get_display(GTK_WIDGET(window_)));
   gtk_widget_add_css_class(GTK_WIDGET(window_), "dash");
-  gtk_window_set_title(window_, "Sessions");
   gtk_window_set_default_size(window_, rememberedLength(widthKey, usualWidth),
                               rememberedLength(heightKey, usualHeight));
   gtk_window_set_titlebar(window_, makeHeader());
@@ -106,10 +106,11 @@ void DashboardWindow::addShortcuts(GtkApplication* application) {
 
 GtkWidget* DashboardWindow::makeHeader() {
   GtkWidget* header = gtk_header_bar_new();
-  GtkWidget* title = gtk_label_new(gtk_window_get_title(window_));
-  gtk_label_set_ellipsize(GTK_LABEL(title), PANGO_ELLIPSIZE_END);  // GTK's own would keep 5 letters
-  gtk_widget_add_css_class(title, "title");
-  gtk_header_bar_set_title_widget(GTK_HEADER_BAR(header), title);
+  title_ = gtk_label_new(nullptr);
+  gtk_label_set_ellipsize(GTK_LABEL(title_),
+                          PANGO_ELLIPSIZE_END);  // GTK's own would keep 5 letters
+  gtk_widget_add_css_class(title_, "title");
+  gtk_header_bar_set_title_widget(GTK_HEADER_BAR(header), title_);
   GtkWidget* night = gtk_switch_new();
   gtk_switch_set_active(GTK_SWITCH(night), look_.isNight ? TRUE : FALSE);
   GtkWidget* label = gtk_label_new_with_mnemonic("_Night");
@@ -156,6 +157,9 @@ GtkWidget* DashboardWindow::makeContent() {
 }
 
 void DashboardWindow::show() {
+  const char* title = model_->isDemo() ? "Demo Sessions" : "Sessions";
+  gtk_window_set_title(window_, title);
+  gtk_label_set_text(GTK_LABEL(title_), title);
   headline_.show(HeadlineView{SnapshotLead(model_->snapshot())}, look_);
   showTroubles();
   showCards();
@@ -164,7 +168,7 @@ void DashboardWindow::show() {
 }
 
 void DashboardWindow::showTroubles() {
-  const std::vector<AgentTrouble> troubles = model_->troubles();
+  const std::vector<Trouble> troubles = model_->troubles();
   while (troubleLines_.size() > troubles.size()) {
     gtk_box_remove(GTK_BOX(troubles_), troubleLines_.back()->widget());
     troubleLines_.pop_back();
@@ -216,7 +220,7 @@ void DashboardWindow::showCards() {
 }
 
 void DashboardWindow::tell(const std::string& message) {
-  gtk_label_set_text(GTK_LABEL(told_), message.c_str());
+  gtk_label_set_text(GTK_LABEL(told_), shown(message).c_str());
   gtk_widget_set_visible(told_, TRUE);
   if (forget_ != 0) g_source_remove(forget_);
   const auto forget = [](gpointer self) -> gboolean {

@@ -44,6 +44,7 @@ class DashboardWindow {
 
   std::shared_ptr<DashboardModel> model_;
   GtkWindow* window_;
+  GtkWidget* title_ = nullptr;
   GtkWidget* cards_ = nullptr;
   GtkWidget* troubles_ = nullptr;
   GtkWidget* told_ = nullptr;

@@ -7,6 +7,8 @@
 
 #include <IdlewynKit/UI.hpp>
 
+#include "ShownText.hpp"
+
 namespace dashboard {
 namespace {
 
@@ -36,28 +38,6 @@ void makeSelectableByPointer(GtkWidget* label) {
   gtk_widget_add_controller(label, focus);
 }
 
-// What an agent writes must look like what it does: characters that reorder the line or are not
-// seen at all are written out. GTK takes UTF-8 only; what is none is shown as U+FFFD.
-std::string shown(const std::string& text) {
-  char* valid = g_utf8_make_valid(text.data(), static_cast<gssize>(text.size()));
-  std::string result;
-  for (const char* at = valid; *at != '\0'; at = g_utf8_find_next_char(at, nullptr)) {
-    const gunichar character = g_utf8_get_char(at);
-    const GUnicodeType type = g_unichar_type(character);
-    const bool isHidden = type == G_UNICODE_CONTROL || type == G_UNICODE_FORMAT ||
-                          type == G_UNICODE_LINE_SEPARATOR || type == G_UNICODE_PARAGRAPH_SEPARATOR;
-    if (isHidden && character != '\n' && character != '\t') {
-      char escape[16];
-      g_snprintf(escape, sizeof escape, "\\u{%X}", character);
-      result += escape;
-    } else {
-      result.append(at, static_cast<std::size_t>(g_utf8_find_next_char(at, nullptr) - at));
-    }
-  }
-  g_free(valid);
-  return result;
-}
-
 GtkWidget* makeLabel(const std::string& text, const char* style) {
   GtkWidget* label = gtk_label_new(shown(text).c_str());
   gtk_label_set_wrap(GTK_LABEL(label), TRUE);
@@ -82,8 +62,8 @@ SessionCard::~SessionCard() { g_object_unref(box_); }
 
 void SessionCard::show(const AgentSession& session, bool isAnswering, Look look) {
   view_.show(CardView{session}, look);
-  if (name_ != session.projectName()) {
-    name_ = session.projectName();
+  if (std::string name = shown(session.projectName()); name_ != name) {
+    name_ = std::move(name);
     gtk_accessible_update_property(GTK_ACCESSIBLE(box_), GTK_ACCESSIBLE_PROPERTY_LABEL,
                                    name_.c_str(), -1);
   }

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 // A window with every paired agent's sessions. Without pairings, or with --demo, it shows
-// generated sessions.
-#include <cstdlib>
+// generated sessions and says so.
 #include <memory>
+#include <stdexcept>
 #include <vector>
 
 #include <gtk/gtk.h>
 
 #include <IdlewynKit/IdlewynKit.hpp>
+#include <IdlewynKit/platform/secrets/KeychainPlace.hpp>
 
 #include "DashboardModel.hpp"
 #include "DashboardWindow.hpp"
@@ -18,14 +19,23 @@ using namespace idlewyn;
 
 gboolean wantsDemo = FALSE;
 
+const std::vector<Connection>& demo() {
+  static const std::vector<Connection> both{Connection::demo(AgentProvider::claude),
+                                            Connection::demo(AgentProvider::codex)};
+  return both;
+}
+
+// That there are no pairings must be known before anything is invented: what can't be read is
+// thrown, where `load` alone would give an empty list.
 std::vector<Connection> connections() {
-  std::vector<Connection> paired;
-  if (wantsDemo == FALSE) paired = ConnectionStore::shared().load();
-  if (paired.empty()) {
-    paired.push_back(Connection::demo(AgentProvider::claude));
-    paired.push_back(Connection::demo(AgentProvider::codex));
-  }
-  return paired;
+  if (wantsDemo != FALSE) return demo();
+  const ConnectionStore& store = ConnectionStore::shared();
+  const auto item = store.keychain.data("connections");
+  if (!item && platform::damagedKeychainFile())
+    throw KeychainError(platform::KeychainStatus::invalidKeychain);
+  std::vector<Connection> paired = store.load();
+  if (item && paired.empty()) throw std::runtime_error("The list of paired agents is damaged.");
+  return item ? paired : demo();
 }
 
 // A second start brings the window of the first to the front.
@@ -34,7 +44,7 @@ void activate(GtkApplication* application, gpointer) {
     gtk_window_present(open);
     return;
   }
-  auto model = std::make_shared<dashboard::DashboardModel>(connections());
+  auto model = std::make_shared<dashboard::DashboardModel>(connections);
   auto* window = new dashboard::DashboardWindow(application, model);
   g_signal_connect_swapped(window->window(), "destroy", G_CALLBACK(+[](gpointer data) {
                              delete static_cast<dashboard::DashboardWindow*>(data);
