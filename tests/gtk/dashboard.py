@@ -56,7 +56,7 @@ def screen_rows():
 
 
 def session(number, prompt=None, **fields):
-    return sandbox.session("claude", prompt, id=f"s{number}", title=f"Title {number}",
+    return sandbox.session("claude", prompt, id=f"s{number}", title=f"Title \u202e{number}",
                            workingDirectory=f"/src/project{number}",
                            turnStartedAt="2026-03-05T14:07:09.250Z", **fields)
 
@@ -142,7 +142,7 @@ class DashboardTest(unittest.TestCase):
                          ("push button", "Always Bash")]:
             self.assertTrue(self.named(*expected), expected)
         for part in ["make test", "make install", "Bash(make)", "1 of 4 tasks done",
-                     "Bash: swift test", "1 needs you"]:
+                     "Bash: swift test", "1 needs you", r"Title \u{202E}2"]:
             self.assertTrue(self.says(part), part)
         status = self.place("image", "Needs input")
         self.assertGreater(status.width, 10)
