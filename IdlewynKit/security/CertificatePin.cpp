@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <IdlewynKit/security/CertificatePin.hpp>
 
-#include <fstream>
 #include <map>
 #include <mutex>
 
 #include <IdlewynKit/platform/base/Base64.hpp>
 #include <IdlewynKit/platform/base/Hexadecimal.hpp>
 #include <IdlewynKit/platform/base/UTF8.hpp>
+#include <IdlewynKit/platform/base/internal/Files.hpp>
 #include <IdlewynKit/platform/crypto/SHA256.hpp>
 #include <IdlewynKit/platform/text/Unicode.hpp>
 #include <IdlewynKit/security/PinningDelegate.hpp>
@@ -16,22 +16,8 @@ namespace idlewyn {
 
 namespace {
 
-constexpr std::uintmax_t largestPEMFile = 16u << 20;
-
 std::string fingerprintOf(const platform::Data& der) {
   return platform::hexadecimal(platform::sha256(der.bytes()));
-}
-
-// Devices and pipes are left alone: reading them might never end.
-std::optional<std::string> readRegularFile(const std::filesystem::path& file) {
-  std::error_code error;
-  if (!std::filesystem::is_regular_file(file, error) || error) return std::nullopt;
-  const auto size = std::filesystem::file_size(file, error);
-  if (error || size > largestPEMFile) return std::nullopt;
-  std::ifstream stream(file, std::ios::binary);
-  std::string text(static_cast<std::size_t>(size), '\0');
-  if (!stream.read(text.data(), static_cast<std::streamsize>(size))) return std::nullopt;
-  return text;
 }
 
 std::string joinedBody(std::string_view text) {
@@ -71,7 +57,7 @@ std::string CertificatePin::fingerprint(const Certificate& certificate) {
 }
 
 std::optional<std::string> CertificatePin::fingerprintOfPEM(const std::filesystem::path& file) {
-  const auto text = readRegularFile(file);
+  const auto text = platform::internal::contentsOf(file);
   if (!text || !platform::isValidUTF8(*text)) return std::nullopt;
   const auto der = platform::decodeBase64(joinedBody(*text));
   if (!der) return std::nullopt;

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <mutex>
 
+#include <IdlewynKit/platform/base/internal/Files.hpp>
+#include <IdlewynKit/platform/base/internal/Program.hpp>
 #include <IdlewynKit/platform/bundle/internal/Information.hpp>
 #include <IdlewynKit/platform/bundle/internal/Places.hpp>
 #include <IdlewynKit/platform/coding/JSONDecoder.hpp>
@@ -30,14 +32,14 @@ fs::path mainInformationFile() {
     const std::lock_guard lock(information.mutex);
     if (information.file) return *information.file;
   }
-  if (auto file = internal::pathFromEnvironment("IDLEWYN_INFO")) return *std::move(file);
+  if (auto file = internal::environmentVariable("IDLEWYN_INFO")) return *std::move(file);
   fs::path file = internal::executableFile();
   return file += ".info.json";
 }
 
 fs::path libraryFolder() {
-  auto folder = internal::pathFromEnvironment("IDLEWYN_RESOURCES");
-  return folder ? *std::move(folder) : internal::resourceFolder(internal::libraryFile());
+  if (auto folder = internal::environmentVariable("IDLEWYN_RESOURCES")) return *std::move(folder);
+  return internal::resourceFolder(internal::libraryFile());
 }
 
 // A later change of the working folder must not lead elsewhere.

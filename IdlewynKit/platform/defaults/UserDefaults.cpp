@@ -2,10 +2,8 @@
 #include <IdlewynKit/platform/defaults/UserDefaults.hpp>
 
 #include <pthread.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <functional>
 #include <limits>
 #include <map>
@@ -13,6 +11,7 @@
 #include <utility>
 
 #include <IdlewynKit/platform/base/UTF8.hpp>
+#include <IdlewynKit/platform/base/internal/Program.hpp>
 #include <IdlewynKit/platform/sqlite/DataDirectory.hpp>
 #include <IdlewynKit/platform/sqlite/DatabaseFile.hpp>
 
@@ -41,15 +40,9 @@ DatabaseFile* fileOf(std::string_view name) {
   return &DatabaseFile::at(*directory / "defaults" / (std::string(name) + ".sqlite3"), format);
 }
 
-// As it was at the start, should the file have been replaced since.
 std::string nameOfExecutable() {
-  std::array<char, 4096> buffer;
-  const ssize_t size = readlink("/proc/self/exe", buffer.data(), buffer.size());
-  std::string_view name(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
-  constexpr std::string_view deleted = " (deleted)";
-  if (name.ends_with(deleted)) name.remove_suffix(deleted.size());
-  name.remove_prefix(name.rfind('/') + 1);
-  return isSuiteName(name) ? std::string(name) : "standard";
+  std::string name = internal::executableFile().filename();
+  return isSuiteName(name) ? name : "standard";
 }
 
 std::optional<UserDefaults::Value> valueIn(const Query& row) {

@@ -3,9 +3,8 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdlib>
-#include <filesystem>
 
+#include <IdlewynKit/platform/base/internal/Program.hpp>
 #include <IdlewynKit/platform/secrets/internal/SecretServiceKeychain.hpp>
 #include <IdlewynKit/platform/secrets/internal/SecretServiceTable.hpp>
 
@@ -14,16 +13,10 @@ namespace {
 
 using secretservice::Table;
 
-/// The folder of modules: what the environment says, else "idlewynkit" beside the library that
-/// this code is in. Its layout is the same in the build tree and where it is installed.
 std::filesystem::path modulesFolder() {
-  if (const char* named = secure_getenv("IDLEWYN_MODULES"); named && *named) return named;
-  Dl_info self{};
-  if (dladdr(reinterpret_cast<const void*>(&modulesFolder), &self) == 0 || !self.dli_fname) {
-    return {};
-  }
-  std::error_code ignored;
-  return std::filesystem::canonical(self.dli_fname, ignored).parent_path() / "idlewynkit";
+  if (auto named = internal::environmentVariable("IDLEWYN_MODULES")) return *std::move(named);
+  return internal::shippedFolder(internal::libraryFile(), "idlewynkit",
+                                 IDLEWYNKIT_MODULES_FROM_LIBRARY);
 }
 
 const Table* loadTable() {
