@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <cstdlib>
-
+#include <IdlewynKit/platform/base/internal/Program.hpp>
 #include <IdlewynKit/platform/secrets/internal/FileKeychain.hpp>
 #include <IdlewynKit/platform/secrets/internal/KeychainPlaces.hpp>
 #include <IdlewynKit/platform/secrets/internal/KeychainRecord.hpp>
@@ -57,11 +56,10 @@ std::shared_ptr<KeychainPlaces> makeKeychainPlaces(std::filesystem::path directo
 }
 
 KeychainSettings KeychainSettings::ofProcess() {
-  std::optional<std::string> word;
-  if (const char* named = std::getenv("IDLEWYN_KEYCHAIN"); named && *named) word = named;
   const auto data = dataDirectory();
   const std::filesystem::path directory = data ? *data / "keychain" : std::filesystem::path();
-  return {word, directory, makeKeychainPlaces(directory)};
+  return {internal::environmentVariable("IDLEWYN_KEYCHAIN"), directory,
+          makeKeychainPlaces(directory)};
 }
 
 KeychainLocation whereIn(const KeychainSettings& settings) {

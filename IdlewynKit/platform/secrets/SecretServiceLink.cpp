@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
 #include <mutex>
 #include <string>
 
@@ -27,11 +28,11 @@ int millisecondsUntil(Clock::time_point deadline) {
 
 /// Never "autolaunch:", which would start a bus that nobody asked for.
 std::string busAddress() {
-  if (const char* named = g_getenv("DBUS_SESSION_BUS_ADDRESS"); named && *named) {
+  if (const char* named = secure_getenv("DBUS_SESSION_BUS_ADDRESS"); named && *named) {
     const std::string address = named;
     return address.find("autolaunch:") == std::string::npos ? address : std::string();
   }
-  const char* folder = g_getenv("XDG_RUNTIME_DIR");
+  const char* folder = secure_getenv("XDG_RUNTIME_DIR");
   if (!folder || *folder != '/') return {};
   const std::string socket = std::string(folder) + "/bus";
   struct stat status {};

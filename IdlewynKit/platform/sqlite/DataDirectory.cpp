@@ -4,28 +4,32 @@
 #include <pwd.h>
 #include <unistd.h>
 
-#include <array>
-#include <cstdlib>
+#include <cerrno>
+#include <vector>
+
+#include <IdlewynKit/platform/base/internal/Program.hpp>
 
 namespace idlewyn::platform {
 namespace {
 
 namespace fs = std::filesystem;
 
+constexpr std::size_t longestEntry = 1 << 20;  // of the user database
+
 std::optional<fs::path> pathIn(const char* variable) {
-  const char* value = std::getenv(variable);
-  if (value == nullptr || value[0] != '/') return std::nullopt;
-  return value;
+  auto value = internal::environmentVariable(variable);
+  if (!value || value->front() != '/') return std::nullopt;
+  return *std::move(value);
 }
 
 std::optional<fs::path> home() {
   if (std::optional<fs::path> path = pathIn("HOME")) return path;
   passwd entry{}, *found = nullptr;
-  std::array<char, 4096> buffer;
-  if (getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found) != 0 ||
-      found == nullptr || found->pw_dir == nullptr || found->pw_dir[0] != '/') {
-    return std::nullopt;
-  }
+  std::vector<char> buffer(1024);
+  while (getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found) == ERANGE &&
+         buffer.size() < longestEntry)
+    buffer.resize(2 * buffer.size());
+  if (found == nullptr || found->pw_dir == nullptr || found->pw_dir[0] != '/') return std::nullopt;
   return found->pw_dir;
 }
 
