@@ -154,6 +154,7 @@ Failure failureOf(const GError* error) {
 Owned<GVariant> callOn(GDBusConnection* connection, const char* destination, const Object& object,
                        const char* method, GVariant* arguments, const char* replyType,
                        Clock::time_point deadline) {
+  const Owned<GVariant> sunk(arguments ? g_variant_ref_sink(arguments) : nullptr);
   GError* raw = nullptr;
   Owned<GVariant> reply(g_dbus_connection_call_sync(
       connection, destination, object.path, object.interface, method, arguments,
