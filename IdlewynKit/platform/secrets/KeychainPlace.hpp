@@ -81,7 +81,8 @@ struct KeychainMove {
 ///
 /// `badParameter`: `memory` can't be moved to, nor anything while IDLEWYN_KEYCHAIN names another
 /// place. Any other failure is that of the place, and leaves the place in use as it was. When
-/// only the emptying fails the status is that failure, and the new place is in use already.
+/// only what comes after the switch fails, which is the disk's word that it lasts and then the
+/// emptying, the status is that failure, and the new place is in use already: see `where`.
 IDLEWYNKIT_EXPORT KeychainMove moveKeychain(KeychainPlace to);
 
 /// The keychain's file when it is damaged, and is in use or would be by the first write. Reads it,

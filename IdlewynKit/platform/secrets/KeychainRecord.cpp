@@ -10,31 +10,18 @@
 #include <chrono>
 #include <thread>
 
+#include <IdlewynKit/platform/base/internal/Files.hpp>
 #include <IdlewynKit/platform/secrets/internal/KeychainRecord.hpp>
+#include <IdlewynKit/platform/sqlite/internal/PrivateFiles.hpp>
 
 namespace idlewyn::platform {
 namespace {
 
 using namespace std::chrono_literals;
+using internal::Descriptor;
 
 constexpr std::string_view placeWord = "place ";
 constexpr std::string_view leftWord = "left ";
-
-/// A descriptor that is closed with its scope.
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  ~Descriptor() {
-    if (number_ >= 0) close(number_);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int number() const { return number_; }
-  bool isOpen() const { return number_ >= 0; }
-
- private:
-  const int number_;
-};
 
 std::optional<KeychainPlace> persistentPlace(std::string_view text) {
   const auto place = fromRawValue<KeychainPlace>(text);
@@ -62,16 +49,6 @@ std::optional<LeftPlace> parseLeft(std::string_view text) {
   return LeftPlace{*place, since};
 }
 
-bool writeAll(int descriptor, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = ::write(descriptor, text.data(), text.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    text.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return fsync(descriptor) == 0;
-}
-
 /// Negative when there is none. Whatever else lies there, nobody is waited for.
 int openLockFile(const std::string& path) {
   constexpr int flags = O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
@@ -82,12 +59,6 @@ int openLockFile(const std::string& path) {
   if (file < 0 || (fstat(file, &status) == 0 && S_ISREG(status.st_mode))) return file;
   close(file);
   return -1;
-}
-
-void makeFolders(const std::filesystem::path& folder) {
-  if (folder.empty() || mkdir(folder.c_str(), 0700) == 0 || errno != ENOENT) return;
-  makeFolders(folder.parent_path());
-  mkdir(folder.c_str(), 0700);
 }
 
 }  // namespace
@@ -115,7 +86,7 @@ std::optional<KeychainRecord> KeychainRecord::parse(std::string_view text) {
 
 KeychainLock::KeychainLock(const std::filesystem::path& directory, Kind kind) {
   if (directory.empty()) return;
-  if (kind == Kind::exclusive) makeFolders(directory);
+  if (kind == Kind::exclusive) makeDirectories(directory);
   descriptor_ = openLockFile((directory / "lock").string());
   if (descriptor_ < 0) return;
   const int operation = (kind == Kind::shared ? LOCK_SH : LOCK_EX) | LOCK_NB;
@@ -135,7 +106,10 @@ KeychainLock::KeychainLock(const std::filesystem::path& directory, Kind kind) {
 }
 
 KeychainLock::~KeychainLock() {
-  if (descriptor_ >= 0) close(descriptor_);
+  if (descriptor_ < 0) return;
+  // A child that was forked meanwhile has the descriptor too, and would go on holding the lock.
+  flock(descriptor_, LOCK_UN);
+  close(descriptor_);
 }
 
 KeychainRecordFile::KeychainRecordFile(std::filesystem::path directory)
@@ -165,11 +139,10 @@ bool KeychainRecordFile::write(const KeychainRecord& record) const {
   unlink(begun.c_str());
   {
     const Descriptor file(open(begun.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    if (!file.isOpen() || !writeAll(file.number(), record.text())) return false;
+    if (!file.isOpen() || internal::writeAll(file.number(), record.text()) != 0) return false;
   }
-  if (rename(begun.c_str(), whole.c_str()) != 0) return false;
-  const Descriptor folder(open(directory_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  return folder.isOpen() && fsync(folder.number()) == 0;
+  return synchronize(begun) == Outcome::done && rename(begun.c_str(), whole.c_str()) == 0 &&
+         synchronize(directory_) == Outcome::done;
 }
 
 }  // namespace idlewyn::platform

@@ -110,9 +110,10 @@ Outcome makeEmptyFile(const std::string& path) noexcept {
 Outcome synchronize(const std::string& path) noexcept {
   const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (file < 0) return outcomeOfError(errno);
-  const Outcome outcome = fsync(file) == 0 ? Outcome::done : outcomeOfError(errno);
+  // EINVAL: the file system can't synchronize folders.
+  const int error = fsync(file) == 0 || errno == EINVAL ? 0 : errno;
   ::close(file);
-  return outcome;
+  return error == 0 ? Outcome::done : outcomeOfError(error);
 }
 
 Outcome moveDatabaseAside(const std::string& path, std::string& target) {
@@ -137,7 +138,9 @@ SideLock::SideLock(const std::string& path) noexcept
 }
 
 SideLock::~SideLock() {
-  if (descriptor_ >= 0) ::close(descriptor_);
+  if (descriptor_ < 0) return;
+  flock(descriptor_, LOCK_UN);  // also for a child with a copy of the descriptor
+  ::close(descriptor_);
 }
 
 }  // namespace idlewyn::platform

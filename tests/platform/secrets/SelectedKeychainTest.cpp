@@ -140,6 +140,14 @@ TEST_F(SelectedKeychain, AHeldLockStopsWritersForSecondsAndReadersNever) {
   expectWithin(4s, [&] { EXPECT_EQ(keychain()->update(token, attributes), Status::notAvailable); });
 }
 
+TEST_F(SelectedKeychain, AChildOfWhoHeldTheLockDoesNotGoOnHoldingIt) {
+  using Lock = KeychainLock;
+  std::optional<Lock> held(std::in_place, directory, Lock::Kind::exclusive);
+  ChildProcess child([] { return pause(); });
+  held.reset();
+  EXPECT_EQ(Lock(directory, Lock::Kind::exclusive).state(), Lock::State::held);
+}
+
 TEST_F(SelectedKeychain, WhatIsNoFileIsNoLockAndHoldsNobodyUp) {
   std::filesystem::create_directories(directory);
   ASSERT_EQ(mkfifo((directory / "lock").c_str(), 0400), 0);

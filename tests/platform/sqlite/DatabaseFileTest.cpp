@@ -5,6 +5,7 @@
 #include <tests/support/TemporaryFolder.hpp>
 
 #include <IdlewynKit/platform/sqlite/DatabaseFile.hpp>
+#include <IdlewynKit/platform/sqlite/internal/PrivateFiles.hpp>
 
 namespace idlewyn::platform {
 namespace {
@@ -56,6 +57,10 @@ TEST(DatabaseFile, LeavesTheFileOfALaterReleaseAlone) {
   EXPECT_EQ(read(later, "SELECT number FROM numbers", number), Outcome::unopenable);
   EXPECT_EQ(run(later, "DELETE FROM numbers"), Outcome::unopenable);
   EXPECT_EQ(read(file, "SELECT number FROM numbers", number), Outcome::row);
+}
+
+TEST(PrivateFiles, AFolderThatCannotBeSynchronizedNeedNotBe) {
+  EXPECT_EQ(synchronize("/proc"), Outcome::done);
 }
 
 }  // namespace
