@@ -101,10 +101,10 @@ class SelectedKeychain final : public Keychain {
   std::optional<KeychainPlace> preferredPlace() const {
     const auto file = settings_.places->keychain(KeychainPlace::file, {});
     const KeychainListing listing = file->all();
-    if (listing.status == KeychainStatus::notAvailable) return std::nullopt;
-    if (!listing.items.empty() || listing.status == KeychainStatus::invalidKeychain) {
+    if (listing.status == KeychainStatus::invalidKeychain || !listing.items.empty()) {
       return KeychainPlace::file;
     }
+    if (listing.status != KeychainStatus::success) return std::nullopt;
     const Code status = settings_.places->reach(KeychainPlace::secretService);
     return status == KeychainStatus::success ? KeychainPlace::secretService : KeychainPlace::file;
   }
