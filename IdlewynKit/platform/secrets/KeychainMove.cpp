@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
-#include <chrono>
 
 #include <IdlewynKit/platform/secrets/internal/KeychainPlaces.hpp>
 #include <IdlewynKit/platform/secrets/internal/KeychainRecord.hpp>
@@ -10,11 +9,6 @@ namespace {
 
 using Code = KeychainStatus::Code;
 constexpr Code success = KeychainStatus::success;
-
-std::int64_t secondsSince1970() {
-  using namespace std::chrono;
-  return duration_cast<seconds>(system_clock::now().time_since_epoch()).count();
-}
 
 bool isSame(const KeychainAttributes& a, const KeychainAttributes& b) {
   return a.value == b.value && a.accessible == b.accessible;
@@ -91,7 +85,8 @@ Code copyAll(const TwoPlaces& both, KeychainMove& move) {
 /// What was written to the old place since, by somebody who was told to use it, stays there.
 bool isMoved(const KeychainItem& item, const KeychainListing& to, std::int64_t since) {
   if (!item.attributes) return false;
-  if (item.modified && *item.modified < since) return true;
+  // Of a clock that was set back since, times say nothing.
+  if (item.modified && *item.modified < since && since <= secondsSince1970()) return true;
   const KeychainItem* copy = counterpart(to, item);
   return copy && copy->attributes && isSame(*copy->attributes, *item.attributes);
 }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <pthread.h>
 
-#include <chrono>
 #include <map>
 #include <mutex>
 
@@ -9,11 +8,6 @@
 
 namespace idlewyn::platform {
 namespace {
-
-std::int64_t secondsSince1970() {
-  using namespace std::chrono;
-  return duration_cast<seconds>(system_clock::now().time_since_epoch()).count();
-}
 
 class MemoryItems final : public SecretItems {
  public:

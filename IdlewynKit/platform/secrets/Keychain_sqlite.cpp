@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <chrono>
 #include <utility>
 
 #include <IdlewynKit/platform/secrets/internal/FileKeychain.hpp>
@@ -50,10 +49,8 @@ void bindAddress(Query& query, const ItemAddress& address) {
 }
 
 void bindAttributes(Query& query, const KeychainAttributes& attributes) {
-  using namespace std::chrono;
-  const auto now = duration_cast<seconds>(system_clock::now().time_since_epoch());
   query.bind(4, static_cast<std::int64_t>(attributes.accessible));
-  query.bind(5, std::int64_t{now.count()});
+  query.bind(5, secondsSince1970());
   query.bind(6, attributes.value);
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -11,6 +12,12 @@
 
 /// What moving needs of a keychain beyond its verbs: every item that it holds.
 namespace idlewyn::platform {
+
+/// Now, as items are dated.
+inline std::int64_t secondsSince1970() {
+  using namespace std::chrono;
+  return duration_cast<seconds>(system_clock::now().time_since_epoch()).count();
+}
 
 struct KeychainItem {
   KeychainItem(std::string service, std::string account, std::string accessGroup,
