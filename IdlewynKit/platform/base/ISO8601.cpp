@@ -11,7 +11,7 @@ namespace idlewyn::platform {
 namespace {
 
 constexpr std::int64_t secondsPerDay = 86'400;
-constexpr std::int64_t reference = 978'307'200;  // 2001-01-01 in seconds since 1970
+constexpr auto reference = static_cast<std::int64_t>(referenceDateSince1970);
 
 /// Days from 1970-01-01 to a civil date of the years 0 to 9999. The year is taken to begin in
 /// March, so that the leap day is its last day.

@@ -34,7 +34,8 @@ class UserDefaults {
   /// The suite in "defaults/NAME.sqlite3" of $IDLEWYN_DATA_DIR, else of "idlewyn" in
   /// $XDG_DATA_HOME (when absolute) or ~/.local/share. Nothing when it can't be opened or made, or
   /// when the name can't be that of a file: it is UTF-8 of 1 to 200 bytes without slashes and
-  /// control characters and doesn't begin with a dot. Cheap, and waits for nobody.
+  /// control characters and doesn't begin with a dot. Cheap; waits for no other process, and for
+  /// another thread only while it is at that suite's file.
   IDLEWYNKIT_EXPORT static std::optional<UserDefaults> suite(std::string_view name);
 
   IDLEWYNKIT_EXPORT std::optional<Value> value(std::string_view key) const;

@@ -22,7 +22,7 @@ struct Item {
   std::int64_t modified;
 };
 
-/// Called once for each item that was found.
+/// Called for each item that was found; once more when a listing had to be begun anew.
 using Receiver = void (*)(void* context, const Item& item) noexcept;
 
 struct Table {
