@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>
-
 #include <cstdlib>
 
 #include <IdlewynKit/platform/bundle/Bundle.hpp>
@@ -52,16 +50,6 @@ TEST(Bundle, ReadsWhatTheInformationFileHolds) {
   }
   overwrite(folder.path() / "i.json", R"({"k":["a\n","","a\n"]})");
   EXPECT_EQ(Bundle(folder.path() / "i.json").texts("k"), (Texts{"a\n", "", "a\n"}));
-}
-
-TEST(Bundle, IsEmptyWithoutARegularFile) {
-  const TemporaryFolder folder;
-  const fs::path pipe = folder.path() / "pipe";
-  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-  for (const fs::path& file : {folder.path() / "missing", folder.path(), pipe, fs::path(),
-                               fs::path("/dev/zero"), folder.path() / std::string(300, 'x')}) {
-    EXPECT_EQ(seen(Bundle(file)), "nothing") << file;
-  }
 }
 
 TEST(Bundle, FindsTheFilesBesideItsInformation) {

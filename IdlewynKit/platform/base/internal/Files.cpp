@@ -18,17 +18,17 @@ std::optional<std::string> contentsOf(const std::filesystem::path& file) {
   // The size is a hint: files of the kernel's claim to be empty, others may grow meanwhile.
   std::string text(static_cast<std::size_t>(status.st_size) + 1, '\0');
   std::size_t length = 0;
-  while (length <= largest) {
+  for (;;) {
+    if (length > largest) return std::nullopt;
     if (length == text.size()) text.resize(2 * length);
     const ssize_t count = read(source.number(), text.data() + length, text.size() - length);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return std::nullopt;
+    if (count == 0) break;
     length += static_cast<std::size_t>(count);
-    if (count > 0) continue;
-    text.resize(length);
-    return text;
   }
-  return std::nullopt;
+  text.resize(length);
+  return text;
 }
 
 }  // namespace idlewyn::platform::internal
