@@ -68,7 +68,8 @@ struct KeychainMove {
   std::size_t copied = 0;
   /// Had a newer value in the new place, which was kept.
   std::size_t kept = 0;
-  /// Stay in the old place: written there behind the record's back, or not bytes.
+  /// Stay in the old place: what is not bytes, and what was written there behind the record's back,
+  /// or may have been, because the clock was set back.
   std::size_t left = 0;
 };
 

@@ -15,7 +15,7 @@ namespace idlewyn::platform {
 /// A place that a move has left behind and not emptied yet.
 struct LeftPlace {
   KeychainPlace place;
-  /// Whole seconds since 1970: what lies there and is older was moved.
+  /// Whole seconds since 1970: what lies there and is older was moved, unless this is yet to come.
   std::int64_t since;
 
   friend bool operator==(const LeftPlace&, const LeftPlace&) = default;
