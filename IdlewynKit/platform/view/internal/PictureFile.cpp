@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <IdlewynKit/platform/base/internal/Files.hpp>
 #include <IdlewynKit/platform/view/Painter.hpp>
 
 namespace idlewyn::platform {
@@ -23,19 +24,11 @@ namespace fs = std::filesystem;
 }
 
 /// 0 or the error, that of opening when there is no descriptor. Closes it.
-int writeAll(int descriptor, std::string_view bytes) {
+int fill(int descriptor, std::string_view bytes) {
   if (descriptor < 0) return errno;
-  int error = 0;
-  while (!bytes.empty() && error == 0) {
-    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
-    if (written >= 0) {
-      bytes.remove_prefix(static_cast<std::size_t>(written));
-    } else if (errno != EINTR) {
-      error = errno;
-    }
-  }
-  if (::close(descriptor) != 0 && error == 0) error = errno;
-  return error;
+  const int error = internal::writeAll(descriptor, bytes);
+  const bool isClosed = ::close(descriptor) == 0;
+  return error != 0 || isClosed ? error : errno;
 }
 
 /// A new file beside `place`, which comes to name it.
@@ -57,7 +50,7 @@ void writePicture(const fs::path& file, std::string_view bytes) {
   const fs::file_status status = fs::status(file, error);
   const bool isThere = fs::exists(status);
   if (isThere && !fs::is_regular_file(status)) {
-    const int failed = writeAll(::open(file.c_str(), O_WRONLY | O_CLOEXEC), bytes);
+    const int failed = fill(::open(file.c_str(), O_WRONLY | O_CLOEXEC), bytes);
     if (failed != 0) fail(file, failed);
     return;
   }
@@ -68,7 +61,7 @@ void writePicture(const fs::path& file, std::string_view bytes) {
   if (descriptor < 0) fail(file, errno);
   // Where a file system has no modes of its own, there is none to keep.
   if (isThere) static_cast<void>(::fchmod(descriptor, static_cast<mode_t>(status.permissions())));
-  int failed = writeAll(descriptor, bytes);
+  int failed = fill(descriptor, bytes);
   if (failed == 0 && ::rename(fresh.c_str(), place.c_str()) != 0) failed = errno;
   if (failed == 0) return;
   ::unlink(fresh.c_str());
