@@ -17,8 +17,4 @@ struct CodePoint {
 /// stands alone, with the byte as its value.
 CodePoint firstCodePoint(std::string_view text) noexcept;
 
-/// The columns that a text fills on a terminal: 2 for East Asian wide characters and most
-/// emoji, 0 for combining marks, 1 for everything else. The text is escaped already.
-std::size_t displayWidth(std::string_view text) noexcept;
-
 }  // namespace idlewyn::command

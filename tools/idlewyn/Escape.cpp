@@ -1,29 +1,36 @@
 // SPDX-License-Identifier: MIT
 #include "Escape.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
 #include "CodePoint.hpp"
-#include "CodePointRange.hpp"
 
 namespace idlewyn::command {
 namespace {
 
-// Controls, bidirectional controls, line and paragraph separators, and what is drawn as nothing.
-constexpr std::array<CodePointRange, 19> hidden{{
-    {0x0000, 0x001F},   {0x007F, 0x009F}, {0x00AD, 0x00AD},    // C0, C1, soft hyphen
-    {0x034F, 0x034F},   {0x061C, 0x061C}, {0x115F, 0x1160},    // joiner, Arabic mark, fillers
-    {0x17B4, 0x17B5},   {0x180B, 0x180F}, {0x200B, 0x200F},    // zero widths, LRM, RLM
-    {0x2028, 0x202E},   {0x2060, 0x206F}, {0x2800, 0x2800},    // separators, overrides, isolates
-    {0x3164, 0x3164},   {0xFE00, 0xFE0F}, {0xFEFF, 0xFEFF},    // filler, variations, BOM
-    {0xFFA0, 0xFFA0},   {0xFFF0, 0xFFFB}, {0x1BCA0, 0x1BCA3},  // filler, annotations, shorthand
-    {0x1D173, 0x1D17A},                                        // musical controls
+// Both ends belong to it.
+struct CodePointRange {
+  char32_t first;
+  char32_t last;
+};
+
+// Controls, bidirectional controls, line and paragraph separators, and what is drawn as nothing;
+// in rising order.
+constexpr std::array<CodePointRange, 20> hidden{{
+    {0x0000, 0x001F},   {0x007F, 0x009F},   {0x00AD, 0x00AD},    // C0, C1, soft hyphen
+    {0x034F, 0x034F},   {0x061C, 0x061C},   {0x115F, 0x1160},    // joiner, Arabic mark, fillers
+    {0x17B4, 0x17B5},   {0x180B, 0x180F},   {0x200B, 0x200F},    // zero widths, LRM, RLM
+    {0x2028, 0x202E},   {0x2060, 0x206F},   {0x2800, 0x2800},    // separators, overrides, isolates
+    {0x3164, 0x3164},   {0xFE00, 0xFE0F},   {0xFEFF, 0xFEFF},    // filler, variations, BOM
+    {0xFFA0, 0xFFA0},   {0xFFF0, 0xFFFB},   {0x1BCA0, 0x1BCA3},  // filler, annotations, shorthand
+    {0x1D173, 0x1D17A}, {0xE0000, 0xE0FFF},                      // musical controls, tags
 }};
-constexpr CodePointRange tags{0xE0000, 0xE0FFF};
 
 bool isHidden(char32_t value) noexcept {
-  return contains(hidden, value) || (value >= tags.first && value <= tags.last);
+  const auto range = std::ranges::lower_bound(hidden, value, {}, &CodePointRange::last);
+  return range != hidden.end() && range->first <= value;
 }
 
 std::string numbered(char kind, char32_t value) {

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "CodePoint.hpp"
+#include "DisplayWidth.hpp"
 
 namespace idlewyn::command {
 namespace {

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "CodePoint.hpp"
+#include "DisplayWidth.hpp"
 #include "Escape.hpp"
 
 namespace idlewyn::command {

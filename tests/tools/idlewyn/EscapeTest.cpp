@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tools/idlewyn/CodePoint.hpp"
+#include "tools/idlewyn/DisplayWidth.hpp"
 #include "tools/idlewyn/Escape.hpp"
 
 namespace idlewyn::command {
@@ -53,7 +53,9 @@ TEST(DisplayWidth, CountsColumnsAndNotBytes) {
       {"nai\xcc\x88ve", 5, "a combining mark has no column"},
       {"日本語", 6, "wide characters"},
       {"ＡＢ", 4, "full-width forms"},
-      {"🙂", 2, "emoji"},
+      {"🙂⏳❌⭐⬛", 10, "emoji, of all blocks"},
+      {"\U0001FAE9", 2, "also one that is newer than the library that knows them"},
+      {"का", 2, "a mark that stands beside its letter"},
   };
   for (const Row& row : rows)
     EXPECT_EQ(displayWidth(row.text), row.width) << row.reason;

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tools/idlewyn/CodePoint.hpp"
+#include "tools/idlewyn/DisplayWidth.hpp"
 #include "tools/idlewyn/Screen.hpp"
 #include "tools/idlewyn/SessionReport.hpp"
 
