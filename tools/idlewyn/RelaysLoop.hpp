@@ -17,7 +17,13 @@ namespace idlewyn::command {
 
 /// The event loop under Relays: one operation at a time, with signals and inputs beside it.
 struct Relays::Loop {
-  Loop() { listen(); }
+  // A terminal that goes away ends the command too, unless it was started to outlive it (nohup).
+  Loop() {
+    struct sigaction hangup {};
+    sigaction(SIGHUP, nullptr, &hangup);
+    if (hangup.sa_handler != SIG_IGN) signals.add(SIGHUP);
+    listen();
+  }
 
   void listen() {
     signals.async_wait([this](const boost::system::error_code& error, int) {

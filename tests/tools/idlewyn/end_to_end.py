@@ -2,6 +2,7 @@
 """The command against relays: its tour, sessions, answers, settings."""
 import json
 import os
+import signal
 import stat
 import time
 
@@ -41,11 +42,11 @@ class Demo(CommandTest):
                         f'exec {sandbox.SANDBOX} --fault "*=delay=20" "$@"\n')
         slow.chmod(0o755)
         self.environment["IDLEWYN_SANDBOX_RELAY"] = str(slow)
-        for ending, leaves_files in ((self.interrupt, False), (self.kill, True)):
+        for ending, leaves_files in ((signal.SIGINT, False), (signal.SIGHUP, False), (None, True)):
             tour = self.start("demo")
             while "2  " not in tour.stdout.readline():
                 pass
-            ending(tour)
+            self.interrupt(tour, ending) if ending else self.kill(tour)
             relays = (self.home / "pids").read_text().split()
             wait_until(lambda: not any(os.path.exists(f"/proc/{pid}") for pid in relays))
             self.assertEqual(bool(self.left()), leaves_files)

@@ -225,8 +225,8 @@ class CommandTest(unittest.TestCase):
         """The ids of the sessions in the shared snapshot."""
         return {s["id"] for s in self.run_json("status")["sessions"]}
 
-    def interrupt(self, process):
-        process.send_signal(signal.SIGINT)
+    def interrupt(self, process, number=signal.SIGINT):
+        process.send_signal(number)
         return self.finish(process, 130)
 
     def kill(self, process):
