@@ -77,15 +77,21 @@ std::string sessionTable(const SessionSnapshot& snapshot, Date now, const Style&
   return table.text(style);
 }
 
-std::string promptReport(const SessionSnapshot& snapshot, const Style& style) {
+std::string promptReport(const SessionSnapshot& snapshot, const Style& style,
+                         std::optional<std::size_t> widest) {
   const auto prompts = openPrompts(snapshot.sorted());
   if (prompts.empty()) return "";
   std::string text = toned("Waiting for an answer", Tone::attention, style);
   for (const PromptRecord& prompt : prompts) {
-    for (const std::string& line : promptLines(prompt))
-      append(text, "  " + line);
-    append(text,
-           prompt.alwaysRule ? "    answer: allow, deny or always" : "    answer: allow or deny");
+    bool isCut = false;
+    for (const std::string& line : promptLines(prompt)) {
+      const std::string shown = widest ? cutToWidth("  " + line, *widest) : "  " + line;
+      isCut = isCut || shown.size() != line.size() + 2;
+      append(text, shown);
+    }
+    append(text, isCut               ? "    too long for this screen; whole in idlewyn sessions"
+                 : prompt.alwaysRule ? "    answer: allow, deny or always"
+                                     : "    answer: allow or deny");
   }
   return text;
 }

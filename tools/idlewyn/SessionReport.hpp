@@ -3,6 +3,7 @@
 
 #include <exception>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,8 +18,10 @@ namespace idlewyn::command {
 /// One line a session in display order, in which prompts are only named; "No sessions" for none.
 std::string sessionTable(const SessionSnapshot& snapshot, Date now, const Style& style);
 
-/// The open prompts with all that is asked, and the answers that each takes. Empty for none.
-std::string promptReport(const SessionSnapshot& snapshot, const Style& style);
+/// The open prompts with what is asked, and the answers that each takes. Empty for none. With
+/// `widest`, a prompt's lines are cut to so many columns, and what is cut is not to be answered.
+std::string promptReport(const SessionSnapshot& snapshot, const Style& style,
+                         std::optional<std::size_t> widest = std::nullopt);
 
 /// A line for each agent that failed, with how long ago it `answered` where that is known, and
 /// what else there is to say about it.

@@ -120,12 +120,13 @@ std::string watchScreen(const Watcher& watcher, const std::deque<std::string>& n
       isEmpty && !errors.empty() ? "Watching" : SnapshotLead(snapshot).summary();
   std::string text = toned(summary, Tone::strong, style);
   append(text, errors, "\n");
-  append(text, promptReport(snapshot, style), "\n\n");
-  append(text, isEmpty ? "" : sessionTable(snapshot, DateClock::now(), style), "\n\n");
-  std::string recent;
   for (const std::string& line : news)
-    append(recent, line, "\n");
-  append(text, recent, "\n\n");
+    append(text, line, "\n");
+  // One long question must not hide the others.
+  constexpr std::size_t promptRows = 4;
+  const auto widest = style.width ? std::optional(*style.width * promptRows) : std::nullopt;
+  append(text, promptReport(snapshot, style, widest), "\n\n");
+  append(text, isEmpty ? "" : sessionTable(snapshot, DateClock::now(), style), "\n\n");
   return text;
 }
 

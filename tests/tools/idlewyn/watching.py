@@ -118,15 +118,19 @@ class OnATerminal(CommandTest):
             self.assertEqual(sum("9 need you" in line for line in lines), 1, lines)
         self.end()
 
-    def test_long_titles_leave_room_for_what_is_asked_and_for_the_others(self):
+    def test_what_is_long_leaves_room_for_what_is_asked_and_for_the_others(self):
         relay = self.paired("claude")
-        for title in ("t" * 5000, "日" * 5000):
-            relay.show(session("claude"), *(
-                session("claude", {"id": f"p{n}", "detail": f"make {n}"}, id=f"s{n}", title=title)
-                for n in range(3)))
+        for title, detail in (("t" * 5000, "make 0"), ("日" * 5000, "make 0"),
+                              ("Title", "make 0" + "\nx" * 999)):
+            prompts = [session("claude", {"id": f"p{n}", "detail": each}, id=f"s{n}", title=title)
+                       for n, each in enumerate((detail, "make 1"))]
+            relay.show(session("claude"), *prompts)
             self.watch(rows=24, columns=80)
-            self.until("Bash: make 0", "Bash: make 2", "prompt p2", "Working", gone=("more",))
-            self.end()
+            self.until("Bash: make 0", "Bash: make 1", "prompt p1", "Working", gone=("more",))
+            relay.show(session("claude", status="finished"), *prompts)
+            lines = self.until("Working → Finished", "prompt p1", gone=("more",))
+            self.assertEqual("whole in idlewyn sessions" in "".join(lines), len(detail) > 99)
+            self.end(signal.SIGHUP)
 
     def test_is_given_back_when_stopped_and_when_ended(self):
         self.paired("claude")
@@ -194,6 +198,15 @@ class InAPipe(CommandTest):
         self.assertEqual(len(rounds), len(parts), rounds)
         for written, part in zip(rounds, parts):
             self.assertIn(part, written)
+
+    def test_outlives_its_terminal_only_when_started_so(self):
+        relay = self.paired("claude")
+        ignore = lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN)
+        watch = self.start("watch", "--interval", "0.05", preexec_fn=ignore)
+        self.wait_for_rounds(relay, 1)
+        watch.send_signal(signal.SIGHUP)
+        self.wait_for_rounds(relay, 3)
+        self.interrupt(watch)
 
     def test_ends_when_nobody_reads(self):
         self.paired("claude")
