@@ -81,7 +81,8 @@ std::vector<Command> watchingCommands() {
         Option::word("--format", "FORMAT", {"text", "line", "waybar"},
                      "text, line (the summary only) or waybar; text if left out")},
        {{"idlewyn status --format waybar", "what a status bar shows"}},
-       "The sessions are those that sessions, watch or another program of the product saw last."},
+       "The sessions are those that sessions, watch or another program of the product saw last. "
+       "When nobody has looked for five minutes, line and waybar say how long ago that was."},
       {"watch",
        "Show them again and again, and what has come to need you",
        runWatch,

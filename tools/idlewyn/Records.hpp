@@ -13,6 +13,7 @@
 #include <IdlewynKit/relay/Connection.hpp>
 
 #include "Failure.hpp"
+#include "SharedSnapshot.hpp"
 
 /// What `--json` writes: one object a line, keys in this order, optional ones left out when
 /// empty, dates as ISO 8601 in UTC with milliseconds. Nothing here can hold a secret.
@@ -92,7 +93,8 @@ struct WatchAnswerRecord {
   std::optional<std::string> message;
 };
 
-/// `sessions`, and each round of `watch`, which adds transitions and, with `--notify`, answers.
+/// `sessions`; `status`, which adds the agents; and each round of `watch`, which adds transitions
+/// and, with `--notify`, answers.
 struct SessionsRecord {
   SessionsRecord(const SessionSnapshot& snapshot, std::vector<AgentErrorRecord> errors,
                  std::optional<std::vector<TransitionRecord>> transitions)
@@ -105,9 +107,13 @@ struct SessionsRecord {
 
   static constexpr auto fields() {
     using R = SessionsRecord;
-    return std::tuple{field("summary", &R::summary),         field("updatedAt", &R::updatedAt),
-                      field("sessions", &R::sessions),       field("errors", &R::errors),
-                      field("transitions", &R::transitions), field("answers", &R::answers)};
+    return std::tuple{field("summary", &R::summary),
+                      field("updatedAt", &R::updatedAt),
+                      field("sessions", &R::sessions),
+                      field("errors", &R::errors),
+                      field("transitions", &R::transitions),
+                      field("answers", &R::answers),
+                      field("agents", &R::agents)};
   }
 
   std::string summary;
@@ -117,6 +123,8 @@ struct SessionsRecord {
   std::vector<AgentErrorRecord> errors;
   std::optional<std::vector<TransitionRecord>> transitions;
   std::optional<std::vector<WatchAnswerRecord>> answers;
+  /// Those of which something is known, and how old that is.
+  std::optional<std::vector<AnswerTime>> agents;
 };
 
 /// `pair` and `unpair`: a connection without its token and without user names in its address.

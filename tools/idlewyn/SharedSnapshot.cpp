@@ -18,26 +18,11 @@ using platform::field;
 
 constexpr std::string_view key = "sessionAnswers";
 
-struct AnswerTime {
-  AnswerTime(AgentProvider agent, Date answeredAt) : agent(agent), answeredAt(answeredAt) {}
-  explicit AnswerTime(DecodingKey) {}
-
-  static constexpr auto fields() {
-    return std::tuple{field("agent", &AnswerTime::agent),
-                      field("answeredAt", &AnswerTime::answeredAt)};
-  }
-
-  AgentProvider agent{};
-  Date answeredAt;
-};
-
 // Beside the snapshot, which has one time for all. Other programs save only that one, so each
 // names the snapshot to which it belongs by its time.
 struct AnswerTimes {
-  explicit AnswerTimes(const LastSeen& seen) : updatedAt(seen.snapshot.updatedAt) {
-    for (const auto& [agent, answeredAt] : seen.answered)
-      answers.emplace_back(agent, answeredAt);
-  }
+  explicit AnswerTimes(const LastSeen& seen)
+      : updatedAt(seen.snapshot.updatedAt), answers(seen.answerTimes()) {}
   explicit AnswerTimes(DecodingKey) {}
 
   static constexpr auto fields() {
@@ -78,6 +63,13 @@ LastSeen all() {
 }
 
 }  // namespace
+
+std::vector<AnswerTime> LastSeen::answerTimes() const {
+  std::vector<AnswerTime> times;
+  for (const auto& [agent, answeredAt] : answered)
+    times.emplace_back(agent, answeredAt);
+  return times;
+}
 
 LastSeen lastSeen(std::optional<AgentProvider> only) {
   LastSeen seen = all();

@@ -13,8 +13,11 @@ namespace {
 
 // What status bars read: texts in their markup, and a class for their style sheet.
 struct WaybarRecord {
-  WaybarRecord(std::string text, std::string tooltip, std::string alt)
-      : text(std::move(text)), tooltip(std::move(tooltip)), alt(alt), cssClass(std::move(alt)) {}
+  WaybarRecord(std::string text, std::string tooltip, std::string alt, std::string cssClass)
+      : text(std::move(text)),
+        tooltip(std::move(tooltip)),
+        alt(std::move(alt)),
+        cssClass(std::move(cssClass)) {}
   explicit WaybarRecord(DecodingKey) {}
 
   static constexpr auto fields() {
@@ -42,9 +45,27 @@ std::string markup(std::string_view text) {
   return result;
 }
 
-// A line for each agent whose sessions are older than the snapshot.
-std::vector<std::string> staleLines(const LastSeen& seen) {
+// Nothing when nothing was seen yet.
+std::optional<double> ageOf(const LastSeen& seen) {
+  if (seen.snapshot.updatedAt == platform::distantPast) return std::nullopt;
+  return (DateClock::now() - seen.snapshot.updatedAt).count();
+}
+
+// Who watches asks once a minute at least, unless told otherwise, even a relay that fails.
+bool isStale(const LastSeen& seen) {
+  constexpr double longest = 300;
+  return ageOf(seen).value_or(0) > longest;
+}
+
+// For bars: what is stale must not pass for what is now.
+std::string withAge(std::string text, const LastSeen& seen) {
+  return isStale(seen) ? std::move(text) + " (" + elapsedText(*ageOf(seen)) + " ago)" : text;
+}
+
+// How old the snapshot is, and a line for each agent whose sessions are older.
+std::vector<std::string> ageLines(const LastSeen& seen) {
   std::vector<std::string> lines;
+  if (const auto age = ageOf(seen)) lines.push_back("As of " + elapsedText(*age) + " ago.");
   for (const auto& [agent, answered] : seen.answered) {
     if ((seen.snapshot.updatedAt - answered).count() < 1) continue;
     const double age = (DateClock::now() - answered).count();
@@ -70,26 +91,17 @@ std::string tooltipOf(std::vector<std::string> lines) {
 WaybarRecord waybarRecord(const LastSeen& seen) {
   constexpr std::size_t widestProject = 30;
   const SnapshotLead lead(seen.snapshot);
-  std::vector<std::string> lines{lead.summary()};
-  for (std::string& line : staleLines(seen))
-    lines.push_back(std::move(line));
+  std::vector<std::string> lines = ageLines(seen);
+  lines.push_back(lead.summary());
   for (const AgentSession& session : seen.snapshot.sorted()) {
     lines.push_back(std::string(label(session.status)) + "  " +
                     cutToWidth(escaped(session.projectName()), widestProject) + ": " +
                     escaped(session.title));
   }
-  return WaybarRecord(lead.isEmpty ? "" : markup(std::to_string(lead.count) + " " + lead.label),
-                      tooltipOf(std::move(lines)),
-                      lead.isEmpty ? "none" : std::string(rawValue(lead.status)));
-}
-
-void reportAge(Output& output, const LastSeen& seen) {
-  if (seen.snapshot.updatedAt == platform::distantPast) return;
-  const double age = (DateClock::now() - seen.snapshot.updatedAt).count();
-  std::string text = "As of " + elapsedText(age) + " ago.";
-  for (const std::string& line : staleLines(seen))
-    text += "\n" + line;
-  output.line(toned(text, Tone::faint, output.style));
+  const std::string text = std::to_string(lead.count) + " " + lead.label;
+  const std::string status = lead.isEmpty ? "none" : std::string(rawValue(lead.status));
+  return WaybarRecord(lead.isEmpty ? "" : markup(withAge(text, seen)), tooltipOf(std::move(lines)),
+                      status, isStale(seen) ? "stale" : status);
 }
 
 }  // namespace
@@ -102,12 +114,15 @@ ExitCode runStatus(const Arguments& given, Surroundings& with) {
   if (format == "waybar") {
     with.output.json(waybarRecord(seen));
   } else if (with.output.isJSON) {
-    with.output.json(SessionsRecord(snapshot, {}, std::nullopt));
+    SessionsRecord record(snapshot, {}, std::nullopt);
+    record.agents = seen.answerTimes();
+    with.output.json(record);
   } else if (format == "line") {
-    with.output.line(escaped(SnapshotLead(snapshot).summary()));
+    with.output.line(escaped(withAge(SnapshotLead(snapshot).summary(), seen)));
   } else {
     reportSnapshot(with.output, snapshot, "", DateClock::now());
-    reportAge(with.output, seen);
+    for (const std::string& line : ageLines(seen))
+      with.output.line(toned(line, Tone::faint, with.output.style));
   }
   return ExitCode::ok;
 }

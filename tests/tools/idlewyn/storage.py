@@ -172,6 +172,16 @@ class Snapshot(CommandTest):
     def bar(self):
         return json.loads(self.run_command("status", "--format", "waybar"))
 
+    def age(self):
+        """Makes the snapshot an old one."""
+        place = self.home / f"data/idlewyn/defaults/{sandbox.GROUP}.sqlite3"
+        with contextlib.closing(sqlite3.connect(place)) as database, database:
+            read = "SELECT value FROM defaults WHERE key = 'sessionSnapshot'"
+            snapshot = json.loads(database.execute(read).fetchone()[0])
+            snapshot["updatedAt"] = "2026-03-05T14:07:09.250Z"
+            database.execute("UPDATE defaults SET value = ? WHERE key = 'sessionSnapshot'",
+                             (json.dumps(snapshot).encode(),))
+
     def test_is_saved_for_others_by_agents(self):
         relay, other = self.paired("claude"), self.paired("codex")
         for command in (("sessions",), ("watch", "--count", "1")):
@@ -222,10 +232,16 @@ class Snapshot(CommandTest):
         self.assertEqual((bar["text"], bar["class"], bar["alt"]),
                          ("1 needs you", "waitingForInput", "waitingForInput"))
         lines = bar["tooltip"].split("\n")
-        self.assertEqual(len(lines), 2, lines)
-        self.assertIn('&lt;b&gt;&amp;"\\n\\u{1B}\\u{202E}', lines[1])
+        self.assertRegex(lines[0], r"As of \d:\d\d ago\.")
+        self.assertEqual(lines[1], "1 needs you")
+        self.assertIn('&lt;b&gt;&amp;"\\n\\u{1B}\\u{202E}', lines[2])
         self.assertEqual(self.run_command("status", "--format", "line"), "1 needs you\n")
         self.assertRegex(self.run_command("status"), r"As of \d:\d\d ago\.")
+        self.age()
+        self.assertRegex(self.run_command("status", "--format", "line"), r"1 needs you \(.* ago\)")
+        bar = self.bar()
+        self.assertRegex(bar["text"], r"1 needs you \(.* ago\)")
+        self.assertEqual((bar["class"], bar["alt"]), ("stale", "waitingForInput"))
 
     def test_is_as_old_as_the_answers(self):
         relay, other = self.paired("claude"), self.paired("codex")
@@ -251,7 +267,9 @@ class Snapshot(CommandTest):
             self.assertEqual(self.run_json("status")["updatedAt"], shown["updatedAt"])
             self.assertEqual(self.seen(), {"s-claude", "s-codex"})
         only = self.run_json("status", "--agent", "codex")
-        self.assertEqual(only["updatedAt"], first["updatedAt"])
+        old = {"agent": "codex", "answeredAt": first["updatedAt"]}
+        self.assertEqual((only["updatedAt"], only["agents"]), (first["updatedAt"], [old]))
+        self.assertEqual(self.run_json("status")["agents"][1], old)
         self.run_command("status", has="ago.\nCodex: last seen 0:0")
         self.assertIn("\nCodex: last seen 0:0", self.bar()["tooltip"])
 
@@ -264,7 +282,7 @@ class Snapshot(CommandTest):
                      for title in ("日" * 900, "e" + "\u0301" * 900) for n in range(30)))
         self.run_command("sessions")
         lines = self.bar()["tooltip"].split("\n")
-        self.assertEqual((len(lines), lines[-1]), (20, "… 42 more"))
+        self.assertEqual((len(lines), lines[-1]), (20, "… 43 more"))
         self.assertLess(max(map(len, lines)), 200)
         self.assertIn(max(map(width, lines)), range(71, 81), "and not smaller than need be")
 
