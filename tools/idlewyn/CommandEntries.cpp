@@ -98,9 +98,10 @@ std::vector<Command> watchingCommands() {
        "often, down to once a minute. One that refuses the token is not asked again; when all "
        "do, watching ends. While the connections can't be read, those known so far are "
        "watched. Off a terminal a round is written only when something has changed."
-       "\n\nWith --notify each session that comes to need you is told once on the desktop. Where "
-       "the notification server has buttons a prompt can be answered there; it is looked up once "
-       "more before the answer is sent."},
+       "\n\nWith --notify each session that comes to need you is told once on the desktop, and "
+       "each open prompt until it has ended. Where the notification server has buttons a prompt "
+       "can be answered there; it is looked up once more before the answer is sent. An answer "
+       "that was not taken is told there too."},
   };
 }
 

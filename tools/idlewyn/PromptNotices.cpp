@@ -2,9 +2,10 @@
 #include "PromptNotices.hpp"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
-#include "CodePoint.hpp"
+#include "DisplayWidth.hpp"
 #include "Escape.hpp"
 #include "PromptChoice.hpp"
 #include "Table.hpp"
@@ -15,25 +16,19 @@ namespace {
 // What servers show whole; they cut what is longer without saying so.
 constexpr std::size_t readable = 300;
 
-std::string keyOf(const PromptRecord& prompt) {
-  return std::string(rawValue(prompt.agent)) + "\nprompt\n" + prompt.id;
-}
-
-std::string keyOf(const AgentSession& session) {
-  return std::string(rawValue(session.provider)) + "\nsession\n" + session.id;
-}
+// Why an answer can't be given again.
+constexpr std::array<std::string_view, 3> over{"promptNotOpen", "promptExpired", "promptChanged"};
 
 std::string titleOf(AgentProvider agent, std::string_view what, std::string_view title) {
-  return std::string(shortName(agent)) + ": " + std::string(what) + " · " + escaped(title);
+  return std::string(shortName(agent)) + ": " + std::string(what) + " · " + shownTitle(title);
 }
 
-}  // namespace
-
-Notice noticeOf(const PromptRecord& prompt) {
+// A prompt that is too long to be read there has no buttons.
+Notice noticeOf(const PromptRecord& prompt, std::string key) {
   std::string question = escaped(prompt.toolName) + ": " + escaped(prompt.detail);
   if (prompt.alwaysRule) question += "\nAlways adds the rule " + escaped(*prompt.alwaysRule);
-  Notice notice{
-      keyOf(prompt), titleOf(prompt.agent, "needs an answer", prompt.sessionTitle), "", {}, ""};
+  Notice notice{std::move(key), titleOf(prompt.agent, "needs an answer", prompt.sessionTitle)};
+  notice.isQuestion = true;
   const std::string elsewhere = "Answer with: idlewyn allow " + escaped(prompt.id);
   if (displayWidth(question) > readable) {
     // Nobody should agree to what can't be seen.
@@ -48,50 +43,69 @@ Notice noticeOf(const PromptRecord& prompt) {
 }
 
 Notice noticeOf(const AgentSession& session) {
-  return {keyOf(session),
+  return {std::string(rawValue(session.provider)) + "\nsession\n" + session.id,
           titleOf(session.provider, label(session.status), session.title),
-          escaped(session.displaySummary().value_or("")),
-          {},
-          ""};
+          escaped(session.displaySummary().value_or(""))};
 }
+
+}  // namespace
 
 void PromptNotices::tell(const std::vector<SessionTransition>& transitions) {
   for (const SessionTransition& transition : transitions) {
-    const AgentSession& session = transition.session;
-    if (!session.permission) {
-      notifier_->show(noticeOf(session));
-      continue;
-    }
-    const PromptRecord prompt(session.provider, session.id, session.title, *session.permission);
-    const std::string key = keyOf(prompt);
-    if (!told_.insert(key + "\n" + prompt.toolName + "\n" + prompt.detail).second) continue;
-    open_.insert_or_assign(key, prompt);
-    notifier_->show(noticeOf(prompt));
+    if (!transition.session.permission) notifier_->show(noticeOf(transition.session));
   }
 }
 
-void PromptNotices::update(const SessionSnapshot& snapshot) {
-  const auto now = openPrompts(snapshot.sessions);
-  std::erase_if(open_, [&](const auto& entry) {
+void PromptNotices::show(Open& open) {
+  open.key = "prompt " + std::to_string(++shown_);
+  open.isAnswered = false;
+  notifier_->show(noticeOf(open.prompt, open.key));
+}
+
+void PromptNotices::update(const std::vector<PromptRecord>& now) {
+  std::erase_if(open_, [&](const Open& open) {
     const auto isIt = [&](const PromptRecord& prompt) {
-      return isSameQuestion(prompt, entry.second);
+      return isSameQuestion(prompt, open.prompt);
     };
     if (std::ranges::any_of(now, isIt)) return false;
-    notifier_->withdraw(entry.first);
+    notifier_->withdraw(open.key);
     return true;
   });
+  for (const PromptRecord& prompt : now) {
+    const auto isIt = [&](const Open& open) { return isSameQuestion(prompt, open.prompt); };
+    if (std::ranges::none_of(open_, isIt)) show(open_.emplace_back(Open{prompt, ""}));
+  }
 }
 
 std::vector<NoticeAnswer> PromptNotices::take() {
   std::vector<NoticeAnswer> answers;
   for (const PressedButton& pressed : notifier_->take()) {
-    const auto found = open_.find(pressed.key);
+    const auto found = std::ranges::find(open_, pressed.key, &Open::key);
     const auto decision = platform::fromRawValue<PermissionDecision>(pressed.name);
-    if (found == open_.end() || !decision) continue;
-    answers.push_back({*decision, found->second});
-    open_.erase(found);  // never sent twice
+    if (found == open_.end() || found->isAnswered || !decision) continue;
+    answers.push_back({*decision, found->prompt});
+    found->isAnswered = true;  // never sent twice
   }
   return answers;
+}
+
+void PromptNotices::tell(const WatchAnswerRecord& answer) {
+  if (!answer.message) return;
+  const PromptRecord& prompt = answer.prompt;
+  const std::string what = std::string(rawValue(answer.decision)) + " was not taken";
+  notifier_->show(
+      {"answer " + std::to_string(++shown_), titleOf(prompt.agent, what, prompt.sessionTitle),
+       *answer.message + "\n" + escaped(prompt.toolName) + ": " + escaped(prompt.detail)});
+  if (std::ranges::find(over, answer.kind.value_or("")) != over.end()) return;
+  const auto isIt = [&](const Open& open) { return isSameQuestion(prompt, open.prompt); };
+  const auto found = std::ranges::find_if(open_, isIt);
+  if (found == open_.end() || !found->isAnswered) return;
+  notifier_->withdraw(found->key);  // most servers have closed it
+  show(*found);
+}
+
+void PromptNotices::tellEnd(const std::string& why) {
+  notifier_->show({"end", "Coding agents are not watched any more", why});
 }
 
 }  // namespace idlewyn::command

@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <map>
+#include <cstdint>
 #include <memory>
-#include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
 #include <IdlewynKit/model/SessionTransition.hpp>
 
-#include "PromptRecord.hpp"
+#include "Records.hpp"
 #include "notify/Notifier.hpp"
 
 namespace idlewyn::command {
@@ -23,7 +21,7 @@ struct NoticeAnswer {
 };
 
 /// What of the sessions is told on the desktop: each transition once, and each open prompt until
-/// it has ended.
+/// it has ended or was answered.
 class PromptNotices {
  public:
   explicit PromptNotices(std::unique_ptr<Notifier> notifier) : notifier_(std::move(notifier)) {}
@@ -31,19 +29,28 @@ class PromptNotices {
   Notifier& notifier() const noexcept { return *notifier_; }
 
   void tell(const std::vector<SessionTransition>& transitions);
-  /// Takes down the notices of prompts that are open no more.
-  void update(const SessionSnapshot& snapshot);
+  /// Shows the prompts that are open now, and takes down those that are open no more.
+  void update(const std::vector<PromptRecord>& open);
+  /// Each prompt once.
   std::vector<NoticeAnswer> take();
+  /// What came of an answer: one that was not taken is told, and asked for again if it may still
+  /// be given.
+  void tell(const WatchAnswerRecord& answer);
+  /// Watching ends without having been asked to.
+  void tellEnd(const std::string& why);
 
  private:
-  const std::unique_ptr<Notifier> notifier_;
-  std::map<std::string, PromptRecord> open_;
-  /// Prompts that were told, open or not.
-  std::set<std::string> told_;
-};
+  struct Open {
+    PromptRecord prompt;
+    /// Its notice's. A notice is never changed: a press is an answer to what was seen.
+    std::string key;
+    bool isAnswered = false;
+  };
+  void show(Open& open);
 
-/// The texts are escaped. A prompt that is too long to be read there has no buttons.
-Notice noticeOf(const PromptRecord& prompt);
-Notice noticeOf(const AgentSession& session);
+  const std::unique_ptr<Notifier> notifier_;
+  std::vector<Open> open_;
+  std::uint64_t shown_ = 0;
+};
 
 }  // namespace idlewyn::command

@@ -10,6 +10,7 @@
 #include "Commands.hpp"
 #include "DesktopAnswer.hpp"
 #include "NotifierModule.hpp"
+#include "PromptChoice.hpp"
 #include "PromptNotices.hpp"
 #include "Screen.hpp"
 #include "SessionReport.hpp"
@@ -53,6 +54,8 @@ class Watch {
   void noteNews();
   void say(std::string line);
   void sendAnswers();
+  std::vector<PromptRecord> open() const;
+  void tellEnd();
   void readConnections();
   std::vector<SessionTransition> ask();
   void reportText(const std::vector<SessionTransition>& transitions);
@@ -127,6 +130,7 @@ void Watch::sendAnswers() {
     const Connection connection = agent->second.connection;
     answered_.push_back(sendAnswer(answer, connection, with_.relays));
     say(answerLine(answered_.back()));
+    notices_->tell(answered_.back());
     watcher_.hasten(answer.prompt.agent, Clock::now());
   }
 }
@@ -170,7 +174,7 @@ void Watch::report(const std::vector<SessionTransition>& transitions) {
   const auto now = Clock::now();
   if (notices_) {
     notices_->tell(transitions);
-    notices_->update(watcher_.snapshot());
+    notices_->update(open());
   }
   if (with_.output.isJSON) {
     auto answers = tellsDesktop_ ? std::optional(std::exchange(answered_, {})) : std::nullopt;
@@ -180,6 +184,23 @@ void Watch::report(const std::vector<SessionTransition>& transitions) {
   for (const SessionTransition& transition : transitions)
     say(transitionLine(transition, with_.output.style));
   redraw();
+}
+
+// What an agent was seen with before this watching began may be over since days.
+std::vector<PromptRecord> Watch::open() const {
+  auto prompts = openPrompts(watcher_.snapshot().sessions);
+  std::erase_if(prompts, [&](const PromptRecord& prompt) {
+    return !watcher_.agents().at(prompt.agent).hasAnsweredHere;
+  });
+  return prompts;
+}
+
+// Nobody may see the terminal or the journal.
+void Watch::tellEnd() {
+  std::string why;
+  for (const auto& [provider, error] : watcher_.errors())
+    why += std::string(shortName(provider)) + ": " + describe(error).message + "\n";
+  notices_->tellEnd(why + "After that, start watching again.");
 }
 
 void Watch::redraw() {
@@ -211,6 +232,7 @@ ExitCode Watch::run() {
     if (round == rounds_ || !watcher_.next()) break;
     sleep();
   }
+  if (notices_ && !watcher_.next()) tellEnd();
   return exitCode();
 }
 

@@ -40,7 +40,7 @@ class Notifying(CommandTest):
 
     def start_server(self, *capabilities):
         place = pathlib.Path(__file__).with_name("notification_server.py")
-        self.server = subprocess.Popen([sys.executable, place, *capabilities], text=True,
+        self.server = subprocess.Popen([sys.executable, place, *capabilities], bufsize=0,
                                        env=self.environment, stdin=subprocess.PIPE,
                                        stdout=subprocess.PIPE)
         self.addCleanup(self.end, self.server)
@@ -53,8 +53,7 @@ class Notifying(CommandTest):
 
     def press(self, shown, *buttons):
         for button in buttons:
-            self.server.stdin.write(json.dumps([shown["id"], button]) + "\n")
-            self.server.stdin.flush()
+            self.server.stdin.write(json.dumps([shown["id"], button]).encode() + b"\n")
 
     def watch(self, *capabilities):
         """Begins with working sessions, so that what comes is a transition."""
@@ -74,7 +73,7 @@ class Notifying(CommandTest):
             pass
         return answers
 
-    def test_each_transition_is_told_once_and_taken_down_when_it_has_ended(self):
+    def test_what_is_open_is_told_once_and_taken_down_when_it_has_ended(self):
         watch = self.watch(*FULL)
         first = self.notified(prompt(), working("p-2"))
         self.assertEqual((first["title"], first["body"], first["buttons"]),
@@ -84,12 +83,15 @@ class Notifying(CommandTest):
         second = self.notified(prompt(), other)
         self.assertEqual(second["buttons"], ALLOW + DENY + ALWAYS)
         self.assertIn("rule Bash(make)", second["body"])
-        for sessions, told in (((working(), other), {"close": first["id"]}),
-                               ((prompt(), other), None),  # that was told already
-                               ((prompt(), working("p-2", status="finished")),
+        self.relay.show(prompt(detail="rm"), other)
+        self.assertEqual(self.event(), {"close": first["id"]})
+        changed = self.event()["notify"]
+        self.assertEqual((changed["body"], changed["replaces"]), ("Bash: rm", 0))
+        for sessions, told in (((working(), other), {"close": changed["id"]}),
+                               ((working(), working("p-2", status="finished")),
                                 {"close": second["id"]})):
             self.relay.show(*sessions)
-            self.assertEqual(self.event(20 if told else 0.5), told)
+            self.assertEqual(self.event(), told)
         self.assertIsNone(self.event(0.5))
         self.interrupt(watch)
 
@@ -102,21 +104,31 @@ class Notifying(CommandTest):
             self.assertEqual([(a["decision"], a["prompt"]["id"], a.get("kind")) for a in answers],
                              [(decision, id, None)])
             self.relay.show(working(), working("p-2"))
-            while len(self.round_of(watch)["sessions"]) < 2:
-                pass
+            self.assertEqual(self.event(), {"close": shown["id"]})
         self.assertEqual(self.relay.decisions(), [
             ("/v1/permissions/p-1", '{"decision":"allow"}'),
             ("/v1/permissions/p-2", '{"decision":"always"}')])
         self.interrupt(watch)
 
-    def test_what_has_ended_is_said_and_never_sent_again(self):
+    def test_what_was_not_taken_is_said_and_asked_again_while_it_is_open(self):
         watch = self.watch(*FULL)
         shown = self.notified(prompt())
-        self.relay.fault("v1/permissions/*", "status=404")
-        self.press(shown, "deny")
-        self.assertEqual(self.answers(watch)[0]["kind"], "promptExpired")
-        for _ in range(5):
-            self.round_of(watch)
+        for endpoint, status, kind in (("sessions", 503, "server"),
+                                       ("permissions/*", 404, "promptExpired")):
+            self.relay.fault(f"v1/{endpoint}", f"status={status}")
+            self.press(shown, "deny")
+            self.assertEqual(self.answers(watch)[0]["kind"], kind)
+            told = self.event()["notify"]
+            self.assertEqual((told["title"], told["buttons"]),
+                             ("Claude: deny was not taken · Title", []))
+            if status == 503:
+                self.assertIn("HTTP 503", told["body"])
+                self.relay.heal()
+                self.assertEqual(self.event(), {"close": shown["id"]})
+                shown = self.event()["notify"]
+                self.assertEqual((shown["body"], shown["buttons"]), ("Bash: make", ALLOW + DENY))
+        self.assertEqual(self.event(), {"close": shown["id"]})
+        self.assertIsNone(self.event(0.5))
         self.interrupt(watch)
         self.assertEqual(len(self.relay.decisions()), 1)
 
@@ -152,36 +164,47 @@ class Notifying(CommandTest):
         asked, title = prompt(detail="a <b> & c"), "Claude: needs an answer · Title"
         later = "Answer with: idlewyn allow p-1"
         long = "x" * 400 + "; rm -rf /"
-        done = working(status="finished", summary="All <b>green</b> & more\x1b[2J\u202e")
+        done = working(status="finished", title="t" * 99, summary="All <b>green</b> & more\x1b[2J\u202e")
         for capabilities, given, expected in (
                 (("body",), asked, (title, "Bash: a <b> & c\n" + later)),
                 ((), asked, (title + ": Bash: a <b> & c", "")),
                 (FULL, prompt(detail=long), (title, "Too long to be answered here. " + later)),
-                (FULL, done, ("Claude: Finished · Title", "All &lt;b&gt;green&lt;/b&gt; &amp; "
+                (FULL, done, ("Claude: Finished · " + "t" * 59 + "…", "All &lt;b&gt;green&lt;/b&gt; &amp; "
                               "more\\u{1B}[2J\\u{202E}"))):
             watch = self.watch(*capabilities)
             shown = self.notified(given)
             self.assertEqual((shown["title"], shown["buttons"]), (expected[0], []))
             self.assertEqual(shown["body"][-len(expected[1]):], expected[1])
             self.interrupt(watch)
+            self.assertEqual(shown["expires"], -1 if given is done else 0)
             if given is done:
-                self.assertEqual(shown["expires"], -1)
                 self.assertIsNone(self.event(0.2), "it may be read later")
             self.end(self.server)
 
-    def test_questions_are_taken_down_at_the_end_and_a_new_server_is_used(self):
+    def test_questions_outlive_the_server_and_are_taken_down_at_the_end(self):
         watch = self.watch(*FULL)
         self.notified(prompt())
         self.end(self.server)
+        self.relay.show(prompt(), prompt("p-2", "make all"))
+        while "p-2" not in watch.stdout.readline():
+            pass
         self.start_server(*FULL)
-        shown, count = None, 1
-        while shown is None:
-            count += 1
-            self.assertLess(count, 50)
-            self.relay.show(session("claude", {"id": f"p-{count}", "detail": "x"}, id="s-p-1"))
-            shown = self.event(0.3)
+        shown = [self.event()["notify"] for _ in range(2)]
+        self.assertEqual([each["body"] for each in shown], ["Bash: make", "Bash: make all"])
+        self.interrupt(watch, signal.SIGHUP)
+        closed = [self.event()["close"] for _ in range(2)]
+        self.assertEqual(sorted(closed), [each["id"] for each in shown])
+        watch = self.start("watch", "--notify")
+        self.assertEqual(self.event()["notify"]["body"], "Bash: make", "it is still open")
         self.interrupt(watch)
-        self.assertEqual(self.event(), {"close": shown["notify"]["id"]})
+
+    def test_the_end_is_told_when_every_relay_refuses(self):
+        self.start_server(*FULL)
+        self.relay.fault("v1/sessions", "status=401")
+        self.finish(self.start("watch", "--notify"), 4)
+        told = self.event()["notify"]
+        self.assertEqual(told["title"], "Coding agents are not watched any more")
+        self.assertIn("Claude: The relay rejected", told["body"])
 
     def test_without_a_server_there_is_text_and_no_wait(self):
         silent = self.enterContext(socket.socket(socket.AF_UNIX))

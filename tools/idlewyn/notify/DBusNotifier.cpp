@@ -64,8 +64,11 @@ DBusNotifier::DBusNotifier()
 DBusNotifier::~DBusNotifier() {
   std::promise<void> done;
   loop_.post([&] {
-    const bool isAnyoneTold = withdrawQuestions();
-    whenQuiet(isAnyoneTold ? goodbyeLimit : 0, [&] {
+    withdrawQuestions();
+    // What was said last is worth some waiting, even for the bus.
+    const bool isTelling = state() == NotifierState::ready || !waiting_.empty();
+    whenQuiet(isTelling ? goodbyeLimit : 0, [&] {
+      waiting_.clear();
       g_cancellable_cancel(cancellable_);
       if (watch_ != 0) g_bus_unwatch_name(watch_);
       if (bus_ != nullptr) g_dbus_connection_signal_unsubscribe(bus_, subscription_);
@@ -81,7 +84,8 @@ DBusNotifier::~DBusNotifier() {
 
 void DBusNotifier::whenQuiet(int milliseconds, std::function<void()> done) {
   constexpr int step = 5;
-  if (calls_ == 0 || milliseconds <= 0) return done();
+  const bool isQuiet = calls_ == 0 && waiting_.empty();
+  if (isQuiet || milliseconds <= 0) return done();
   loop_.postLater(
       step, [this, milliseconds, done = std::move(done)] { whenQuiet(milliseconds - step, done); });
 }
@@ -120,7 +124,7 @@ void DBusNotifier::tell(NotifierState state, std::string description) {
     for (const Notice& notice : std::exchange(waiting_, {}))
       send(notice);
   } else {
-    waiting_.clear();
+    std::erase_if(waiting_, [](const Notice& notice) { return !notice.isQuestion; });
   }
 }
 
@@ -169,7 +173,8 @@ void DBusNotifier::onAppeared(GDBusConnection*, const char*, const char* owner, 
 // Its notices went with it.
 void DBusNotifier::onVanished(GDBusConnection*, const char*, void* self) {
   auto* notifier = static_cast<DBusNotifier*>(self);
-  notifier->shown_.clear();
+  while (!notifier->shown_.empty())
+    notifier->forget(notifier->shown_.begin()->first);
   notifier->tell(NotifierState::unavailable, "No notification server runs on the session bus.");
 }
 
@@ -221,8 +226,8 @@ void DBusNotifier::onInformation(GObject* source, GAsyncResult* result, void* se
 void DBusNotifier::show(Notice notice) {
   loop_.post([this, notice = std::move(notice)] {
     const NotifierState now = state();
-    if (now == NotifierState::ready) send(notice);
-    if (now == NotifierState::connecting) waiting_.push_back(notice);
+    if (now == NotifierState::ready) return send(notice);
+    if (now == NotifierState::connecting || notice.isQuestion) waiting_.push_back(notice);
   });
 }
 
@@ -257,16 +262,15 @@ void DBusNotifier::send(const Notice& notice) {
     g_variant_builder_add(&actions, "s", valid(button.label).c_str());
   }
   g_variant_builder_init(&hints, G_VARIANT_TYPE("a{sv}"));
-  const bool isQuestion = !notice.buttons.empty() || !notice.withoutButtons.empty();
-  g_variant_builder_add(&hints, "{sv}", "urgency", g_variant_new_byte(isQuestion ? 2 : 1));
+  const auto urgency = static_cast<guint8>(notice.isQuestion ? 2 : 1);
+  g_variant_builder_add(&hints, "{sv}", "urgency", g_variant_new_byte(urgency));
   // A server that shows no body shows all in the title, which is never markup.
   const std::string title =
       can("body") ? valid(notice.title) : valid(notice.title + ": " + notice.body);
-  // A question stays until it is answered, here or elsewhere.
   ++calls_;
   GVariant* call = g_variant_new("(susssasa{sv}i)", "idlewyn", replaces, "", title.c_str(),
                                  can("body") ? bodyOf(notice).c_str() : "", &actions, &hints,
-                                 isQuestion ? 0 : -1);
+                                 notice.isQuestion ? 0 : -1);
   g_dbus_connection_call(bus_, server, place, server, "Notify", call, G_VARIANT_TYPE("(u)"),
                          G_DBUS_CALL_FLAGS_NONE, callLimit, cancellable_, onShown,
                          new PendingShow{this, notice.key});
@@ -277,13 +281,22 @@ void DBusNotifier::onShown(GObject* source, GAsyncResult* result, void* data) {
   bool wasCancelled = false;
   GVariant* answer = finish(source, result, pending->notifier->calls_, wasCancelled);
   if (answer == nullptr) {
-    if (!wasCancelled) pending->notifier->shown_.erase(pending->key);
+    if (!wasCancelled) pending->notifier->forget(pending->key);
     return;
   }
   std::uint32_t id = 0;
   g_variant_get(answer, "(u)", &id);
   g_variant_unref(answer);
   pending->notifier->noteShown(pending->key, id);
+}
+
+void DBusNotifier::forget(const std::string& key) {
+  const auto found = shown_.find(key);
+  if (found == shown_.end()) return;
+  const Shown& shown = found->second;
+  const bool isAnswered = shown.isPressed || shown.isWithdrawn;
+  if (shown.notice.isQuestion && !isAnswered) waiting_.push_back(shown.notice);
+  shown_.erase(found);
 }
 
 // Meanwhile it may have been withdrawn.
@@ -307,16 +320,14 @@ void DBusNotifier::onClosed(GObject* source, GAsyncResult* result, void* self) {
   if (answer != nullptr) g_variant_unref(answer);
 }
 
-// Also those that the server has not numbered yet. False when there are none.
-bool DBusNotifier::withdrawQuestions() {
-  bool isAny = false;
+// Also those that the server has not numbered yet.
+void DBusNotifier::withdrawQuestions() {
+  std::erase_if(waiting_, [](const Notice& notice) { return notice.isQuestion; });
   for (auto& [key, shown] : shown_) {
-    if (shown.notice.buttons.empty() || shown.isWithdrawn) continue;
-    isAny = true;
+    if (!shown.notice.isQuestion || shown.isWithdrawn) continue;
     shown.isWithdrawn = true;
     if (shown.id != 0) close(shown.id);
   }
-  return isAny;
 }
 
 std::map<std::string, DBusNotifier::Shown>::iterator DBusNotifier::find(std::uint32_t id) {
@@ -351,9 +362,13 @@ void DBusNotifier::onSignal(GDBusConnection*, const char* sender, const char*, c
     notifier->press(id, button);
   } else if (name == "NotificationClosed" &&
              g_variant_is_of_type(parameters, G_VARIANT_TYPE("(uu)"))) {
-    g_variant_get(parameters, "(uu)", &id, nullptr);
+    constexpr std::uint32_t byTheUser = 2;
+    std::uint32_t reason = 0;
+    g_variant_get(parameters, "(uu)", &id, &reason);
     const auto found = notifier->find(id);
-    if (found != notifier->shown_.end()) notifier->shown_.erase(found);
+    if (found == notifier->shown_.end()) return;
+    if (reason == byTheUser) found->second.isWithdrawn = true;
+    notifier->forget(found->first);
   }
 }
 

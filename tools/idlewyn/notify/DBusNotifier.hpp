@@ -48,7 +48,9 @@ class DBusNotifier final : public Notifier {
   void send(const Notice& notice);
   void noteShown(const std::string& key, std::uint32_t id);
   void close(std::uint32_t id);
-  bool withdrawQuestions();
+  void withdrawQuestions();
+  /// The server shows it no more. The next one is to, if it is a question that nobody answered.
+  void forget(const std::string& key);
   /// Calls when nothing will call back any more, or after that time.
   void whenQuiet(int milliseconds, std::function<void()> done);
   void press(std::uint32_t id, const std::string& button);
@@ -81,6 +83,7 @@ class DBusNotifier final : public Notifier {
   unsigned subscription_ = 0;
   std::set<std::string> capabilities_;
   std::map<std::string, Shown> shown_;
+  /// For the next server.
   std::vector<Notice> waiting_;
 
   LoopThread loop_;  // last: it is the first to end

@@ -22,6 +22,8 @@ struct Notice {
   std::vector<NoticeButton> buttons;
   /// Added to the body where the server has no buttons.
   std::string withoutButtons;
+  /// It is urgent, and stays until it is withdrawn.
+  bool isQuestion = false;
 };
 
 struct PressedButton {
@@ -34,7 +36,7 @@ enum class NotifierState { connecting, ready, unavailable };
 /// No call waits for the bus. Any one thread.
 class Notifier {
  public:
-  /// Takes down the notices that have buttons, for nobody is there any more to be answered.
+  /// Takes down the questions, for nobody is there any more to be answered.
   virtual ~Notifier() = default;
 
   virtual NotifierState state() const = 0;
@@ -43,7 +45,8 @@ class Notifier {
   /// Readable when the state has changed or a button was pressed, until `take`.
   virtual int descriptor() const = 0;
 
-  /// Kept while connecting; lost without a server.
+  /// Kept while connecting; lost without a server, unless it is a question: the next server is
+  /// given it, and those that the one before took with it. What the user has closed stays closed.
   virtual void show(Notice notice) = 0;
   virtual void withdraw(const std::string& key) = 0;
   /// What was pressed since; of each notice once.
