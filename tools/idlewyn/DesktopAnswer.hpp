@@ -2,8 +2,8 @@
 #pragma once
 
 #include "PromptNotices.hpp"
-#include "Records.hpp"
 #include "Relays.hpp"
+#include "SessionRecords.hpp"
 
 namespace idlewyn::command {
 

@@ -8,7 +8,7 @@
 
 #include <IdlewynKit/model/SessionTransition.hpp>
 
-#include "Records.hpp"
+#include "SessionRecords.hpp"
 #include "notify/Notifier.hpp"
 
 namespace idlewyn::command {

@@ -11,19 +11,6 @@ std::vector<AgentErrorRecord> errorRecords(
   return records;
 }
 
-AgentSession offered(AgentSession session) {
-  if (session.permission && session.permission->alwaysRule == "") {
-    session.permission->alwaysRule.reset();
-  }
-  return session;
-}
-
-std::vector<AgentSession> offered(std::vector<AgentSession> sessions) {
-  for (AgentSession& session : sessions)
-    session = offered(std::move(session));
-  return sessions;
-}
-
 ConnectionRecord::ConnectionRecord(const Connection& connection, bool wasReplaced,
                                    bool wasTrustedOnFirstUse)
     : agent(connection.provider),

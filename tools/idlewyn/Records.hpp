@@ -9,11 +9,9 @@
 #include <utility>
 #include <vector>
 
-#include <IdlewynKit/model/SessionTransition.hpp>
 #include <IdlewynKit/relay/Connection.hpp>
 
 #include "Failure.hpp"
-#include "SharedSnapshot.hpp"
 
 /// What `--json` writes: one object a line, keys in this order, optional ones left out when
 /// empty, dates as ISO 8601 in UTC with milliseconds. Nothing here can hold a secret.
@@ -56,76 +54,6 @@ struct AgentErrorRecord {
 
 std::vector<AgentErrorRecord> errorRecords(
     const std::map<AgentProvider, std::exception_ptr>& errors);
-
-/// Without a rule that is empty: `always` is not offered for it.
-AgentSession offered(AgentSession session);
-std::vector<AgentSession> offered(std::vector<AgentSession> sessions);
-
-struct TransitionRecord {
-  explicit TransitionRecord(const SessionTransition& transition)
-      : session(offered(transition.session)), from(transition.from) {}
-  explicit TransitionRecord(DecodingKey key) : session(key) {}
-
-  static constexpr auto fields() {
-    return std::tuple{field("session", &TransitionRecord::session),
-                      field("from", &TransitionRecord::from)};
-  }
-
-  AgentSession session;
-  std::optional<SessionStatus> from;
-};
-
-/// An answer that was given on the desktop while watching, and why it was not taken.
-struct WatchAnswerRecord {
-  WatchAnswerRecord(PermissionDecision decision, PromptRecord prompt)
-      : decision(decision), prompt(std::move(prompt)) {}
-  explicit WatchAnswerRecord(DecodingKey key) : prompt(key) {}
-
-  static constexpr auto fields() {
-    using R = WatchAnswerRecord;
-    return std::tuple{field("decision", &R::decision), field("prompt", &R::prompt),
-                      field("kind", &R::kind), field("message", &R::message)};
-  }
-
-  PermissionDecision decision{};
-  PromptRecord prompt;
-  std::optional<std::string> kind;
-  std::optional<std::string> message;
-};
-
-/// `sessions`; `status`, which adds the agents; and each round of `watch`, which adds transitions
-/// and, with `--notify`, answers.
-struct SessionsRecord {
-  SessionsRecord(const SessionSnapshot& snapshot, std::vector<AgentErrorRecord> errors,
-                 std::optional<std::vector<TransitionRecord>> transitions)
-      : summary(SnapshotLead(snapshot).summary()),
-        updatedAt(snapshot.updatedAt),
-        sessions(offered(snapshot.sorted())),
-        errors(std::move(errors)),
-        transitions(std::move(transitions)) {}
-  explicit SessionsRecord(DecodingKey) {}
-
-  static constexpr auto fields() {
-    using R = SessionsRecord;
-    return std::tuple{field("summary", &R::summary),
-                      field("updatedAt", &R::updatedAt),
-                      field("sessions", &R::sessions),
-                      field("errors", &R::errors),
-                      field("transitions", &R::transitions),
-                      field("answers", &R::answers),
-                      field("agents", &R::agents)};
-  }
-
-  std::string summary;
-  Date updatedAt;
-  /// In display order.
-  std::vector<AgentSession> sessions;
-  std::vector<AgentErrorRecord> errors;
-  std::optional<std::vector<TransitionRecord>> transitions;
-  std::optional<std::vector<WatchAnswerRecord>> answers;
-  /// Those of which something is known, and how old that is.
-  std::optional<std::vector<AnswerTime>> agents;
-};
 
 /// `pair` and `unpair`: a connection without its token and without user names in its address.
 struct ConnectionRecord {

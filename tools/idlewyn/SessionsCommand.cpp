@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Commands.hpp"
-#include "Records.hpp"
+#include "SessionRecords.hpp"
 #include "SessionReport.hpp"
 #include "SharedSnapshot.hpp"
 

@@ -3,7 +3,7 @@
 
 #include "Commands.hpp"
 #include "Escape.hpp"
-#include "Records.hpp"
+#include "SessionRecords.hpp"
 #include "SessionReport.hpp"
 #include "SharedSnapshot.hpp"
 #include "Table.hpp"

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "Output.hpp"
-#include "Records.hpp"
+#include "SessionRecords.hpp"
 #include "Watcher.hpp"
 
 /// What `watch` shows of what it knows.
