@@ -40,6 +40,13 @@ IOLoop::Clock::time_point deadlineAfter(std::chrono::duration<double> interval) 
          std::chrono::duration_cast<IOLoop::Clock::duration>(std::min(interval, longest));
 }
 
+bool isOverHTTP2(const SSL* ssl) {
+  const unsigned char* name = nullptr;
+  unsigned size = 0;
+  SSL_get0_alpn_selected(ssl, &name, &size);
+  return std::string_view(reinterpret_cast<const char*>(name), size) == "h2";
+}
+
 template <class... Arguments>
 void set(void* handle, CURLoption option, Arguments... arguments) {
   curl_easy_setopt(static_cast<CURL*>(handle), option, arguments...);
@@ -213,19 +220,17 @@ void Transfer::configureTLS() {
 bool Transfer::isOverSpoiltConnection(int localPort) {
   long connects = 0;
   curl_easy_getinfo(static_cast<CURL*>(handle_), CURLINFO_NUM_CONNECTS, &connects);
-  if (connects == 0) return session_->sockets().isSpoilt(localPort);
-  session_->sockets().add(localPort, openedSockets_, isOverHTTP2());
-  return false;
-}
-
-bool Transfer::isOverHTTP2() const {
   curl_tlssessioninfo* session = nullptr;
   curl_easy_getinfo(static_cast<CURL*>(handle_), CURLINFO_TLS_SSL_PTR, &session);
-  if (session == nullptr || session->internals == nullptr) return false;
-  const unsigned char* name = nullptr;
-  unsigned size = 0;
-  SSL_get0_alpn_selected(static_cast<SSL*>(session->internals), &name, &size);
-  return std::string_view(reinterpret_cast<const char*>(name), size) == "h2";
+  auto* ssl = session == nullptr ? nullptr : static_cast<SSL*>(session->internals);
+  const bool isShared = ssl != nullptr && isOverHTTP2(ssl);
+  if (connects != 0) {
+    session_->sockets().add(localPort, openedSockets_, isShared);
+    return false;
+  }
+  // What OpenSSL has read with the end of the last answer no longer shows at the socket.
+  const bool hasSurplus = ssl != nullptr && !isShared && SSL_pending(ssl) > 0;
+  return hasSurplus || session_->sockets().isSpoilt(localPort);
 }
 
 void Transfer::demandFreshConnection() {

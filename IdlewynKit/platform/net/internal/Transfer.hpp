@@ -63,7 +63,6 @@ class Transfer final : public IOLoop::Alarm, public std::enable_shared_from_this
   struct Callbacks;
   void close();
   bool isOverSpoiltConnection(int localPort);
-  bool isOverHTTP2() const;
   bool addFields();
   void chooseMethod();
   void expectBody();
