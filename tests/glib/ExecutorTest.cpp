@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -18,6 +20,21 @@
 #include <IdlewynKit/glib/Executor.hpp>
 
 #include "tests/platform/net/NetSupport.hpp"
+
+namespace {
+std::atomic<GMainContext*> slow = nullptr, slowed = nullptr;
+}
+
+// When another thread hands something over to that context, it takes its time, once.
+extern "C" __attribute__((visibility("default"))) guint g_source_attach(GSource* source,
+                                                                        GMainContext* context) {
+  if (context == slow && gettid() != getpid() && (slowed = slow.exchange(nullptr)) != nullptr) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  static const auto original =
+      reinterpret_cast<decltype(&g_source_attach)>(dlsym(RTLD_NEXT, "g_source_attach"));
+  return original(source, context);
+}
 
 namespace idlewyn::testing {
 namespace {
@@ -93,8 +110,8 @@ TEST(GLibExecutor, CarriesExchangesOnTheLoopsThread) {
 
 TEST(GLibExecutor, LetsExchangesBeCancelled) {
   RawServer server([](RawServer::Connection& connection) { connection.hang(); });
-  const Context context;
-  std::string outcome;
+  const Context context, other;
+  std::string outcome, otherOutcome;
   std::vector<std::thread::id> threads;
   asio::cancellation_signal signal;
   co_spawn(context.executor(),
@@ -108,10 +125,19 @@ TEST(GLibExecutor, LetsExchangesBeCancelled) {
     context.runUntil([&] { return !outcome.empty(); });
     std::_Exit(outcome == "-999" ? 0 : 1);
   };
+  slow = other.context;
+  co_spawn(other.executor(),
+           fetchOn(otherOutcome, threads, URLSession::ephemeral(),
+                   requestFor("http://127.0.0.1:" + std::to_string(refusedPort()))),
+           asio::detached);
+  other.runUntil([&] { return threads.size() == 2; });
+  ASSERT_TRUE(waitUntil([] { return slowed != nullptr; }));
+  // The fork comes while another exchange's outcome is handed over.
   EXPECT_EXIT(cancelInChild(), ::testing::ExitedWithCode(0), "") << "after a fork, without a loop";
   signal.emit(asio::cancellation_type::terminal);
   context.runUntil([&] { return !outcome.empty(); });
   EXPECT_EQ(outcome, "-999");
+  other.runUntil([&] { return !otherOutcome.empty(); });
 }
 
 }  // namespace

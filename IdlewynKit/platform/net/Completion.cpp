@@ -1,10 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include <IdlewynKit/platform/net/internal/Completion.hpp>
 
+#include <pthread.h>
+
+#include <mutex>
+
 #include <boost/asio/execution_context.hpp>
 
 namespace idlewyn::platform {
 namespace {
+
+// One for all registries: a fork waits until nobody holds it, or the child could not end what it
+// has inherited.
+std::mutex handingOver;
 
 // Ties the registry to the life of its context.
 class RegistryService : public boost::asio::execution_context::service {
@@ -28,6 +36,8 @@ void Completion::deliver(URLSession::Outcome outcome) {
 
 std::shared_ptr<CompletionRegistry> CompletionRegistry::of(
     boost::asio::execution_context& context) {
+  [[maybe_unused]] static const int guarded = pthread_atfork(
+      [] { handingOver.lock(); }, [] { handingOver.unlock(); }, [] { handingOver.unlock(); });
   return boost::asio::use_service<RegistryService>(context).registry;
 }
 
@@ -36,12 +46,12 @@ void CompletionRegistry::add(std::shared_ptr<CompletionRegistry> registry,
                              std::function<void()> abandon) {
   completion->abandon_ = std::move(abandon);
   completion->registry_ = registry;
-  const std::lock_guard lock(registry->mutex_);
+  const std::lock_guard lock(handingOver);
   registry->waiting_.emplace(completion.get(), completion);
 }
 
 void CompletionRegistry::deliver(Completion& completion, URLSession::Outcome outcome) {
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(handingOver);
   const auto found = waiting_.find(&completion);
   if (found == waiting_.end()) return;
   const auto kept = std::move(found->second);
@@ -52,7 +62,7 @@ void CompletionRegistry::deliver(Completion& completion, URLSession::Outcome out
 void CompletionRegistry::abandonAll() {
   decltype(waiting_) taken;
   {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(handingOver);
     taken.swap(waiting_);
   }
   // The handlers go here, on the thread that destroys the context and while it still takes

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -23,7 +24,7 @@ namespace {
 std::mutex creation;
 IOLoop* instance = nullptr;
 bool isExiting = false;
-pid_t creator = 0;
+std::atomic<pid_t> firstProcess = 0;
 
 // To wake a caller costs as much as an exchange itself, so outcomes gather while there is
 // more to do, but not for ever.
@@ -47,7 +48,14 @@ class AllSignalsBlocked {
 
 }  // namespace
 
+bool IOLoop::isOurs() noexcept {
+  const pid_t self = getpid();
+  pid_t first = 0;
+  return firstProcess.compare_exchange_strong(first, self) || first == self;
+}
+
 IOLoop* IOLoop::shared() noexcept {
+  if (!isOurs()) return nullptr;
   const std::lock_guard lock(creation);
   if (instance != nullptr) return instance;
   if (isExiting) return nullptr;
@@ -55,7 +63,6 @@ IOLoop* IOLoop::shared() noexcept {
     // Another thread may call exit() at any moment: OpenSSL must not tear itself down under us,
     // and our handler, registered before there is anything to stop, waits until we are done.
     OPENSSL_init_ssl(OPENSSL_INIT_NO_ATEXIT, nullptr);
-    creator = getpid();
     static const int registered = std::atexit(&IOLoop::stopAtExit);
     if (registered != 0 || curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) return nullptr;
     instance = new IOLoop();
@@ -65,7 +72,7 @@ IOLoop* IOLoop::shared() noexcept {
   return instance;
 }
 
-IOLoop::IOLoop() : process_(getpid()) {
+IOLoop::IOLoop() {
   epoll_ = epoll_create1(EPOLL_CLOEXEC);
   wake_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   epoll_event event{};
@@ -85,8 +92,7 @@ IOLoop::IOLoop() : process_(getpid()) {
 }
 
 void IOLoop::stopAtExit() {
-  // A forked child has no thread to stop, and its copy of the mutex may be locked for ever.
-  if (getpid() != creator) return;
+  if (!isOurs()) return;  // there is no thread to stop
   {
     const std::lock_guard lock(creation);
     isExiting = true;
@@ -103,7 +109,7 @@ void IOLoop::stopAtExit() {
 }
 
 bool IOLoop::post(Task task) {
-  if (getpid() != process_) return false;
+  if (!isOurs()) return false;
   const std::lock_guard lock(mutex_);
   if (isStopping_) return false;
   posted_.push_back(std::move(task));

@@ -57,16 +57,16 @@ struct SessionCore::Callbacks {
     std::uint32_t events = 0;
     if (what == CURL_POLL_IN || what == CURL_POLL_INOUT) events |= EPOLLIN;
     if (what == CURL_POLL_OUT || what == CURL_POLL_INOUT) events |= EPOLLOUT;
-    core.loop_->watch(socket, events, what == CURL_POLL_REMOVE ? nullptr : &core);
+    core.loop().watch(socket, events, what == CURL_POLL_REMOVE ? nullptr : &core);
     return 0;
   }
 
   static int setTimer(CURLM*, long milliseconds, void* self) {
     auto& core = *static_cast<SessionCore*>(self);
     if (milliseconds < 0) {
-      core.loop_->clear(core);
+      core.loop().clear(core);
     } else {
-      core.loop_->set(core, IOLoop::Clock::now() + std::chrono::milliseconds(milliseconds));
+      core.loop().set(core, IOLoop::Clock::now() + std::chrono::milliseconds(milliseconds));
     }
     return 0;
   }
@@ -75,27 +75,24 @@ struct SessionCore::Callbacks {
 SessionCore::SessionCore(std::shared_ptr<URLSessionDelegate> delegate)
     : delegate_(std::move(delegate)) {}
 
+// Sets the loop and then looks at `isInvalidated_`, `finishTasksAndInvalidate` the other way
+// about: at least one sees what the other has done. No lock, for a forked child's copy of it may
+// be held for ever.
 void SessionCore::submit(std::shared_ptr<Transfer> transfer) {
-  IOLoop* loop = nullptr;
-  Ending ending = Ending::cancelledBySession;
-  {
-    const std::lock_guard lock(mutex_);
-    if (!isInvalidated_) {
-      if (loop_ == nullptr) loop_ = IOLoop::shared();
-      loop = loop_;
-      if (loop == nullptr) ending = Ending::noResources;
-    }
-  }
-  if (loop != nullptr &&
-      loop->post([self = shared_from_this(), transfer] { self->start(transfer); })) {
-    return;
-  }
+  IOLoop* const loop = IOLoop::shared();
+  if (loop != nullptr) loop_ = loop;
+  const bool isPosted =
+      loop != nullptr && !isInvalidated_ &&
+      loop->post([self = shared_from_this(), transfer] { self->start(transfer); });
+  if (isPosted) return;
+  const Ending ending = loop == nullptr ? Ending::noResources : Ending::cancelledBySession;
   transfer->completion->deliver(transfer->finish(ending, CURLE_OK));
 }
 
 void SessionCore::cancel(std::shared_ptr<Transfer> transfer) {
   SessionCore& core = *transfer->session();
-  const bool isPosted = core.loop_ != nullptr && core.loop_->post([&core, transfer] {
+  IOLoop* const loop = core.loop_;
+  const bool isPosted = loop != nullptr && loop->post([&core, transfer] {
     core.end(*transfer, Ending::cancelledByCaller);
   });
   // The loop is no more, or stayed behind in the parent process.
@@ -103,15 +100,13 @@ void SessionCore::cancel(std::shared_ptr<Transfer> transfer) {
 }
 
 void SessionCore::finishTasksAndInvalidate() {
-  std::shared_ptr<URLSessionDelegate> released;
-  const std::lock_guard lock(mutex_);
-  if (isInvalidated_) return;
-  isInvalidated_ = true;
-  if (loop_ == nullptr) {
-    released = std::move(delegate_);  // no transfer was ever made
+  if (isInvalidated_.exchange(true)) return;
+  IOLoop* const loop = loop_;
+  if (loop == nullptr) {
+    delegate_.reset();  // no transfer was ever made
     return;
   }
-  loop_->post([self = shared_from_this()] {
+  loop->post([self = shared_from_this()] {
     self->isClosing_ = true;
     self->closeWhenDone();
   });
@@ -126,7 +121,7 @@ void SessionCore::start(const std::shared_ptr<Transfer>& transfer) {
   Origin& origin = origins_[transfer->origin()];
   transfer->place = origin.waiting.insert(origin.waiting.end(), transfer);
   transfer->state = Transfer::State::waiting;
-  loop_->set(*transfer, transfer->deadline());
+  loop().set(*transfer, transfer->deadline());
   launchWaiting(origin);
 }
 
@@ -153,7 +148,7 @@ void SessionCore::launchWaiting(Origin& origin) {
     transfer.state = Transfer::State::running;
     if (transfer.open() && curl_multi_add_handle(multi_, transfer.handle()) == CURLM_OK) continue;
     // Memory is short. It ends later, not in the midst of this walk through the lists.
-    loop_->post([self = shared_from_this(), kept = transfer.shared_from_this()] {
+    loop().post([self = shared_from_this(), kept = transfer.shared_from_this()] {
       self->end(*kept, Ending::noResources);
     });
   }
@@ -164,14 +159,14 @@ void SessionCore::end(Transfer& transfer, Ending ending, int curlCode) {
   const State state = std::exchange(transfer.state, State::ended);
   if (state == State::ended) return;
   const std::shared_ptr<Transfer> kept = *transfer.place;
-  loop_->clear(transfer);
+  loop().clear(transfer);
   if (transfer.handle() != nullptr) curl_multi_remove_handle(multi_, transfer.handle());
   const auto found = origins_.find(transfer.origin());
   auto& list = state == State::running ? found->second.running : found->second.waiting;
   list.erase(transfer.place);
   // Not one by one: the caller would be woken for each.
   if (finished_.empty()) {
-    loop_->whenIdle([self = shared_from_this()] { self->deliverFinished(); });
+    loop().whenIdle([self = shared_from_this()] { self->deliverFinished(); });
   }
   finished_.emplace_back(transfer.completion, transfer.finish(ending, curlCode));
   launchWaiting(found->second);
@@ -222,7 +217,7 @@ void SessionCore::closeWhenDone() {
   if (!isClosing_ || !origins_.empty()) return;
   if (multi_ != nullptr) curl_multi_cleanup(multi_);
   multi_ = nullptr;
-  loop_->clear(*this);
+  loop().clear(*this);
   delegate_.reset();
 }
 

@@ -8,6 +8,7 @@
 #include <boost/asio/this_coro.hpp>
 
 #include <IdlewynKit/platform/net/internal/Completion.hpp>
+#include <IdlewynKit/platform/net/internal/IOLoop.hpp>
 #include <IdlewynKit/platform/net/internal/PreparedRequest.hpp>
 #include <IdlewynKit/platform/net/internal/SessionCore.hpp>
 #include <IdlewynKit/platform/net/internal/Transfer.hpp>
@@ -46,7 +47,7 @@ URLError cancelledBeforeStart(const URLRequest& request) {
 asio::awaitable<URLSession::Outcome> run([[maybe_unused]] std::shared_ptr<URLSession> session,
                                          std::shared_ptr<SessionCore> core, URLRequest request) {
   const asio::cancellation_state state = co_await asio::this_coro::cancellation_state;
-  if (state.cancelled() != asio::cancellation_type::none) {
+  if (!IOLoop::isOurs() || state.cancelled() != asio::cancellation_type::none) {
     co_return cancelledBeforeStart(request);
   }
   auto prepared = prepare(std::move(request));

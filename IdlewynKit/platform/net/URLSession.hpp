@@ -59,7 +59,7 @@ class URLSession : public std::enable_shared_from_this<URLSession> {
   /// cancellation that reaches it ends the transfer at once with `cancelled`, and a coroutine
   /// that is cancelled already sends nothing; its cancellation state is left as it was. The
   /// coroutine's executor may be gone before the end: the transfer is given up then. In a forked
-  /// child of a process that has used a session, and once the process exits, every exchange
+  /// child of a process that has begun an exchange, and once the process exits, every exchange
   /// ends as `cancelled`.
   IDLEWYNKIT_EXPORT boost::asio::awaitable<HTTPResponse> data(URLRequest request);
 

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <netdb.h>
 #include <signal.h>
+#include <sys/epoll.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -36,6 +38,19 @@ extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* na
   static const auto original =
       reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
   return original(name, service, hints, result);
+}
+
+namespace {
+std::atomic<int> loopsBegun = -1;  // counted from 0, when that takes its time
+}
+
+extern "C" __attribute__((visibility("default"))) int epoll_create1(int flags) {
+  if (loopsBegun >= 0 && ++loopsBegun > 0) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  }
+  static const auto original =
+      reinterpret_cast<decltype(&epoll_create1)>(dlsym(RTLD_NEXT, "epoll_create1"));
+  return original(flags);
 }
 
 namespace idlewyn::testing {
@@ -236,6 +251,30 @@ TEST(URLSession, SurvivesTheCallersContext) {
   EXPECT_EQ(fetch(session, server.url("/")), "200 ok");
   EXPECT_TRUE(waitUntil([&] { return ended == hung.connectionCount(); }))
       << "abandoned exchanges let their connections go";
+}
+
+[[noreturn]] void forkWhileTheFirstRequestBegins() {
+  const std::string refused = "http://127.0.0.1:" + std::to_string(refusedPort());
+  const auto session = URLSession::ephemeral();
+  loopsBegun = 0;
+  std::thread first([&] { fetch(session, refused); });
+  waitUntil([] { return loopsBegun > 0; });
+  const pid_t child = fork();
+  alarm(5);
+  if (child == 0) {
+    const bool isRight =
+        fetch(session, refused) == "-999" && fetch(URLSession::ephemeral(), refused) == "-999";
+    std::_Exit(isRight ? 0 : 1);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  first.join();
+  std::_Exit(status == 0 && fetch(session, refused) == "-1004" ? 0 : 1);
+}
+
+TEST(URLSessionDeathTest, CancelsInAChildThatIsForkedWhileTheFirstRequestBegins) {
+  ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+  EXPECT_EXIT(forkWhileTheFirstRequestBegins(), ::testing::ExitedWithCode(0), "");
 }
 
 std::atomic<bool> handlerRan = false;

@@ -3,7 +3,6 @@
 
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <unordered_map>
 #include <utility>
@@ -40,7 +39,7 @@ class Completion {
 };
 
 /// The completions that wait for one execution context, which takes them down with it. Whoever
-/// delivers holds the registry's lock for as long as the context is touched, so the context
+/// delivers holds the registries' lock for as long as the context is touched, so the context
 /// can't be destroyed under the I/O thread.
 class CompletionRegistry {
  public:
@@ -54,8 +53,7 @@ class CompletionRegistry {
   void abandonAll();
 
  private:
-  std::mutex mutex_;
-  std::unordered_map<Completion*, std::shared_ptr<Completion>> waiting_;
+  std::unordered_map<Completion*, std::shared_ptr<Completion>> waiting_;  // under the lock
 };
 
 template <class Handler>

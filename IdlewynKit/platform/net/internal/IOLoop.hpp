@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -42,11 +40,16 @@ class IOLoop {
     virtual void ready(int socket, std::uint32_t events) = 0;
   };
 
-  /// The loop, made when there is none. Null when the system has no thread or descriptor left.
+  /// Whether this process is the first that asked for the loop. A child forked later must not
+  /// wait for a lock of ours: it may be held by a thread that stayed behind.
+  static bool isOurs() noexcept;
+
+  /// The loop, made when there is none. Null when the system has no thread or descriptor left,
+  /// and when the loop is another process's.
   static IOLoop* shared() noexcept;
 
   /// Runs the task on the loop's thread, in the order of posting. False, and the task is not
-  /// kept, in a process forked after the loop was made and once the process exits. Any thread.
+  /// kept, where the loop is another process's and once the process exits. Any thread.
   bool post(Task task);
 
   // The loop's thread only:
@@ -80,7 +83,6 @@ class IOLoop {
   void ringDue();
   int millisecondsToNextAlarm() const;
 
-  const pid_t process_;
   int epoll_ = -1;
   int wake_ = -1;
   std::mutex mutex_;

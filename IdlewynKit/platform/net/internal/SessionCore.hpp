@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -60,9 +60,8 @@ class SessionCore final : public IOLoop::Alarm,
   void closeWhenDone();
   void deliverFinished();
 
-  std::mutex mutex_;
-  bool isInvalidated_ = false;
-  IOLoop* loop_ = nullptr;  // set before the first transfer reaches the loop
+  std::atomic<bool> isInvalidated_ = false;
+  std::atomic<IOLoop*> loop_ = nullptr;  // set before the first transfer reaches the loop
 
   std::shared_ptr<URLSessionDelegate> delegate_;
   ConnectionSockets sockets_;
