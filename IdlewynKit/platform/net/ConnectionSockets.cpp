@@ -21,8 +21,8 @@ int localPortOf(int socket) {
 void ConnectionSockets::add(int localPort, const std::vector<int>& opened, bool isShared) {
   for (const int socket : opened) {
     if (localPortOf(socket) != localPort) continue;
-    const auto [place, isNew] = sockets_.try_emplace(localPort, Entry{socket, isShared});
-    if (!isNew && place->second.socket != socket) place->second.socket = -1;
+    remove(socket);
+    sockets_.emplace(localPort, Entry{socket, isShared});
   }
 }
 
@@ -32,7 +32,7 @@ void ConnectionSockets::remove(int socket) {
 
 bool ConnectionSockets::isSpoilt(int localPort) const {
   const auto found = sockets_.find(localPort);
-  if (found == sockets_.end() || found->second.socket < 0) return false;
+  if (found == sockets_.end() || sockets_.count(localPort) > 1) return false;
   const int signs = found->second.isShared ? POLLRDHUP : POLLRDHUP | POLLIN;
   pollfd state{found->second.socket, static_cast<short>(signs), 0};
   return poll(&state, 1, 0) == 1;  // an error or a reset counts as well

@@ -9,6 +9,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <array>
 #include <utility>
 #include <vector>
 
@@ -34,13 +35,24 @@ bool isInheritedUnixSocket(int descriptor) {
          name.ss_family == AF_UNIX;
 }
 
+// The two lowest numbers that are free; -1 where there is none.
+std::array<int, 2> freeDescriptors() {
+  std::array<int, 2> found;
+  for (int& descriptor : found)
+    descriptor = open("/", O_PATH | O_CLOEXEC);
+  for (const int descriptor : found) {
+    if (descriptor >= 0) close(descriptor);
+  }
+  return found;
+}
+
 // Programs started later would inherit the two sockets that libcurl makes for wake-ups and does
 // not tell us. A wake-up, which nobody waits for here, puts a byte between them: that tells them
 // from what other threads have opened meanwhile.
-void closeWakeupPairOnExec(CURLM* multi, int lowest) {
+void closeWakeupPairOnExec(CURLM* multi, std::array<int, 2> likely) {
   constexpr int searched = 64;
   std::vector<int> quiet;
-  for (int i = lowest; i < lowest + searched; ++i) {
+  for (int i = likely[0]; i < likely[1] + searched; ++i) {
     if (isInheritedUnixSocket(i) && !holdsBytes(i)) quiet.push_back(i);
   }
   curl_multi_wakeup(multi);
@@ -127,12 +139,11 @@ void SessionCore::start(const std::shared_ptr<Transfer>& transfer) {
 
 bool SessionCore::openMulti() {
   if (multi_ != nullptr) return true;
-  const int lowestFree = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0);
-  if (lowestFree >= 0) close(lowestFree);
+  const std::array<int, 2> likely = freeDescriptors();
   auto* multi = curl_multi_init();
   if (multi == nullptr) return false;
   multi_ = multi;
-  if (lowestFree >= 0) closeWakeupPairOnExec(multi, lowestFree);
+  closeWakeupPairOnExec(multi, likely);
   curl_multi_setopt(multi, CURLMOPT_SOCKETFUNCTION, &Callbacks::watch);
   curl_multi_setopt(multi, CURLMOPT_SOCKETDATA, this);
   curl_multi_setopt(multi, CURLMOPT_TIMERFUNCTION, &Callbacks::setTimer);

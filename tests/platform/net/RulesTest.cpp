@@ -2,8 +2,12 @@
 // What is decided before anything is sent and after everything has come.
 #include <curl/curl.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <IdlewynKit/platform/net/URLRequest.hpp>
+#include <IdlewynKit/platform/net/internal/ConnectionSockets.hpp>
 #include <IdlewynKit/platform/net/internal/PreparedRequest.hpp>
 #include <IdlewynKit/platform/net/internal/ResponseReader.hpp>
 #include <IdlewynKit/platform/net/internal/Verdict.hpp>
@@ -109,6 +113,32 @@ TEST(ResponseReader, TakesHeadAndBodyUpToTheirLimits) {
   EXPECT_FALSE(reader.takeBody("x"));
   EXPECT_TRUE(reader.takeHeadLine(std::string(ResponseReader::maximumHeadSize, 'x')));
   EXPECT_FALSE(reader.takeHeadLine("x"));
+}
+
+TEST(ConnectionSockets, TellASpoiltConnectionOnceItsPortIsNoLongerAmbiguous) {
+  sockaddr_in name{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
+  auto* const address = reinterpret_cast<sockaddr*>(&name);
+  socklen_t size = sizeof name;
+  // Datagrams show as readiness, too.
+  const int kept = socket(AF_INET, SOCK_DGRAM, 0), other = socket(AF_INET, SOCK_DGRAM, 0);
+  const int on = 1;
+  for (const int one : {kept, other}) {
+    setsockopt(one, SOL_SOCKET, SO_REUSEPORT, &on, sizeof on);
+    ASSERT_EQ(bind(one, address, size), 0);
+    ASSERT_EQ(getsockname(one, address, &size), 0);
+  }
+  const int port = ntohs(name.sin_port);
+  ConnectionSockets sockets;
+  sockets.add(port, {other}, false);
+  sockets.add(port, {kept}, false);
+  close(other);
+  ASSERT_EQ(sendto(kept, "x", 1, 0, address, size), 1);
+  EXPECT_FALSE(sockets.isSpoilt(port)) << "either may be meant";
+  sockets.remove(other);
+  EXPECT_TRUE(sockets.isSpoilt(port));
+  sockets.remove(kept);
+  EXPECT_FALSE(sockets.isSpoilt(port));
+  close(kept);
 }
 
 }  // namespace

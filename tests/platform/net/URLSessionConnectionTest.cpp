@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <openssl/ssl.h>
+#include <unistd.h>
 
 #include <set>
 #include <stdexcept>
@@ -169,12 +170,20 @@ std::set<int> inheritedDescriptors() {
 }
 
 TEST(URLSession, OpensNothingThatOtherProgramsInherit) {
-  const std::set<int> before = inheritedDescriptors();
+  std::set<int> before = inheritedDescriptors();
   RawServer server{RawServer::TLS()};
   const auto first = trustingSession(), second = trustingSession();
   EXPECT_EQ(fetch(first, server.url("/")), "200 ok");
-  EXPECT_EQ(fetch(second, server.url("/")), "200 ok");
   EXPECT_EQ(inheritedDescriptors(), before);
+  std::vector<int> filling(100);
+  for (int& descriptor : filling)
+    descriptor = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+  close(STDIN_FILENO);
+  before.erase(STDIN_FILENO);
+  EXPECT_EQ(fetch(second, server.url("/")), "200 ok");
+  EXPECT_EQ(inheritedDescriptors(), before) << "of two numbers that lie far apart";
+  for (const int descriptor : filling)
+    close(descriptor);
 }
 
 ScriptedDelegate::Script pinnedTo(Data leaf) {

@@ -23,11 +23,12 @@ class ConnectionSockets {
 
  private:
   struct Entry {
-    int socket;  // -1 where connections to different peers share a port
+    int socket;
     bool isShared;
   };
 
-  std::unordered_map<int, Entry> sockets_;
+  // Connections to different peers may have the same local port.
+  std::unordered_multimap<int, Entry> sockets_;
 };
 
 }  // namespace idlewyn::platform
