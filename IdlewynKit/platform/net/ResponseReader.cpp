@@ -36,6 +36,7 @@ bool ResponseReader::takeHeadLine(std::string_view line) {
     isInHead_ = true;
     status_ = statusOf(line);
     headers_.clear();
+    makeRoom(0);  // there may be no body
   } else if (isInHead_ && trimmed(line).empty()) {
     isInHead_ = false;
   } else if (isInHead_) {
@@ -54,6 +55,11 @@ void ResponseReader::takeField(std::string_view line) {
   headers_.emplace_back(trimmed(line.substr(0, colon)), trimmed(line.substr(colon + 1)));
 }
 
+void ResponseReader::makeRoom(std::size_t size) {
+  const std::size_t needed = body_.size() + size + spareCapacity;
+  if (body_.capacity() < needed) body_.reserve(std::max(2 * body_.capacity(), needed));
+}
+
 void ResponseReader::expectBody(std::size_t size) {
   body_.reserve(std::min(size, trustedBodySize) + spareCapacity);
 }
@@ -63,12 +69,12 @@ bool ResponseReader::takeBody(std::string_view piece) {
     body_ = std::string();
     return false;
   }
+  makeRoom(piece.size());
   body_.append(piece);
   return true;
 }
 
 HTTPResponse ResponseReader::finish() {
-  if (body_.capacity() - body_.size() < spareCapacity) body_.reserve(body_.size() + spareCapacity);
   return HTTPResponse(status_, std::move(headers_), Data::ofText(std::move(body_)));
 }
 

@@ -57,13 +57,28 @@ void set(void* handle, CURLoption option, Arguments... arguments) {
 struct Transfer::Callbacks {
   static Transfer& of(void* transfer) { return *static_cast<Transfer*>(transfer); }
 
+  // No exception may cross libcurl, which is C: where memory is short the transfer ends.
+  template <class Result, class Action>
+  static Result guarded(void* self, Ending ending, Result failure, Action action) {
+    try {
+      return action(of(self));
+    } catch (const std::bad_alloc&) {
+      of(self).ending_ = ending;
+      return failure;
+    }
+  }
+
   static curl_socket_t openSocket(void* self, curlsocktype, curl_sockaddr* address) {
     const int opened = socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
-    if (opened >= 0) {
-      of(self).openedSockets_.push_back(opened);
-      of(self).session_->loop().adopt(opened);
-    }
-    return opened;
+    const bool isKept = guarded(self, Ending::noResources, false, [&](Transfer& transfer) {
+      if (opened < 0) return true;
+      transfer.openedSockets_.push_back(opened);
+      transfer.session_->loop().adopt(opened);
+      return true;
+    });
+    if (isKept) return opened;
+    ::close(opened);
+    return CURL_SOCKET_BAD;
   }
 
   // Connections outlive the transfers that opened them.
@@ -75,50 +90,50 @@ struct Transfer::Callbacks {
   }
 
   static CURLcode newConnection(CURL*, void* sslContext, void* self) {
-    Transfer& transfer = of(self);
-    try {
+    return guarded(self, Ending::noResources, CURLE_SSL_CONNECT_ERROR, [&](Transfer& transfer) {
       transfer.trust_ =
           std::make_shared<TrustCheck>(transfer.session_->delegate(), transfer.prepared_.host);
       install(transfer.trust_, sslContext);
       return CURLE_OK;
-    } catch (const std::bad_alloc&) {
-      transfer.ending_ = Ending::noResources;
-      return CURLE_SSL_CONNECT_ERROR;
-    }
+    });
   }
 
   // Called each time that libcurl is about to send the request: when a kept connection has
   // died before a byte of the answer, or a stream was refused, it tries again by itself.
   static int aboutToSend(void* self, char*, char*, int, int localPort) {
-    Transfer& transfer = of(self);
-    if (transfer.sendings_ == 0 && transfer.isOverSpoiltConnection(localPort)) {
-      transfer.isConnectionStale_ = true;
-      set(transfer.handle_, CURLOPT_FORBID_REUSE, 1L);  // nobody else is to find it
+    return guarded(self, Ending::noResources, CURL_PREREQFUNC_ABORT, [&](Transfer& transfer) {
+      if (transfer.sendings_ == 0 && transfer.isOverSpoiltConnection(localPort)) {
+        transfer.isConnectionStale_ = true;
+        set(transfer.handle_, CURLOPT_FORBID_REUSE, 1L);  // nobody else is to find it
+        return CURL_PREREQFUNC_ABORT;
+      }
+      if (++transfer.sendings_ == 1) return CURL_PREREQFUNC_OK;
+      transfer.ending_ = Ending::wouldSendTwice;
       return CURL_PREREQFUNC_ABORT;
-    }
-    if (++transfer.sendings_ == 1) return CURL_PREREQFUNC_OK;
-    transfer.ending_ = Ending::wouldSendTwice;
-    return CURL_PREREQFUNC_ABORT;
+    });
   }
 
   static std::size_t headLine(char* text, std::size_t, std::size_t size, void* self) {
-    Transfer& transfer = of(self);
-    if (!transfer.reader_.takeHeadLine({text, size})) {
-      transfer.ending_ = Ending::headTooLarge;
-    } else if (transfer.reader_.endedHeadStatus() == 101) {
+    constexpr std::size_t none = 0;
+    return guarded(self, Ending::headTooLarge, none, [&](Transfer& transfer) {
+      if (!transfer.reader_.takeHeadLine({text, size})) {
+        transfer.ending_ = Ending::headTooLarge;
+        return none;
+      }
+      if (transfer.reader_.endedHeadStatus() != 101) return size;
       transfer.ending_ = Ending::switchedProtocols;
-    } else {
-      return size;
-    }
-    return 0;
+      return none;
+    });
   }
 
   static std::size_t body(char* bytes, std::size_t, std::size_t size, void* self) {
-    Transfer& transfer = of(self);
-    if (!transfer.hasBody_) transfer.expectBody();
-    if (transfer.reader_.takeBody({bytes, size})) return size;
-    transfer.ending_ = Ending::bodyTooLarge;
-    return 0;
+    constexpr std::size_t none = 0;
+    return guarded(self, Ending::bodyTooLarge, none, [&](Transfer& transfer) {
+      if (!transfer.hasBody_) transfer.expectBody();
+      if (transfer.reader_.takeBody({bytes, size})) return size;
+      transfer.ending_ = Ending::bodyTooLarge;
+      return none;
+    });
   }
 };
 

@@ -16,7 +16,8 @@ class ResponseReader {
  public:
   static constexpr std::size_t maximumBodySize = std::size_t{64} << 20;
   static constexpr std::size_t maximumHeadSize = std::size_t{256} << 10;
-  /// Free capacity behind a finished body, so that a parser which reads ahead needs no copy.
+  /// Free capacity behind what has come of a body, so that a parser which reads ahead needs no
+  /// copy.
   static constexpr std::size_t spareCapacity = 64;
 
   /// Takes one line of a head: a status line, a field or the blank line that ends the head.
@@ -42,6 +43,7 @@ class ResponseReader {
 
  private:
   void takeField(std::string_view line);
+  void makeRoom(std::size_t size);
 
   std::vector<std::pair<std::string, std::string>> headers_;
   std::string body_;

@@ -16,8 +16,8 @@ enum class Ending {
   deadline,
   cancelledByCaller,
   cancelledBySession,
-  noResources,  // memory or descriptors; nothing was sent
-  headTooLarge,
+  noResources,   // memory or descriptors; nothing was sent
+  headTooLarge,  // for us, or for the memory that is left; the body likewise
   bodyTooLarge,
   switchedProtocols,  // a 101 answer has no body that we could wait for
   wouldSendTwice,
