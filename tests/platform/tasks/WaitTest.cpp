@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <future>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 
+#include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
@@ -29,6 +32,20 @@ TEST(Wait, GivesTheResultOrThrowsTheExceptionOnTheCallingThread) {
   EXPECT_EQ(*wait(makeLater(7, thread)), 7);
   EXPECT_EQ(thread, std::this_thread::get_id());
   EXPECT_THROW(wait(makeLater(-1, thread)), std::runtime_error);
+}
+
+template <class T>
+asio::awaitable<T> waitOn(std::optional<asio::io_context>& context) {
+  context.emplace();
+  asio::post(co_await asio::this_coro::executor, [&] { context.reset(); });
+  co_await asio::post(*context, asio::use_awaitable);
+  co_return T();
+}
+
+TEST(Wait, TellsAnOperationThatWasDroppedFromOneThatEnded) {
+  std::optional<asio::io_context> context;
+  EXPECT_THROW(wait(waitOn<int>(context)), std::future_error);
+  EXPECT_THROW(wait(waitOn<void>(context)), std::future_error);
 }
 
 }  // namespace
