@@ -20,6 +20,8 @@ namespace idlewyn::glib {
 /// the call that hands it over. Executors keep the context alive; waiting operations do not keep
 /// the loop running. Work that the context never gets to run is destroyed with the context, on
 /// the thread that lets go of it last: iterate it until nothing is pending before you do.
+/// An exception that work lets out ends the process (std::terminate), for it can't pass through
+/// GLib; a coroutine's goes to the handler that `co_spawn` was given.
 class Executor {
  public:
   /// Null stands for the default main context.
@@ -40,7 +42,7 @@ class Executor {
     g_source_set_priority(source, G_PRIORITY_DEFAULT);
     g_source_set_callback(
         source,
-        [](gpointer data) -> gboolean {
+        [](gpointer data) noexcept -> gboolean {
           std::move (*static_cast<Owned>(data))();
           return G_SOURCE_REMOVE;
         },

@@ -52,7 +52,14 @@ struct PermissionPrompt {
   std::optional<std::string> alwaysRule;
 };
 
-enum class PermissionDecision : std::uint8_t { allow, deny, always };
+enum class PermissionDecision : std::uint8_t {
+  allow,
+  deny,
+  /// Allow, and let the agent add the prompt's `alwaysRule`, so that it won't ask for the like
+  /// again. What it means for a prompt without a rule is the relay's affair; offer it only
+  /// where there is one.
+  always
+};
 
 }  // namespace idlewyn
 

@@ -50,6 +50,11 @@ struct IDLEWYNKIT_EXPORT LiveSessionService final : SessionService {
   /// fetches end. A failed fetch contributes its error, and the fallback's sessions of its
   /// provider in place of fresh ones. Never throws, also when the caller is cancelled midway:
   /// each fetch that was cancelled then counts as failed.
+  ///
+  /// Nothing else is taken from the fallback: `updatedAt` is the time of the end, even when every
+  /// fetch failed, and sessions of providers without a connection are dropped. So give all
+  /// connections each time, not the one that changed, and at most one of each provider: of two
+  /// that fail the later error stays, and the fallback's sessions come twice.
   boost::asio::awaitable<SnapshotResult> snapshot(std::vector<Connection> connections,
                                                   SessionSnapshot fallback) const;
 

@@ -33,6 +33,7 @@ using platform::URLSession;
 /// exchange of one is a `certificateMismatch`, of any other a URLError `cancelled`. On a
 /// connection without an address nothing is sent: no sessions, false, or nothing.
 struct RelayClient {
+  /// The session must not be null.
   explicit RelayClient(std::shared_ptr<URLSession> urlSession)
       : urlSession(std::move(urlSession)) {}
 

@@ -48,6 +48,8 @@ struct IDLEWYNKIT_EXPORT RelayError : std::exception {
 
   /// The sentence for the user, UTF-8, never empty.
   std::string errorDescription() const;
+  /// The same. When `status` was assigned to after the construction, it is valid until the
+  /// thread asks another such error.
   const char* what() const noexcept override;
 
   Kind kind;
@@ -55,8 +57,13 @@ struct IDLEWYNKIT_EXPORT RelayError : std::exception {
   std::int64_t status;
 
  private:
+  using ServerText = std::array<char, 56>;
+
   RelayError(Kind kind, std::int64_t status) noexcept;
-  std::array<char, 56> serverText_{};  // made early: `what` can't fail
+  static ServerText serverText(std::int64_t httpStatus) noexcept;
+
+  std::int64_t statusOfText_;
+  ServerText serverText_;  // made early, for `what` to point to
 };
 
 /// The sentence of any error that the library throws: `errorDescription()` of a RelayError, else

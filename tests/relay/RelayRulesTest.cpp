@@ -46,6 +46,11 @@ TEST(RelayError, SentencesAreVerbatim) {
       EXPECT_EQ(rows[i].first == rows[j].first, i == j);
     }
   }
+  RelayError changed = RelayError::unauthorized();
+  changed.kind = RelayError::Kind::server;
+  EXPECT_EQ(changed.errorDescription(), "The relay returned HTTP 0.");
+  changed.status = 502;
+  EXPECT_EQ(changed.errorDescription(), "The relay returned HTTP 502.");
   EXPECT_EQ(errorDescription(std::make_exception_ptr(std::runtime_error("x"))), "x");
   EXPECT_EQ(errorDescription(nullptr), "");
 }
