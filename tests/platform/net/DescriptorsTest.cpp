@@ -1,30 +1,15 @@
 // SPDX-License-Identifier: MIT
-// What callers are told when no descriptor or no memory is left. UndefinedBehaviorSanitizer itself
-// needs descriptors (it reads memory through a pipe), so builds with it leave this program out.
+// What callers are told when no descriptor is left. UndefinedBehaviorSanitizer itself needs some
+// (it reads memory through a pipe), so builds with it leave this program out.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <new>
 
 #include "tests/platform/net/NetSupport.hpp"
-
-namespace {
-std::atomic<std::size_t> largestAllocation = SIZE_MAX;
-}
-
-void* operator new(std::size_t size) {
-  void* const memory = size > largestAllocation ? nullptr : std::malloc(size);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
-}
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace idlewyn::testing {
 namespace {
@@ -84,22 +69,6 @@ TEST(URLSessionDeathTest, BlamesNoCertificateWhenDescriptorsRunOut) {
   for (rlim_t count = 0; count < 6; ++count) {
     EXPECT_EXIT(runOutOfDescriptors(count, count % 2 == 0), ::testing::ExitedWithCode(0), "")
         << count;
-  }
-}
-
-TEST(URLSession, EndsExchangesWhoseAnswersFindNoMemory) {
-  const std::string body(std::size_t{6} << 20, 'x'), field(std::size_t{50} << 10, 'x');
-  const std::tuple<const char*, std::size_t, std::string, const char*> rows[] = {
-      {"the content", std::size_t{4} << 20, RawServer::answer(body), "-1103"},
-      {"a field of the head", std::size_t{40} << 10,
-       RawServer::answer("ok", "200 OK", "X-Filler: " + field + "\r\n"), "-1011"}};
-  for (const auto& [why, largest, answer, outcome] : rows) {
-    RawServer server(RawServer::answering(answer));
-    const auto session = URLSession::ephemeral();
-    largestAllocation = largest;
-    const std::string found = fetch(session, server.url("/"));
-    largestAllocation = SIZE_MAX;
-    EXPECT_EQ(found, outcome) << why;
   }
 }
 
