@@ -6,10 +6,7 @@
 namespace idlewyn {
 
 RelayError::RelayError(Kind errorKind, std::int64_t httpStatus) noexcept
-    : kind(errorKind),
-      status(httpStatus),
-      statusOfText_(httpStatus),
-      serverText_(serverText(httpStatus)) {}
+    : kind(errorKind), status(httpStatus), serverText_(serverText(httpStatus)) {}
 
 RelayError::ServerText RelayError::serverText(std::int64_t httpStatus) noexcept {
   ServerText text{};
@@ -24,9 +21,8 @@ const char* RelayError::what() const noexcept {
   thread_local ServerText assigned;
   switch (kind) {
     case Kind::server:
-      if (status == statusOfText_) return serverText_.data();
       assigned = serverText(status);
-      return assigned.data();
+      return assigned == serverText_ ? serverText_.data() : assigned.data();
     case Kind::invalidResponse: return "The relay sent a response Vantor doesn’t understand.";
     case Kind::unauthorized: return "The relay rejected the pairing code or token. Pair again.";
     case Kind::promptExpired: return "That permission prompt was already answered or has expired.";

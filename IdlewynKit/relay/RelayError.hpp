@@ -62,7 +62,6 @@ struct IDLEWYNKIT_EXPORT RelayError : std::exception {
   RelayError(Kind kind, std::int64_t status) noexcept;
   static ServerText serverText(std::int64_t httpStatus) noexcept;
 
-  std::int64_t statusOfText_;
   ServerText serverText_;  // made early, for `what` to point to
 };
 
