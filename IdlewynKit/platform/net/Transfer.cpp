@@ -76,9 +76,11 @@ struct Transfer::Callbacks {
       transfer.session_->loop().adopt(opened);
       return true;
     });
-    if (isKept) return opened;
-    ::close(opened);
-    return CURL_SOCKET_BAD;
+    if (!isKept) {
+      ::close(opened);
+      return CURL_SOCKET_BAD;
+    }
+    return opened;
   }
 
   // Connections outlive the transfers that opened them.
