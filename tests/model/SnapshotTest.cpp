@@ -14,16 +14,8 @@
 namespace idlewyn {
 namespace {
 
-using testing::makeSession;
-using testing::withPrompt;
+using namespace testing;
 using enum SessionStatus;
-
-std::vector<std::string> ids(const std::vector<AgentSession>& sessions) {
-  std::vector<std::string> result;
-  for (const AgentSession& session : sessions)
-    result.push_back(session.id);
-  return result;
-}
 
 TEST(SessionSnapshot, EmptyIsOneSharedConstantInTheMostDistantPast) {
   const SessionSnapshot& empty = SessionSnapshot::empty();
@@ -46,7 +38,7 @@ TEST(SessionSnapshot, CountsByStatusAndProvider) {
   EXPECT_EQ(snapshot.attentionCount(), 3);
   EXPECT_FALSE(snapshot.allFinished());
   EXPECT_EQ(SnapshotLead(snapshot), SnapshotLead(1, 1, 1, 1, 5));
-  EXPECT_EQ(ids(snapshot.sessionsFor(codex)), (std::vector<std::string>{"b", "d"}));
+  EXPECT_EQ(idsOf(snapshot.sessionsFor(codex)), (std::vector<std::string>{"b", "d"}));
 
   const SessionSnapshot resting({makeSession("e", idle), makeSession("w", waitingForInput)},
                                 Date{});
@@ -63,7 +55,7 @@ TEST(SessionSnapshot, SortsByRankThenLaterUpdateAndKeepsTheRest) {
        makeSession("tie1", finished, 100), makeSession("never", idle, nan),
        makeSession("micro", working, 1005.0000002)},
       Date{});
-  EXPECT_EQ(ids(snapshot.sorted()),
+  EXPECT_EQ(idsOf(snapshot.sorted()),
             (std::vector<std::string>{"wait", "micro", "w1005", "w1000", "minusZero", "zero",
                                       "past", "done", "tie1", "idle", "never"}));
 }
@@ -83,39 +75,41 @@ TEST(SessionSnapshot, LongListsSortAsShortOnesDo) {
       std::ranges::stable_sort(sessions, {}, [](const AgentSession& session) {
         return std::pair(sortRank(session.status), -session.updatedAt.time_since_epoch());
       });
-      EXPECT_EQ(ids(sorted), ids(sessions)) << size << " of " << dates;
+      EXPECT_EQ(idsOf(sorted), idsOf(sessions)) << size << " of " << dates;
     }
   }
 }
 
 TEST(SnapshotLead, LeadOthersAndSummaryFollowTheCounts) {
-  struct Row {
-    std::int64_t waiting, working, finished, failed, total;
-    std::int64_t count;
-    SessionStatus status;
-    std::string label, others, summary;
-  };
-  const std::vector<Row> rows{
-      {1, 2, 3, 0, 6, 1, waitingForInput, "needs you", "2 working · 3 finished",
+  using Text = std::string;
+  const std::tuple<SnapshotLead, std::int64_t, SessionStatus, Text, Text, Text> rows[] = {
+      {{1, 2, 3, 0, 6},
+       1,
+       waitingForInput,
+       "needs you",
+       "2 working · 3 finished",
        "1 needs you · 2 working · 3 finished"},
-      {2, 0, 0, 1, 3, 2, waitingForInput, "need you", "1 failed", "2 need you · 1 failed"},
-      {0, 0, 2, 1, 3, 1, failed, "failed", "2 finished", "1 failed · 2 finished"},
-      {0, 0, 0, 0, 2, 0, finished, "finished", "", "0 finished"},
-      {0, 0, 0, 0, 0, 0, finished, "sessions", "", "No sessions"},
+      {{2, 0, 0, 1, 3}, 2, waitingForInput, "need you", "1 failed", "2 need you · 1 failed"},
+      {{0, 0, 2, 1, 3}, 1, failed, "failed", "2 finished", "1 failed · 2 finished"},
+      {{0, 0, 0, 0, 2}, 0, finished, "finished", "", "0 finished"},
+      {{0, 0, 0, 0, 0}, 0, finished, "sessions", "", "No sessions"},
       // The numbers are taken as given, sums that do not fit included.
-      {0, 1, 0, 0, 0, 1, working, "working", "", "No sessions"},
-      {-1, -2, -3, -4, -5, -3, finished, "finished", "", "-3 finished"},
-      {1, 1, 1, 1, 4, 1, waitingForInput, "needs you", "1 working · 1 failed · 1 finished",
+      {{0, 1, 0, 0, 0}, 1, working, "working", "", "No sessions"},
+      {{-1, -2, -3, -4, -5}, -3, finished, "finished", "", "-3 finished"},
+      {{1, 1, 1, 1, 4},
+       1,
+       waitingForInput,
+       "needs you",
+       "1 working · 1 failed · 1 finished",
        "1 needs you · 1 working · 1 failed · 1 finished"},
   };
-  for (const Row& row : rows) {
-    const SnapshotLead lead(row.waiting, row.working, row.finished, row.failed, row.total);
-    EXPECT_EQ(lead.count, row.count) << row.summary;
-    EXPECT_EQ(lead.status, row.status) << row.summary;
-    EXPECT_EQ(lead.label, row.label) << row.summary;
-    EXPECT_EQ(lead.others, row.others) << row.summary;
-    EXPECT_EQ(lead.isEmpty, row.total == 0) << row.summary;
-    EXPECT_EQ(lead.summary(), row.summary);
+  for (const auto& [lead, count, status, label, others, summary] : rows) {
+    EXPECT_EQ(lead.count, count) << summary;
+    EXPECT_EQ(lead.status, status) << summary;
+    EXPECT_EQ(lead.label, label) << summary;
+    EXPECT_EQ(lead.others, others) << summary;
+    EXPECT_EQ(lead.isEmpty, summary == "No sessions") << others;
+    EXPECT_EQ(lead.summary(), summary);
   }
 }
 
@@ -168,11 +162,10 @@ TEST(SessionTransition, NewAndVanishedSessionsAreNoneAndListOrderIsKept) {
   const SessionSnapshot now =
       of({makeSession("c", finished), makeSession("new", waitingForInput),
           makeSession("a", waitingForInput), makeSession("b", failed), makeSession("a", finished)});
-  std::vector<std::string> found;
-  for (const auto& transition : SessionTransition::detect(before, now)) {
-    found.push_back(transition.session.id);
-  }
-  EXPECT_EQ(found, (std::vector<std::string>{"c", "a", "b", "a"}));
+  std::vector<AgentSession> found;
+  for (const auto& transition : SessionTransition::detect(before, now))
+    found.push_back(transition.session);
+  EXPECT_EQ(idsOf(found), (std::vector<std::string>{"c", "a", "b", "a"}));
   EXPECT_TRUE(SessionTransition::detect(SessionSnapshot::empty(), now).empty());
 }
 

@@ -3,6 +3,7 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <IdlewynKit/model/AgentSession.hpp>
 
@@ -25,6 +26,13 @@ inline AgentSession withPrompt(AgentSession session, std::string promptID,
                                std::string detail = "make test") {
   session.permission = makePrompt(std::move(promptID), std::move(detail));
   return session;
+}
+
+inline std::vector<std::string> idsOf(const std::vector<AgentSession>& sessions) {
+  std::vector<std::string> ids;
+  for (const AgentSession& session : sessions)
+    ids.push_back(session.id);
+  return ids;
 }
 
 }  // namespace idlewyn::testing
