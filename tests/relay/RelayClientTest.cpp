@@ -13,13 +13,7 @@
 namespace idlewyn {
 namespace {
 
-using testing::connectionTo;
-using testing::headerOf;
-using testing::liveService;
-using testing::makeSession;
-using testing::outcomeOf;
-using testing::plainHTTP;
-using testing::withPrompt;
+using namespace testing;
 
 PushTokenRegistration registration() {
   return PushTokenRegistration("device", PushTokenRegistration::Kind::activity, Data{0xAB, 0x01},
@@ -52,30 +46,25 @@ TEST(RelayClient, SendsExactlyTheRequestOfEachEndpoint) {
     for (const Operation& operation : operations())
       EXPECT_EQ(operation(connection), "ok");
     const std::string base = *prefix ? std::string("/") + prefix : "";
-    struct Row {
-      const char *method, *target, *type, *length, *body;
-    };
-    const std::vector<Row> rows{
-        {"GET", "/v1/sessions?provider=claude", "(none)", "(none)", ""},
-        {"POST", "/v1/permissions/p", "application/json", "19", R"({"decision":"deny"})"},
-        {"GET", "/v1/settings", "application/json", "(none)", ""},
-        {"POST", "/v1/settings", "application/json", "24", R"({"remoteApprovals":true})"},
-        {"POST", "/v1/push/tokens", "application/json", "80",
+    const std::string json = "application/json";
+    const std::vector<std::tuple<std::string, std::string, std::string>> expected{
+        {"GET " + base + "/v1/sessions?provider=claude", "(none)", ""},
+        {"POST " + base + "/v1/permissions/p", json, R"({"decision":"deny"})"},
+        {"GET " + base + "/v1/settings", json, ""},
+        {"POST " + base + "/v1/settings", json, R"({"remoteApprovals":true})"},
+        {"POST " + base + "/v1/push/tokens", json,
          R"({"deviceID":"device","kind":"activity","token":"ab01","environment":"sandbox"})"},
-        {"POST", "/v1/unpair", "application/json", "0", ""},
+        {"POST " + base + "/v1/unpair", json, ""},
     };
-    const auto requests = relay.requests();
-    ASSERT_EQ(requests.size(), rows.size());
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-      EXPECT_EQ(requests[i].method, rows[i].method) << rows[i].target;
-      EXPECT_EQ(requests[i].target, base + rows[i].target);
-      EXPECT_EQ(requests[i].body, rows[i].body) << rows[i].target;
-      EXPECT_EQ(headerOf(requests[i], "Authorization"), "Bearer " + connection.accessToken);
-      EXPECT_EQ(headerOf(requests[i], "Content-Type"), rows[i].type) << rows[i].target;
-      for (const char* unwanted : {"Accept", "User-Agent", "Expect"}) {
-        EXPECT_EQ(headerOf(requests[i], unwanted), "(none)") << rows[i].target;
-      }
+    std::remove_const_t<decltype(expected)> found;
+    for (const auto& request : relay.requests()) {
+      found.emplace_back(request.method + " " + request.target, headerOf(request, "Content-Type"),
+                         request.body);
+      EXPECT_EQ(headerOf(request, "Authorization"), "Bearer " + connection.accessToken);
+      for (const char* unwanted : {"Accept", "User-Agent", "Expect"})
+        EXPECT_EQ(headerOf(request, unwanted), "(none)") << request.target;
     }
+    EXPECT_EQ(found, expected);
   }
 }
 
@@ -175,7 +164,6 @@ TEST(RelayClient, WithoutAnAddressNothingIsSent) {
   EXPECT_TRUE(wait(relay.sessions(demo)).empty());
   EXPECT_FALSE(wait(relay.remoteApprovals(demo)));
   EXPECT_FALSE(wait(relay.setRemoteApprovals(true, demo)));
-  EXPECT_EQ(wait(service.sessions(demo)).size(), 2u);
   EXPECT_TRUE(wait(service.setRemoteApprovals(true, demo)));
   EXPECT_FALSE(wait(service.remoteApprovals(demo)));
   for (const Operation& operation : operations())

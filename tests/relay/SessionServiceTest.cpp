@@ -23,21 +23,10 @@ namespace {
 namespace asio = boost::asio;
 using namespace std::chrono_literals;
 using asio::cancellation_type;
-using testing::connectionTo;
-using testing::errorText;
-using testing::liveService;
-using testing::makeSession;
-using testing::plainHTTP;
+using namespace testing;
 
 const auto claude = AgentProvider::claude;
 const auto codex = AgentProvider::codex;
-
-std::vector<std::string> ids(const SnapshotResult& result) {
-  std::vector<std::string> found;
-  for (const AgentSession& session : result.snapshot.sessions)
-    found.push_back(session.id);
-  return found;
-}
 
 SessionSnapshot fallback() {
   return SessionSnapshot(
@@ -77,7 +66,8 @@ TEST(Snapshot, AFailedFetchGivesItsErrorAndTheFallbacksSessions) {
   EXPECT_THROW(std::rethrow_exception(result.errors.at(codex)), URLError);
 
   // All failed: only the sessions of providers with a connection stay.
-  EXPECT_EQ(ids(take({lost})), (std::vector<std::string>{"oldCodex1", "oldCodex2"}));
+  EXPECT_EQ(idsOf(take({lost}).snapshot.sessions),
+            (std::vector<std::string>{"oldCodex1", "oldCodex2"}));
   // Two connections of one provider: one error, the fallback once for each.
   const SnapshotResult twice = take({lost, lost});
   EXPECT_EQ(twice.errors.size(), 1u);
@@ -91,7 +81,7 @@ TEST(Snapshot, MergesInTheOrderInWhichFetchesEndTheLatestErrorCounting) {
                     makeSession("fast1", SessionStatus::idle, 0, codex)});
   slow.setFault("*", sandbox::Fault::delay(0.3));
   const SnapshotResult result = take({connectionTo(slow, claude), connectionTo(fast, codex)});
-  EXPECT_EQ(ids(result), (std::vector<std::string>{"fast2", "fast1", "slow"}));
+  EXPECT_EQ(idsOf(result.snapshot.sessions), (std::vector<std::string>{"fast2", "fast1", "slow"}));
   EXPECT_TRUE(result.errors.empty());
 
   slow.respondWith("*", 401, "");
