@@ -53,17 +53,15 @@ TEST(QRCode, DrawsEveryModuleOfTheCodeInsideItsQuietZone) {
   QRcode* code = QRcode_encodeString8bit(text.c_str(), 0, QR_ECLEVEL_L);
   ASSERT_NE(code, nullptr);
   const int end = code->width + 4;
+  const auto isLight = [&](int x, int y) {
+    const bool isInside = std::min(x, y) >= 0 && std::max(x, y) < code->width;
+    const bool isDark = isInside && (code->data[y * code->width + x] & 1) != 0;
+    return y < end && !isDark ? 1u : 0u;
+  };
   std::string expected;
   for (int y = -4; y < end; y += 2, expected += '\n') {
-    for (int x = -4; x < end; ++x) {
-      unsigned light = 0;
-      for (int row = y; row < y + 2 && row < end; ++row) {
-        const bool isInside = std::min(x, row) >= 0 && std::max(x, row) < code->width;
-        const bool isDark = isInside && (code->data[row * code->width + x] & 1) != 0;
-        if (!isDark) light |= row == y ? 1 : 2;
-      }
-      expected += std::array{" ", "▀", "▄", "█"}[light];
-    }
+    for (int x = -4; x < end; ++x)
+      expected += std::array{" ", "▀", "▄", "█"}[isLight(x, y) + 2 * isLight(x, y + 1)];
   }
   QRcode_free(code);
   EXPECT_EQ(qrCode(text), expected);
