@@ -137,15 +137,16 @@ class WebServerTest(ExampleTest):
             text = text.replace(old, new)
         return text
 
-    def serve(self, command):
+    def check(self, name, frame, *command):
+        """Its lines, in a frame of other settings, serve a relay."""
+        relay, port = self.enterContext(Relay("--http", "--prefix", "relay")), free_port()
+        lines = self.lines(name, port, relay.address.split("/")[2])
+        (self.home / name).write_text(frame % lines)
         process = subprocess.Popen(command, env={**self.environment,
                                                  "XDG_DATA_HOME": str(self.home)},
                                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self.addCleanup(process.wait)
         self.addCleanup(process.terminate)
-        return process
-
-    def check(self, port, relay):
         base = f"https://localhost:{port}/relay"
         deadline = time.monotonic() + 20
         while subprocess.run(["curl", "-sk", "-o", os.devnull, base]).returncode:
@@ -161,30 +162,20 @@ class WebServerTest(ExampleTest):
 
 class Nginx(WebServerTest):
     def test_nginx(self):
-        with Relay("--http", "--prefix", "relay") as relay:
-            port = free_port()
-            kinds = "".join(f"{kind}_temp_path {self.home}/{kind};\n" for kind in
-                            ("client_body", "proxy", "fastcgi", "uwsgi", "scgi"))
-            server = self.lines("nginx.conf", port, relay.address.split("/")[2])
-            (self.home / "nginx.conf").write_text(
-                f"daemon off; pid {self.home}/nginx.pid; events {{}}\n"
-                f"http {{ access_log off;\n{kinds}{server}}}\n")
-            self.serve([shutil.which("nginx", path=os.environ["PATH"] + ":/usr/sbin"),
-                        "-p", self.home, "-c", "nginx.conf", "-e", "error.log"])
-            self.check(port, relay)
+        kinds = "".join(f"{kind}_temp_path {self.home}/{kind};\n" for kind in
+                        ("client_body", "proxy", "fastcgi", "uwsgi", "scgi"))
+        self.check("nginx.conf", f"daemon off; pid {self.home}/nginx.pid; events {{}}\n"
+                                 f"http {{ access_log off;\n{kinds}%s}}\n",
+                   shutil.which("nginx", path=os.environ["PATH"] + ":/usr/sbin"),
+                   "-p", self.home, "-c", "nginx.conf", "-e", "error.log")
 
 
 if os.environ.get("IDLEWYN_CADDY"):
     class Caddy(WebServerTest):
         def test_caddy(self):
-            with Relay("--http", "--prefix", "relay") as relay:
-                port = free_port()
-                server = self.lines("Caddyfile", port, relay.address.split("/")[2])
-                (self.home / "Caddyfile").write_text(
-                    "{\n\tadmin off\n\tauto_https disable_redirects\n}\n" + server)
-                self.serve(["caddy", "run", "--adapter", "caddyfile",
-                            "--config", str(self.home / "Caddyfile")])
-                self.check(port, relay)
+            self.check("Caddyfile", "{\n\tadmin off\n\tauto_https disable_redirects\n}\n%s",
+                       "caddy", "run", "--adapter", "caddyfile",
+                       "--config", str(self.home / "Caddyfile"))
 
 
 class Desktop(ExampleTest):
