@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <string>
-#include <vector>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -12,10 +12,7 @@ namespace {
 
 // Which characters are hidden, and that nothing is lost, is tried by fuzzing.
 TEST(Escape, WritesOutWhatWouldDeceiveOrNotBeSeen) {
-  struct Row {
-    std::string given, shown, reason;
-  };
-  const std::vector<Row> rows{
+  const std::tuple<std::string, std::string, const char*> rows[] = {
       {"make test", "make test", "plain text stays"},
       {"naïve 日本 🙂", "naïve 日本 🙂", "so does every visible script"},
       {"a\nb\tc\rd", "a\\nb\\tc\\rd", "line ends can't fake another line"},
@@ -32,8 +29,8 @@ TEST(Escape, WritesOutWhatWouldDeceiveOrNotBeSeen) {
        "a\\x{FF}b\\x{C3}", "bytes that are not UTF-8, a cut sequence too"},
       {"\xc0\xaf\xed\xa0\x80", "\\x{C0}\\x{AF}\\x{ED}\\x{A0}\\x{80}", "overlong, a surrogate"},
   };
-  for (const Row& row : rows)
-    EXPECT_EQ(escaped(row.given), row.shown) << row.reason;
+  for (const auto& [given, shown, reason] : rows)
+    EXPECT_EQ(escaped(given), shown) << reason;
 }
 
 TEST(Escape, KeepsJSONTheSameDocument) {
@@ -42,12 +39,7 @@ TEST(Escape, KeepsJSONTheSameDocument) {
 }
 
 TEST(DisplayWidth, CountsColumnsAndNotBytes) {
-  struct Row {
-    std::string text;
-    std::size_t width;
-    std::string reason;
-  };
-  const std::vector<Row> rows{
+  const std::tuple<const char*, std::size_t, const char*> rows[] = {
       {"", 0, "nothing"},
       {"naïve", 5, "two bytes, one column"},
       {"nai\xcc\x88ve", 5, "a combining mark has no column"},
@@ -57,8 +49,8 @@ TEST(DisplayWidth, CountsColumnsAndNotBytes) {
       {"\U0001FAE9", 2, "also one that is newer than the library that knows them"},
       {"का", 2, "a mark that stands beside its letter"},
   };
-  for (const Row& row : rows)
-    EXPECT_EQ(displayWidth(row.text), row.width) << row.reason;
+  for (const auto& [text, width, reason] : rows)
+    EXPECT_EQ(displayWidth(text), width) << reason;
 }
 
 }  // namespace

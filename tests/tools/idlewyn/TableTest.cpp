@@ -72,13 +72,8 @@ TEST(Table, GivesWayUntilARowFits) {
 }
 
 TEST(Screen, BreaksTextIntoRowsThatFitWithoutLosingAnything) {
-  struct Row {
-    std::string text;
-    std::size_t columns;
-    std::vector<std::string> rows;
-    std::string reason;
-  };
-  const std::vector<Row> table{
+  using Rows = std::vector<std::string>;
+  const std::tuple<std::string, std::size_t, Rows, const char*> table[] = {
       {"", 10, {""}, "an empty line is a row"},
       {"a\n\nb", 10, {"a", "", "b"}, "so is one in the midst"},
       {"abcdef", 3, {"abc", "def"}, "just full rows have no empty one behind"},
@@ -89,8 +84,8 @@ TEST(Screen, BreaksTextIntoRowsThatFitWithoutLosingAnything) {
       {"\x1b[31", 2, {"\x1b[", "31"}, "what is no code is text"},
       {"abc", 0, {"a", "b", "c"}, "a terminal of no width"},
   };
-  for (const Row& row : table)
-    EXPECT_EQ(rowsOf(row.text, row.columns), row.rows) << row.reason;
+  for (const auto& [text, columns, rows, reason] : table)
+    EXPECT_EQ(rowsOf(text, columns), rows) << reason;
   EXPECT_EQ(widthOfRow("\x1b[1;33mab日\x1b[0m"), 4u);
 }
 

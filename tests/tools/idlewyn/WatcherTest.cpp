@@ -43,8 +43,6 @@ struct WatcherTest : ::testing::Test {
     now += std::chrono::duration_cast<Watcher::Time::duration>(Seconds(seconds));
   }
 
-  const SnapshotResult both =
-      answer({session(claude, SessionStatus::working), session(codex, SessionStatus::working)});
   double random = 1;
   Watcher watcher{Seconds(5), [this] { return random; }};
   Watcher::Time now{std::chrono::hours(1)};
@@ -107,8 +105,10 @@ TEST_F(WatcherTest, BeginsWithWhatWasSeenBeforeOfWhoIsPaired) {
   EXPECT_EQ(later.lastSeen().answered.at(claude), Date{});
 }
 
-TEST_F(WatcherTest, AsksARelayThatRefusesOnlyAfterAnotherPairing) {
+TEST_F(WatcherTest, AsksARelayThatRefusesOnlyAfterAnotherPairingWhichBeginsEmpty) {
   watcher.follow({paired(claude)});
+  watcher.take(answer({session(claude, SessionStatus::working)}), now, now);
+  pass(wait());
   watcher.take(failure(claude, RelayError::unauthorized(), watcher.snapshot()), now, now);
   EXPECT_FALSE(watcher.next());
   watcher.hasten(claude, now);
@@ -118,12 +118,6 @@ TEST_F(WatcherTest, AsksARelayThatRefusesOnlyAfterAnotherPairing) {
   watcher.follow({paired(claude, "another")});
   EXPECT_EQ(watcher.due(now).size(), 1u);
   EXPECT_TRUE(watcher.errors().empty());
-}
-
-TEST_F(WatcherTest, ForgetsTheSessionsOfWhoIsNoLongerPaired) {
-  watcher.follow({paired(claude), paired(codex)});
-  watcher.take(both, now, now);
-  watcher.follow({paired(claude, "another")});
   EXPECT_TRUE(watcher.snapshot().sessions.empty());
 }
 

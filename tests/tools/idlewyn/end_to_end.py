@@ -137,8 +137,9 @@ class Sessions(CommandTest):
             self.run_command("sessions", "--agent", "codex", status=status)
             other.heal()
         one.stop()
-        other.stop()
-        self.run_command("sessions", status=20, lacks="No sessions")
+        for fault, status in (("status=401", 3), ("close", 20)):  # all fail, alike or not
+            other.fault("v1/sessions", fault)
+            self.run_command("sessions", status=status, lacks="No sessions")
         self.run_command("allow", "p", status=20)
 
     def test_hostile_texts_are_whole_and_harmless(self):
