@@ -5,7 +5,6 @@
 
 Needs a display and a session bus.
 """
-import json
 import os
 import pathlib
 import struct
@@ -177,8 +176,7 @@ class DashboardTest(unittest.TestCase):
                    "one Tab leads to the first answer")
         self.press("space")
         eventually(self.relay.decisions, "the relay has the answer")
-        answers = [json.loads(body) for _, body in self.relay.decisions()]
-        self.assertEqual(answers, [{"decision": "allow"}])
+        self.assertEqual([body for _, body in self.relay.decisions()], ['{"decision":"allow"}'])
         eventually(lambda: self.says("Allowed"), "it is said")
 
     def test_3_a_failing_agent_is_told_and_its_cards_stay(self):
@@ -189,14 +187,11 @@ class DashboardTest(unittest.TestCase):
         self.assertRegex(" ".join(names), r"Last seen \d+\W*s\w* ago", "the age of what is shown")
 
     def test_3_a_key_fetches_at_once(self):
-        def fetches():
-            return self.relay.asked().count("/v1/sessions?provider=claude")
-
-        before = fetches()
-        eventually(lambda: fetches() > before, "a fetch; the next by itself is 3 s away")
-        before = fetches()
+        before = self.relay.rounds()
+        eventually(lambda: self.relay.rounds() > before, "a fetch; the next by itself is 3 s away")
+        before = self.relay.rounds()
         self.press("F5")
-        eventually(lambda: fetches() > before, "another", 1.5)
+        eventually(lambda: self.relay.rounds() > before, "another", 1.5)
 
     def test_4_night_is_a_switch_that_the_keyboard_reaches(self):
         eventually(lambda: self.named("check box", "Night"), "the switch")
