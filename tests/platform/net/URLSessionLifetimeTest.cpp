@@ -108,13 +108,7 @@ TEST(URLSessionCancellation, OfEveryTypeEndsTheExchangeAtEveryStage) {
     ++ended;
   });
   using Type = asio::cancellation_type;
-  struct Row {
-    const char* stage;
-    Type type;
-    std::string address;
-    std::function<bool()> isUnderWay;
-  };
-  const Row rows[] = {
+  const std::tuple<const char*, Type, std::string, std::function<bool()>> rows[] = {
       {"looking the name up", Type::terminal, "http://slow.example/", [] { return true; }},
       {"shaking hands", Type::total, handshake.url("/"),
        [&] { return handshake.waitForConnections(1); }},
@@ -122,11 +116,11 @@ TEST(URLSessionCancellation, OfEveryTypeEndsTheExchangeAtEveryStage) {
        [&] { return answerless.waitForRequests(1); }},
       {"receiving", Type::terminal, halfway.url("/"), [&] { return halfway.waitForRequests(1); }},
   };
-  for (const Row& row : rows) {
-    const Report report = cancelWhen(row.isUnderWay, row.address, row.type);
-    EXPECT_EQ(report.outcome, "-999") << row.stage;
-    EXPECT_TRUE(report.throwsIfCancelled) << row.stage;
-    EXPECT_EQ(report.cancelled, row.type) << row.stage;
+  for (const auto& [stage, type, address, isUnderWay] : rows) {
+    const Report report = cancelWhen(isUnderWay, address, type);
+    EXPECT_EQ(report.outcome, "-999") << stage;
+    EXPECT_TRUE(report.throwsIfCancelled) << stage;
+    EXPECT_EQ(report.cancelled, type) << stage;
   }
   EXPECT_TRUE(waitUntil([&] { return ended == 2; }))
       << "the connections of cancelled exchanges are closed";
