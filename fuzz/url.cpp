@@ -68,6 +68,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto url = URL::parse(input.substr(0, end));
   if (!url) return 0;
   fuzz::require(url->text() == input.substr(0, end) && joined(*url) == url->text());
+  fuzz::require(std::ranges::all_of(url->text(), [](char c) {
+    return c > ' ' && c < 0x7F && std::string_view("\"<>\\^`{|}").find(c) == std::string_view::npos;
+  }));
   checkAdditions(*url, input.substr(std::min(end + 1, input.size())));
   return 0;
 }

@@ -164,6 +164,7 @@ bool isIPv6(std::string_view text) {
       text.remove_prefix(2);
       continue;
     }
+    if (!text.starts_with(':')) return false;
     text.remove_prefix(1);
     if (text.empty()) return false;  // a single ":" at the end
   }

@@ -76,6 +76,8 @@ TEST(URL, refusesWhatTheSyntaxDoesNotAllow) {
       {"http://[::1.2.3.04]", "a zero before"},
       {"http://[::1.2.3.4:1]", "an IPv4 address not at the end"},
       {"http://[fe80::1%25eth0]", "a zone"},
+      {"http://[1::2 3]", "groups of an address parted by a space"},
+      {"http://@[2::1@E]", "groups of an address parted by a sign that ends a user"},
       {"http://[vg.a]", "no version"},
       {"http://h/[", "a bracket in the path"},
       {"http://h/^`{|}", "characters of no URL"},
