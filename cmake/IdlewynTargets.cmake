@@ -69,8 +69,6 @@ function(idlewyn_test name)
   target_link_libraries(${name} PRIVATE idlewyn_core_static idlewyn_flags GTest::gtest_main
                         ${ARG_LINKS})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
-  target_compile_definitions(${name} PRIVATE
-    IDLEWYN_TEST_DATA="${PROJECT_SOURCE_DIR}/tests/data")
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 60)
   endif()
