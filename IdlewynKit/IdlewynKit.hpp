@@ -13,6 +13,7 @@
 #include <IdlewynKit/model/SessionTransition.hpp>
 #include <IdlewynKit/platform/bundle/Bundle.hpp>
 #include <IdlewynKit/platform/tasks/Wait.hpp>
+#include <IdlewynKit/platform/text/DisplayText.hpp>
 #include <IdlewynKit/push/PushGatewayClient.hpp>
 #include <IdlewynKit/relay/LiveSessionService.hpp>
 #include <IdlewynKit/relay/PairingLink.hpp>
@@ -28,6 +29,9 @@ namespace idlewyn {
 using platform::Bundle;
 using platform::Data;
 using platform::DateClock;
+using platform::displayBlock;
+using platform::displayJSON;
+using platform::displayLine;
 using platform::HTTPResponse;
 using platform::URLError;
 using platform::URLErrorCode;

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Shows the longer checks (lint, reference, benchmarks, coverage) a clean tree and planted faults.
+"""Shows the longer checks (lint, reference, benchmarks, coverage, tables) a clean tree and planted faults.
 
-    run_scripts.py ROOT CHECK ...      of lint, docs, bench, coverage
+    run_scripts.py ROOT CHECK ...      of lint, docs, bench, coverage, tables
 
 Each is the script that developers run, in a small tree of its own.
 """
@@ -43,6 +43,7 @@ COVERAGE = {
     "docs/coverage.md": "| `a/One.cpp` | `fail()` | nothing fails |\n",
     "data": "SF:{root}/IdlewynKit/a/One.cpp\nDA:1,4\nDA:2,0\nDA:3,4\nDA:4,4\n",
 }
+INC = "IdlewynKit/platform/text/internal/UnicodeTables.inc"
 SERVICE, NOTHING = "IdlewynKit/relay/SessionService.hpp", None
 TREES = {  # the files of a clean tree, what is copied from the repository, the command
     "lint": (LINT, ["dev", ".clang-format", ".clang-tidy"], ["./dev", "lint"]),
@@ -52,6 +53,8 @@ TREES = {  # the files of a clean tree, what is copied from the repository, the 
               ["benchmarks/run", "build", "--check"]),
     "coverage": (COVERAGE, ["tools/dev/coverage_report.py"],
                  [sys.executable, "tools/dev/coverage_report.py", ".", "data"]),
+    "tables": ({}, ["tools/dev/make_text_tables.py", INC],
+               [sys.executable, "tools/dev/make_text_tables.py", ".", "--check"]),
 }
 PLANTED = [  # (tree, file, what it holds instead, status, what the report says)
     ("lint", NOTHING, "", 0, ""),
@@ -73,6 +76,10 @@ PLANTED = [  # (tree, file, what it holds instead, status, what the report says)
     ("coverage", "docs/coverage.md", "", 1, "a/One.cpp:2: fail();"),
     ("coverage", "data", COVERAGE["data"].replace("DA:2,0", "DA:2,1"), 1, "no uncovered line"),
     ("coverage", "data", "", 1, "there is no line of IdlewynKit/"),
+    ("tables", NOTHING, "", 0, "text tables: "),
+    ("tables", INC, (ROOT / INC).read_text().replace("0x1F468", "0x1F469", 1), 1, "run it"),
+    ("tables", INC, "", 1, "run it"),
+    ("tables", INC, "// from Unicode 1.0;", 0, "not compared"),
 ]
 
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
-#include <array>
 #include <cstdint>
 
 #include <utf8proc.h>
 
 #include <IdlewynKit/platform/text/Unicode.hpp>
+#include <IdlewynKit/platform/text/internal/Scalars.hpp>
 
 namespace idlewyn::platform {
 namespace {
@@ -40,12 +40,6 @@ bool isASCII(std::string_view text) {
                      [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
-void appendScalar(utf8proc_int32_t value, std::string& text) {
-  std::array<utf8proc_uint8_t, 4> bytes{};
-  const auto length = utf8proc_encode_char(value, bytes.data());
-  text.append(reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(length));
-}
-
 bool isSpace(utf8proc_int32_t value) {
   return value == '\t' || utf8proc_category(value) == UTF8PROC_CATEGORY_ZS;
 }
@@ -63,7 +57,7 @@ std::string lowercased(std::string_view text) {
       continue;
     }
     const Scalar scalar = firstScalar(text);
-    appendScalar(utf8proc_tolower(scalar.value), lower);
+    appendScalar(static_cast<char32_t>(utf8proc_tolower(scalar.value)), lower);
     text.remove_prefix(scalar.length);
   }
   return lower;
