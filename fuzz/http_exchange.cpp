@@ -36,7 +36,7 @@ void readResponse(std::string_view text) {
   while (!text.empty()) {
     const std::string_view line = text.substr(0, text.find('\n') + 1);
     if (line.empty()) break;
-    if (!reader.takeHeadLine(line)) return;
+    if (reader.takeHeadLine(line) != HeadFault::none) return;
     text.remove_prefix(line.size());
   }
   const bool isComplete = reader.endedHeadStatus() != 0;

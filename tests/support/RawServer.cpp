@@ -100,8 +100,10 @@ TestCertificate::TestCertificate(const Shape& shape)
   X509_set_pubkey(certificate, key);
   addExtension(certificate, NID_basic_constraints,
                shape.isAuthority ? "critical,CA:TRUE" : "critical,CA:FALSE");
-  addExtension(certificate, NID_subject_alt_name,
-               (isAddress(shape.host) ? "IP:" : "DNS:") + shape.host);
+  if (shape.hasAlternativeName) {
+    addExtension(certificate, NID_subject_alt_name,
+                 (isAddress(shape.host) ? "IP:" : "DNS:") + shape.host);
+  }
   const TestCertificate& issuer = shape.issuer != nullptr ? *shape.issuer : *this;
   X509_set_issuer_name(certificate,
                        X509_get_subject_name(static_cast<X509*>(issuer.certificate())));

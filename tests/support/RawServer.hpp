@@ -48,6 +48,8 @@ class TestCertificate {
     /// Self-signed when null.
     const TestCertificate* issuer = nullptr;
     bool isAuthority = false;
+    /// Whether the host stands among the alternative names, and not in the subject alone.
+    bool hasAlternativeName = true;
   };
 
   explicit TestCertificate(const Shape& shape);

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include <IdlewynKit/platform/net/internal/HTTPSyntax.hpp>
+
 namespace idlewyn::platform {
 namespace {
 
@@ -24,13 +26,30 @@ int statusOf(std::string_view line) {
   return static_cast<int>(status);
 }
 
+// The elements of a list that is separated by commas, empty ones left out.
+std::vector<std::string_view> elementsOf(std::string_view list) {
+  std::vector<std::string_view> elements;
+  while (!list.empty()) {
+    const auto end = std::min(list.find(','), list.size());
+    if (const auto element = trimmed(list.substr(0, end)); !element.empty()) {
+      elements.push_back(element);
+    }
+    list.remove_prefix(std::min(end + 1, list.size()));
+  }
+  return elements;
+}
+
+bool changesContent(std::string_view coding) {
+  return !equalIgnoringCase(coding, "identity") && !equalIgnoringCase(coding, "chunked");
+}
+
 bool isInterim(int status) { return status / 100 == 1 && status != 101; }
 
 }  // namespace
 
-bool ResponseReader::takeHeadLine(std::string_view line) {
+HeadFault ResponseReader::takeHeadLine(std::string_view line) {
   headSize_ += line.size();
-  if (headSize_ > maximumHeadSize) return false;
+  if (headSize_ > maximumHeadSize) return HeadFault::tooLarge;
   const bool mayBegin = !isInHead_ && (status_ == 0 || isInterim(status_));
   if (mayBegin && line.starts_with("HTTP/")) {
     isInHead_ = true;
@@ -39,10 +58,29 @@ bool ResponseReader::takeHeadLine(std::string_view line) {
     makeRoom(0);  // there may be no body
   } else if (isInHead_ && trimmed(line).empty()) {
     isInHead_ = false;
+    return examineFields();
   } else if (isInHead_) {
     takeField(line);
   }
-  return true;
+  return HeadFault::none;
+}
+
+HeadFault ResponseReader::examineFields() {
+  for (const auto& [name, value] : headers_) {
+    if (equalIgnoringCase(name, "Content-Encoding") ||
+        equalIgnoringCase(name, "Transfer-Encoding")) {
+      const auto codings = elementsOf(value);
+      codings_ +=
+          static_cast<std::size_t>(std::count_if(codings.begin(), codings.end(), changesContent));
+      if (codings_ > 1) return HeadFault::layeredCodings;
+    } else if (equalIgnoringCase(name, "Content-Length")) {
+      for (const std::string_view length : elementsOf(value)) {
+        if (!length_) length_ = length;
+        if (length != *length_) return HeadFault::unequalLengths;
+      }
+    }
+  }
+  return HeadFault::none;
 }
 
 void ResponseReader::takeField(std::string_view line) {

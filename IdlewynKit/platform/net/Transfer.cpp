@@ -47,6 +47,17 @@ bool isOverHTTP2(const SSL* ssl) {
   return std::string_view(reinterpret_cast<const char*>(name), size) == "h2";
 }
 
+// Of a head that ends the transfer; without a fault it is one that switches protocols.
+Ending endingOf(HeadFault fault) {
+  switch (fault) {
+    case HeadFault::tooLarge: return Ending::headTooLarge;
+    case HeadFault::layeredCodings: return Ending::layeredCodings;
+    case HeadFault::unequalLengths: return Ending::unequalLengths;
+    case HeadFault::none: break;
+  }
+  return Ending::switchedProtocols;
+}
+
 template <class... Arguments>
 void set(void* handle, CURLoption option, Arguments... arguments) {
   curl_easy_setopt(static_cast<CURL*>(handle), option, arguments...);
@@ -118,12 +129,9 @@ struct Transfer::Callbacks {
   static std::size_t headLine(char* text, std::size_t, std::size_t size, void* self) {
     constexpr std::size_t none = 0;
     return guarded(self, Ending::headTooLarge, none, [&](Transfer& transfer) {
-      if (!transfer.reader_.takeHeadLine({text, size})) {
-        transfer.ending_ = Ending::headTooLarge;
-        return none;
-      }
-      if (transfer.reader_.endedHeadStatus() != 101) return size;
-      transfer.ending_ = Ending::switchedProtocols;
+      const HeadFault fault = transfer.reader_.takeHeadLine({text, size});
+      if (fault == HeadFault::none && transfer.reader_.endedHeadStatus() != 101) return size;
+      transfer.ending_ = endingOf(fault);
       return none;
     });
   }

@@ -67,7 +67,9 @@ ServerTrust presentedBy(X509_STORE_CTX* context) {
 bool expectHost(X509_VERIFY_PARAM* parameters, std::string host) {
   if (X509_VERIFY_PARAM_set1_ip_asc(parameters, host.c_str()) == 1) return true;
   if (host.ends_with('.')) host.pop_back();
-  X509_VERIFY_PARAM_set_hostflags(parameters, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
+  // The subject's common name is no host name (RFC 9525, section 2).
+  X509_VERIFY_PARAM_set_hostflags(
+      parameters, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS | X509_CHECK_FLAG_NEVER_CHECK_SUBJECT);
   return X509_VERIFY_PARAM_set1_host(parameters, host.data(), host.size()) == 1;
 }
 

@@ -33,9 +33,11 @@ std::optional<Verdict> verdictOfEnding(Ending ending) {
     case Ending::cancelledBySession:
       return error(URLErrorCode::cancelled, "The session was invalidated.");
     case Ending::noResources: return noResources;
-    case Ending::headTooLarge: return badResponse;
+    case Ending::headTooLarge:
+    case Ending::unequalLengths: return badResponse;
     case Ending::bodyTooLarge:
       return error(URLErrorCode::dataLengthExceedsMaximum, "The server's answer is too large.");
+    case Ending::layeredCodings:
     case Ending::switchedProtocols: return answer;
     case Ending::wouldSendTwice: return connectionLost;
   }

@@ -28,6 +28,8 @@ TEST(DefaultHandling, WantsAKnownIssuerADateInRangeAndTheHost) {
       {"another name", Shape{"relay.example", -1, 1, &authority}, "localhost", "-1202"},
       {"expired", Shape{"127.0.0.1", -2, -1, &authority}, "127.0.0.1", "-1201"},
       {"not valid yet", Shape{"127.0.0.1", 1, 2, &authority}, "127.0.0.1", "-1201"},
+      {"a common name is no host name", Shape{"localhost", -1, 1, &authority, false, false},
+       "localhost", "-1202"},
       {"self-signed", Shape{"127.0.0.1"}, "127.0.0.1", "-1202"},
       {"unknown issuer", Shape{"127.0.0.1", -1, 1, &stranger}, "127.0.0.1", "-1202"},
   };

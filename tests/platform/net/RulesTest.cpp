@@ -111,8 +111,9 @@ TEST(ResponseReader, TakesHeadAndBodyUpToTheirLimits) {
   EXPECT_TRUE(reader.takeBody(std::string(ResponseReader::maximumBodySize - 1, 'x')));
   EXPECT_TRUE(reader.takeBody("x"));
   EXPECT_FALSE(reader.takeBody("x"));
-  EXPECT_TRUE(reader.takeHeadLine(std::string(ResponseReader::maximumHeadSize, 'x')));
-  EXPECT_FALSE(reader.takeHeadLine("x"));
+  EXPECT_EQ(reader.takeHeadLine(std::string(ResponseReader::maximumHeadSize, 'x')),
+            HeadFault::none);
+  EXPECT_EQ(reader.takeHeadLine("x"), HeadFault::tooLarge);
 }
 
 TEST(ConnectionSockets, TellASpoiltConnectionOnceItsPortIsNoLongerAmbiguous) {

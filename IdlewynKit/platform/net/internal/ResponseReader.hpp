@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -10,6 +11,18 @@
 #include <IdlewynKit/platform/net/HTTPResponse.hpp>
 
 namespace idlewyn::platform {
+
+/// What makes a head unusable.
+enum class HeadFault {
+  none,
+  tooLarge,
+  /// More than one content coding. A few bytes of the outer one can stand for hours of work on
+  /// the inner one, so layers are never decoded.
+  layeredCodings,
+  /// Lengths that contradict each other: nobody knows where the content ends (RFC 9112,
+  /// section 6.3).
+  unequalLengths,
+};
 
 /// Puts a response together from the lines and pieces in which it arrives.
 class ResponseReader {
@@ -21,9 +34,8 @@ class ResponseReader {
   static constexpr std::size_t spareCapacity = 64;
 
   /// Takes one line of a head: a status line, a field or the blank line that ends the head.
-  /// Interim heads are forgotten, trailer fields behind the body are ignored. False when all
-  /// the lines together grow beyond the maximum.
-  bool takeHeadLine(std::string_view line);
+  /// Interim heads are forgotten, trailer fields behind the body are ignored.
+  HeadFault takeHeadLine(std::string_view line);
 
   /// The status of the head that the last blank line ended; 0 while a head is being read.
   int endedHeadStatus() const noexcept { return isInHead_ ? 0 : status_; }
@@ -43,10 +55,14 @@ class ResponseReader {
 
  private:
   void takeField(std::string_view line);
+  HeadFault examineFields();
   void makeRoom(std::size_t size);
 
   std::vector<std::pair<std::string, std::string>> headers_;
   std::string body_;
+  // Of all heads so far: libcurl obeys what an interim head says of coding and length, too.
+  std::size_t codings_ = 0;
+  std::optional<std::string> length_;
   std::size_t headSize_ = 0;
   int status_ = 0;
   bool isInHead_ = false;

@@ -19,6 +19,8 @@ enum class Ending {
   noResources,   // memory or descriptors; nothing was sent
   headTooLarge,  // for us, or for the memory that is left; the body likewise
   bodyTooLarge,
+  layeredCodings,  // the status counts; the content is not decoded
+  unequalLengths,
   switchedProtocols,  // a 101 answer has no body that we could wait for
   wouldSendTwice,
 };
