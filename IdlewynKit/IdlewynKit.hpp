@@ -29,9 +29,6 @@ namespace idlewyn {
 using platform::Bundle;
 using platform::Data;
 using platform::DateClock;
-using platform::displayBlock;
-using platform::displayJSON;
-using platform::displayLine;
 using platform::HTTPResponse;
 using platform::URLError;
 using platform::URLErrorCode;

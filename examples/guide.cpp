@@ -4,7 +4,6 @@
 //     guide 'idlewyn://pair?url=...'     the first time
 //     guide                              from then on
 #include <algorithm>
-#include <cstdio>
 #include <functional>
 #include <iostream>
 #include <stdexcept>
@@ -26,16 +25,12 @@ Connection pairWith(const SessionService& service, const std::string& text) {
 }
 // end region
 
-// region escape
-// An agent wrote it: what could move the cursor, reorder the line or hide is shown as its bytes.
-std::string escaped(const std::string& text) {
-  std::string shown;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    char escape[5];
-    std::snprintf(escape, sizeof escape, "\\x%02X", static_cast<unsigned>(byte));
-    shown += byte >= 0x20 && byte < 0x7F && c != '\\' ? std::string(1, c) : escape;
-  }
+// region margin
+// An agent wrote it. No line of it can pass for one of ours behind the margin.
+std::string behindMargin(const std::string& text) {
+  std::string shown = "| " + displayBlock(text);
+  for (std::size_t at = 0; (at = shown.find('\n', at)) != std::string::npos; at += 3)
+    shown.insert(at + 1, "| ");
   return shown;
 }
 // end region
@@ -46,7 +41,7 @@ SnapshotResult fetch(const LiveSessionService& service, const std::vector<Connec
   SnapshotResult result = wait(service.snapshot(connections, previous));
   std::cout << SnapshotLead(result.snapshot).summary() << "\n";
   for (const AgentSession& session : result.snapshot.sorted()) {
-    std::cout << label(session.status) << "  " << escaped(session.title) << "\n";
+    std::cout << label(session.status) << "  " << displayLine(session.title) << "\n";
   }
   for (const auto& [provider, error] : result.errors) {
     std::cerr << displayName(provider) << ": " << errorDescription(error) << "\n";
@@ -58,7 +53,7 @@ SnapshotResult fetch(const LiveSessionService& service, const std::vector<Connec
 // region transitions
 void tellNews(const SessionSnapshot& previous, const SessionSnapshot& current) {
   for (const SessionTransition& news : SessionTransition::detect(previous, current)) {
-    std::cout << escaped(news.session.title) << " now: " << label(news.session.status) << "\n";
+    std::cout << displayLine(news.session.title) << " now: " << label(news.session.status) << "\n";
   }
 }
 // end region
@@ -66,7 +61,8 @@ void tellNews(const SessionSnapshot& previous, const SessionSnapshot& current) {
 // region ask
 // Nothing for "not now": the prompt stays open.
 std::optional<PermissionDecision> askOnTerminal(const PermissionPrompt& prompt) {
-  std::cout << escaped(prompt.toolName) << ": " << escaped(prompt.detail) << "\n[y]es once, [n]o? ";
+  std::cout << displayLine(prompt.toolName) << ":\n"
+            << behindMargin(prompt.detail) << "\n[y]es once, [n]o? ";
   std::string line;
   std::getline(std::cin, line);
   if (line == "y") return PermissionDecision::allow;

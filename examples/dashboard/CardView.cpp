@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "ShownText.hpp"
+#include <IdlewynKit/platform/text/DisplayText.hpp>
 
 namespace dashboard {
 
@@ -38,9 +38,12 @@ View progress(const AgentSession& session) {
 
 View doing(const AgentSession& session) {
   if (const auto activity = session.currentActivity())
-    return ActivityLine(shown(*activity), secondary, true, false);
+    return ActivityLine(displayLine(*activity), secondary, true, false);
   if (const auto summary = session.displaySummary())
-    return Text(shown(*summary)).font(Typography::supporting).foreground(primary).lineLimit(3);
+    return Text(displayLine(*summary))
+        .font(Typography::supporting)
+        .foreground(primary)
+        .lineLimit(3);
   return View();
 }
 
@@ -60,12 +63,14 @@ View HeadlineView::body() const {
 View CardView::body() const {
   const View icon =
       View(StatusIndicator(session.status, StatusIconSize::medium)).frame(Layout::iconColumn);
-  const View name = Text(shown(session.projectName()))
+  const View name = Text(displayLine(session.projectName()))
                         .font(Typography::headline)
                         .foreground(primary)
                         .lineLimit(1);
-  const View title =
-      Text(shown(session.title)).font(Typography::supporting).foreground(secondary).lineLimit(1);
+  const View title = Text(displayLine(session.title))
+                         .font(Typography::supporting)
+                         .foreground(secondary)
+                         .lineLimit(1);
   const View heading = Column({Row({name, View(ProviderBadge(session.provider, true)).lineLimit(1),
                                     Spacer(), state(session)}),
                                Row({title, Spacer(), progress(session)})},
@@ -77,7 +82,7 @@ View CardView::body() const {
 // Red is dark when the night's filter has made grey of it.
 View TroubleView::body(const platform::Environment& environment) const {
   const Color color = environment.value<IsNightMode>() ? primary : tint(SessionStatus::failed);
-  std::string sentence = shown(trouble.sentence);
+  std::string sentence = displayLine(trouble.sentence);
   if (trouble.provider) sentence.insert(0, std::string(displayName(*trouble.provider)) + ": ");
   std::vector<View> parts{
       Text(sentence).font(Typography::supporting).foreground(color).lineLimit(2)};

@@ -7,8 +7,8 @@
 #include <variant>
 
 #include <IdlewynKit/UI.hpp>
+#include <IdlewynKit/platform/text/DisplayText.hpp>
 
-#include "ShownText.hpp"
 #include "Style.hpp"
 
 namespace dashboard {
@@ -220,7 +220,7 @@ void DashboardWindow::showCards() {
 }
 
 void DashboardWindow::tell(const std::string& message) {
-  gtk_label_set_text(GTK_LABEL(told_), shown(message).c_str());
+  gtk_label_set_text(GTK_LABEL(told_), displayLine(message).c_str());
   gtk_widget_set_visible(told_, TRUE);
   if (forget_ != 0) g_source_remove(forget_);
   const auto forget = [](gpointer self) -> gboolean {

@@ -6,8 +6,7 @@
 #include <utility>
 
 #include <IdlewynKit/UI.hpp>
-
-#include "ShownText.hpp"
+#include <IdlewynKit/platform/text/DisplayText.hpp>
 
 namespace dashboard {
 namespace {
@@ -39,7 +38,7 @@ void makeSelectableByPointer(GtkWidget* label) {
 }
 
 GtkWidget* makeLabel(const std::string& text, const char* style) {
-  GtkWidget* label = gtk_label_new(shown(text).c_str());
+  GtkWidget* label = gtk_label_new(text.c_str());
   gtk_label_set_wrap(GTK_LABEL(label), TRUE);
   gtk_label_set_wrap_mode(GTK_LABEL(label), PANGO_WRAP_WORD_CHAR);
   gtk_label_set_xalign(GTK_LABEL(label), 0);
@@ -62,7 +61,7 @@ SessionCard::~SessionCard() { g_object_unref(box_); }
 
 void SessionCard::show(const AgentSession& session, bool isAnswering, Look look) {
   view_.show(CardView{session}, look);
-  if (std::string name = shown(session.projectName()); name_ != name) {
+  if (std::string name = displayLine(session.projectName()); name_ != name) {
     name_ = std::move(name);
     gtk_accessible_update_property(GTK_ACCESSIBLE(box_), GTK_ACCESSIBLE_PROPERTY_LABEL,
                                    name_.c_str(), -1);
@@ -79,11 +78,12 @@ void SessionCard::show(const AgentSession& session, bool isAnswering, Look look)
 void SessionCard::makePrompt(const PermissionPrompt& prompt) {
   prompt_ = gtk_box_new(GTK_ORIENTATION_VERTICAL, Spacing::s);
   gtk_widget_add_css_class(prompt_, "prompt");
-  gtk_box_append(GTK_BOX(prompt_), makeLabel(prompt.toolName, "tool"));
-  gtk_box_append(GTK_BOX(prompt_), makeLabel(prompt.detail, "detail"));
+  gtk_box_append(GTK_BOX(prompt_), makeLabel(displayLine(prompt.toolName), "tool"));
+  gtk_box_append(GTK_BOX(prompt_), makeLabel(displayBlock(prompt.detail), "detail"));
   const bool hasRule = prompt.alwaysRule && !prompt.alwaysRule->empty();
   if (hasRule)
-    gtk_box_append(GTK_BOX(prompt_), makeLabel("Always adds: " + *prompt.alwaysRule, "rule"));
+    gtk_box_append(GTK_BOX(prompt_),
+                   makeLabel("Always adds: " + displayBlock(*prompt.alwaysRule), "rule"));
 
   buttons_ = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, Spacing::xs);
   addButton("_Allow", "suggested-action", PermissionDecision::allow, prompt);
@@ -102,9 +102,9 @@ GtkWidget* SessionCard::addButton(const char* label, const char* style, Permissi
   title.front() = static_cast<char>(g_ascii_toupper(title.front()));
   gtk_accessible_reset_relation(GTK_ACCESSIBLE(button), GTK_ACCESSIBLE_RELATION_LABELLED_BY);
   gtk_accessible_update_property(GTK_ACCESSIBLE(button), GTK_ACCESSIBLE_PROPERTY_LABEL,
-                                 (title + " " + shown(prompt.toolName)).c_str(),
-                                 GTK_ACCESSIBLE_PROPERTY_DESCRIPTION, shown(prompt.detail).c_str(),
-                                 -1);
+                                 (title + " " + displayLine(prompt.toolName)).c_str(),
+                                 GTK_ACCESSIBLE_PROPERTY_DESCRIPTION,
+                                 displayBlock(prompt.detail).c_str(), -1);
   const auto pressed = [](GtkButton*, gpointer data) {
     const Press press = *static_cast<Press*>(data);  // the button may go meanwhile
     press.answer(press.decision);

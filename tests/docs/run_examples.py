@@ -75,7 +75,7 @@ class Guide(ExampleTest):
             self.run_example("guide", relay.pairingLink)
             relay.show(session("claude", {"id": "p", "detail": "rm \x1b[2J\u202egpj"}))
             asked = self.run_example("guide", typed="n\n")
-            self.assertIn(r"rm \x1B[2J\xE2\x80\xAEgpj", asked)
+            self.assertIn(r"| rm \u{1B}[2J\u{202E}gpj", asked)
             self.assertIn("Answered: deny", asked)
             self.assertEqual(answers(relay), ["deny"])
 

@@ -4,7 +4,6 @@
 #include <IdlewynKit/relay/RelayError.hpp>
 
 #include "Commands.hpp"
-#include "Escape.hpp"
 #include "PromptChoice.hpp"
 #include "Records.hpp"
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include <IdlewynKit/platform/text/DisplayText.hpp>
+
 #include "Commands.hpp"
-#include "Escape.hpp"
 #include "Fingerprint.hpp"
 #include "StorageRecords.hpp"
 
@@ -19,7 +20,8 @@ ExitCode runConnections(const Arguments& given, Surroundings& with) {
   if (list.connections.empty()) with.output.line("No agent is paired.");
   for (const ConnectionRecord& one : list.connections) {
     with.output.line(toned(displayName(one.agent), Tone::strong, with.output.style) + " as " +
-                     escaped(one.account) + (one.address ? " at " + escaped(*one.address) : ""));
+                     displayLine(one.account) +
+                     (one.address ? " at " + displayLine(*one.address) : ""));
     if (!one.fingerprint) continue;
     for (const std::string& line : fingerprintLines(*one.fingerprint))
       with.output.line("  " + line);

@@ -7,7 +7,6 @@
 
 #include "Commands.hpp"
 #include "DemoTour.hpp"
-#include "Escape.hpp"
 #include "SessionReport.hpp"
 
 namespace idlewyn::command {

@@ -8,12 +8,12 @@
 #include <sys/stat.h>
 
 #include <IdlewynKit/platform/secrets/KeychainPlace.hpp>
+#include <IdlewynKit/platform/text/DisplayText.hpp>
 #include <IdlewynKit/relay/PairingLink.hpp>
 #include <IdlewynKit/relay/RelayError.hpp>
 #include <IdlewynKit/storage/ConnectionStore.hpp>
 #include <IdlewynKit/storage/SnapshotStore.hpp>
 
-#include "Escape.hpp"
 #include "Fingerprint.hpp"
 #include "PictureFile.hpp"
 #include "PromptChoice.hpp"
@@ -109,7 +109,7 @@ void DemoTour::keep(const Connection& connection) {
 void DemoTour::pairByLink() {
   tour_.step("Claude Code is paired by link: address, code and pin in one");
   const Connection connection = pairClaude();
-  tour_.show("as " + escaped(connection.accountName) + "; only this certificate is accepted:");
+  tour_.show("as " + displayLine(connection.accountName) + "; only this certificate is accepted:");
   for (const std::string& line : fingerprintLines(*connection.certificatePin)) {
     tour_.show("  " + line);
   }
@@ -123,7 +123,8 @@ void DemoTour::pairByAddress() {
   tour_.expect(connection.certificatePin == relay.fingerprint,
                "the certificate that was seen became the pin");
   keep(connection);
-  tour_.show("as " + escaped(connection.accountName) + "; the certificate seen became the pin:");
+  tour_.show("as " + displayLine(connection.accountName) +
+             "; the certificate seen became the pin:");
   for (const std::string& line : fingerprintLines(*connection.certificatePin)) {
     tour_.show("  " + line);
   }
@@ -182,7 +183,7 @@ void DemoTour::answerPrompt() {
   const PromptRecord& prompt = prompts.front();
   const Connection connection = connections_.onlyOne(prompt.agent);
   relays_.decide(PermissionDecision::allow, prompt.id, connection);
-  tour_.show("allow " + escaped(prompt.id) + ": accepted");
+  tour_.show("allow " + displayLine(prompt.id) + ": accepted");
   answerAgain(prompt, connection);
 
   SnapshotResult result = fetch();
@@ -193,7 +194,7 @@ void DemoTour::answerPrompt() {
       std::ranges::find(result.snapshot.sessions, prompt.sessionID, &AgentSession::id);
   tour_.expect(session != result.snapshot.sessions.end() && isWorking(session->status),
                "the session works again");
-  tour_.show(escaped(prompt.sessionTitle) + ": working again");
+  tour_.show(displayLine(prompt.sessionTitle) + ": working again");
   last_ = std::move(result.snapshot);
 }
 
@@ -205,7 +206,7 @@ void DemoTour::answerAgain(const PromptRecord& prompt, const Connection& connect
     error = std::current_exception();
   }
   tour_.expect(hasCode(error, ExitCode::promptExpired), "the second answer came too late");
-  tour_.show("allow " + escaped(prompt.id) + ": " + quoted(error));
+  tour_.show("allow " + displayLine(prompt.id) + ": " + quoted(error));
 }
 
 void DemoTour::showSnapshot(const SnapshotResult& result) {
@@ -263,7 +264,7 @@ void DemoTour::drawPictures() {
     const platform::Data picture = render(rendering);
     writePicture(picture, file);
     tour_.expect(picture.text().starts_with("\x89PNG"), "it is a picture");
-    tour_.show(escaped(file));
+    tour_.show(displayLine(file));
   }
 }
 

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "DesktopAnswer.hpp"
 
-#include "Escape.hpp"
+#include <IdlewynKit/platform/text/DisplayText.hpp>
+
 #include "PromptChoice.hpp"
 
 namespace idlewyn::command {
@@ -35,7 +36,8 @@ WatchAnswerRecord sendAnswer(const NoticeAnswer& answer, const Connection& conne
 }
 
 std::string answerLine(const WatchAnswerRecord& answer) {
-  const std::string what = std::string(rawValue(answer.decision)) + " " + escaped(answer.prompt.id);
+  const std::string what =
+      std::string(rawValue(answer.decision)) + " " + displayLine(answer.prompt.id);
   if (answer.message) return what + ": " + *answer.message;
   return "Answered on the desktop: " + what;
 }

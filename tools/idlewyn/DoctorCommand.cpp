@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 
+#include <IdlewynKit/platform/text/DisplayText.hpp>
+
 #include "Doctor.hpp"
-#include "Escape.hpp"
 #include "Records.hpp"
 #include "RelayAddress.hpp"
 
@@ -73,7 +74,7 @@ class Visit {
   void address(const std::string& text) {
     const URL url = parseRelayAddress(text);
     const auto result = examineRelay(url, std::nullopt, with_.relays);
-    add(escaped(url.withoutUserInfo().text()), result.checks);
+    add(displayLine(url.withoutUserInfo().text()), result.checks);
     code_ = result.code;
   }
 

@@ -2,9 +2,8 @@
 #include "Failure.hpp"
 
 #include <IdlewynKit/platform/net/URLError.hpp>
+#include <IdlewynKit/platform/text/DisplayText.hpp>
 #include <IdlewynKit/relay/RelayError.hpp>
-
-#include "Escape.hpp"
 
 namespace idlewyn::command {
 namespace {
@@ -28,7 +27,7 @@ Failure describeRelayError(const RelayError& error) {
 
 Failure describeURLError(const platform::URLError& error) {
   const bool isLate = error.code == platform::URLErrorCode::timedOut;
-  return {ExitCode::network, isLate ? "timedOut" : "network", escaped(error.reason)};
+  return {ExitCode::network, isLate ? "timedOut" : "network", displayLine(error.reason)};
 }
 
 }  // namespace
@@ -47,7 +46,7 @@ Failure describe(const std::exception_ptr& error) {
   } catch (const platform::URLError& urlError) {
     return describeURLError(urlError);
   } catch (const std::exception& other) {
-    return {ExitCode::failure, "failure", escaped(other.what())};
+    return {ExitCode::failure, "failure", displayLine(other.what())};
   }
 }
 

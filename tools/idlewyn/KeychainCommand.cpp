@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <IdlewynKit/platform/secrets/KeychainPlace.hpp>
+#include <IdlewynKit/platform/text/DisplayText.hpp>
 #include <IdlewynKit/storage/KeychainError.hpp>
 
 #include "Commands.hpp"
-#include "Escape.hpp"
 #include "StorageRecords.hpp"
 
 namespace idlewyn::command {
@@ -26,7 +26,8 @@ Failure moveFailure(platform::KeychainStatus::Code status) {
   std::string message = "The keychain was not moved: " + KeychainError(status).errorDescription();
   // It is not the one in use, which could be told before.
   if (status == platform::KeychainStatus::invalidKeychain) {
-    message += " Rename keychain.sqlite3 in " + escaped(platform::where().directory.native()) + ".";
+    message +=
+        " Rename keychain.sqlite3 in " + displayLine(platform::where().directory.native()) + ".";
   }
   return {ExitCode::failure, "storage",
           message + " Nothing is lost; the same command goes on where it stopped."};
@@ -39,7 +40,7 @@ ExitCode runKeychainWhere(const Arguments&, Surroundings& with) {
   if (with.output.isJSON) {
     with.output.json(KeychainRecord(location));
   } else {
-    const std::string description = escaped(location.description);
+    const std::string description = displayLine(location.description);
     with.output.line(description);
     if (const auto trouble = keychainTrouble()) {
       if (trouble->message != description) with.output.line(trouble->message);
@@ -66,7 +67,7 @@ ExitCode runKeychainMove(const Arguments& given, Surroundings& with) {
     with.output.line(std::to_string(move.kept) + " had a newer value there, which was kept.");
   }
   if (move.left > 0) with.output.line(std::to_string(move.left) + " stay in the old place.");
-  with.output.line(escaped(platform::where().description));
+  with.output.line(displayLine(platform::where().description));
   return ExitCode::ok;
 }
 

@@ -9,8 +9,7 @@
 #include <unistd.h>
 
 #include <IdlewynKit/platform/secrets/KeychainPlace.hpp>
-
-#include "Escape.hpp"
+#include <IdlewynKit/platform/text/DisplayText.hpp>
 
 namespace idlewyn::command {
 namespace {
@@ -25,7 +24,7 @@ std::optional<KeychainTrouble> opennessOf(const fs::path& file) {
   if (!fs::is_regular_file(status) || (status.permissions() & others) == fs::perms::none) {
     return std::nullopt;
   }
-  const std::string name = escaped(file.native());
+  const std::string name = displayLine(file.native());
   return KeychainTrouble("The keychain's file " + name + " is open to other users.",
                          "Look whether it is yours and unchanged, then chmod 600 " + name + ".");
 }
@@ -34,7 +33,7 @@ std::optional<KeychainTrouble> opennessOf(const fs::path& file) {
 
 std::optional<KeychainTrouble> keychainTrouble() {
   const platform::KeychainLocation location = platform::where();
-  const std::string description = escaped(location.description);
+  const std::string description = displayLine(location.description);
   switch (location.reason) {
     case platform::KeychainReason::unknownWord:
       return KeychainTrouble(description, "Set IDLEWYN_KEYCHAIN to one of them, or unset it.");
@@ -46,7 +45,7 @@ std::optional<KeychainTrouble> keychainTrouble() {
     default: break;
   }
   if (const auto file = platform::damagedKeychainFile()) {
-    return KeychainTrouble("The keychain's file " + escaped(file->native()) + " is damaged.",
+    return KeychainTrouble("The keychain's file " + displayLine(file->native()) + " is damaged.",
                            "idlewyn unpair --damaged sets it aside and deletes nothing; then pair "
                            "again.");
   }
@@ -64,7 +63,7 @@ std::optional<KeychainTrouble> folderTrouble(const std::string& folder) {
   std::error_code error;
   while (!fs::exists(place, error) && place.has_relative_path())
     place = place.parent_path();
-  const std::string name = escaped(place.native());
+  const std::string name = displayLine(place.native());
   if (!fs::is_directory(place, error)) {
     return KeychainTrouble(name + " is no folder.",
                            "Move it away, or set IDLEWYN_DATA_DIR to another place.");

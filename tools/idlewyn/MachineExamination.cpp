@@ -2,11 +2,11 @@
 #include <filesystem>
 
 #include <IdlewynKit/platform/secrets/KeychainPlace.hpp>
+#include <IdlewynKit/platform/text/DisplayText.hpp>
 #include <IdlewynKit/storage/AppGroup.hpp>
 #include <IdlewynKit/storage/SnapshotStore.hpp>
 
 #include "Doctor.hpp"
-#include "Escape.hpp"
 #include "KeychainTrouble.hpp"
 #include "NotifierModule.hpp"
 #include "SessionReport.hpp"
@@ -28,10 +28,10 @@ Check examineKeychain() {
     return failed("keychain", *trouble);
   }
   if (location.place == platform::KeychainPlace::memory) {
-    return {"keychain", CheckState::warning, escaped(location.description),
+    return {"keychain", CheckState::warning, displayLine(location.description),
             "Pairings end with the process; unset IDLEWYN_KEYCHAIN to keep them."};
   }
-  return {"keychain", CheckState::ok, escaped(location.description)};
+  return {"keychain", CheckState::ok, displayLine(location.description)};
 }
 
 // Somebody who names an agent takes it for paired.

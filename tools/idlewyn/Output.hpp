@@ -9,8 +9,7 @@
 #include <string_view>
 
 #include <IdlewynKit/model/JSONCoding.hpp>
-
-#include "Escape.hpp"
+#include <IdlewynKit/platform/text/DisplayText.hpp>
 
 namespace idlewyn::command {
 
@@ -45,7 +44,7 @@ class Output {
   /// A record on one line.
   template <platform::Encodable T>
   void json(const T& record) {
-    results_ << escapedJSON(JSONEncoder::relay().encode(record).text()) << '\n' << std::flush;
+    results_ << displayJSON(JSONEncoder::relay().encode(record).text()) << '\n' << std::flush;
   }
 
   /// A result that is no text. Written with `isJSON` too.

@@ -4,12 +4,12 @@
 
 #include <unistd.h>
 
+#include <IdlewynKit/platform/text/DisplayText.hpp>
 #include <IdlewynKit/relay/PairingLink.hpp>
 
 #include "CertificateProbe.hpp"
 #include "Commands.hpp"
 #include "Confirmation.hpp"
-#include "Escape.hpp"
 #include "Fingerprint.hpp"
 #include "Records.hpp"
 #include "RelayAddress.hpp"
@@ -118,8 +118,8 @@ void report(const Connection& connection, bool wasReplaced, bool trustedOnFirstU
     return;
   }
   output.line(std::string(displayName(connection.provider)) + " is paired with " +
-              escaped(connection.serverURL->withoutUserInfo().text()) + " as " +
-              escaped(connection.accountName) + ".");
+              displayLine(connection.serverURL->withoutUserInfo().text()) + " as " +
+              displayLine(connection.accountName) + ".");
   if (wasReplaced) output.line("This replaces the pairing that it had.");
   if (trustedOnFirstUse) {
     output.line("Trusted on first use: from now on only this certificate is accepted. Compare its");

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 
+#include <IdlewynKit/platform/text/DisplayText.hpp>
+
 #include "CertificateProbe.hpp"
 #include "Commands.hpp"
 #include "Confirmation.hpp"
-#include "Escape.hpp"
 #include "Fingerprint.hpp"
 #include "Records.hpp"
 #include "SessionReport.hpp"
@@ -16,7 +17,8 @@ using Errors = std::map<AgentProvider, std::exception_ptr>;
 
 std::string placeOf(const Connection& connection) {
   std::string text(displayName(connection.provider));
-  if (connection.serverURL) text += ", " + escaped(connection.serverURL->withoutUserInfo().text());
+  if (connection.serverURL)
+    text += ", " + displayLine(connection.serverURL->withoutUserInfo().text());
   return text;
 }
 

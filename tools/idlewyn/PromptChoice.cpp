@@ -3,7 +3,8 @@
 
 #include <algorithm>
 
-#include "Escape.hpp"
+#include <IdlewynKit/platform/text/DisplayText.hpp>
+
 #include "Failure.hpp"
 #include "Table.hpp"
 
@@ -41,7 +42,7 @@ std::vector<PromptRecord> openPrompts(const std::vector<AgentSession>& sessions)
 PromptRecord choosePrompt(const std::vector<PromptRecord>& open, std::string_view asked) {
   std::vector<PromptRecord> exact, longer;
   for (const PromptRecord& prompt : open) {
-    const std::string shown = escaped(prompt.id);
+    const std::string shown = displayLine(prompt.id);
     const bool isAsked = prompt.id == asked || shown == asked;
     const bool isLonger = !asked.empty() && shown.starts_with(asked);
     if (isAsked) {
@@ -65,23 +66,24 @@ PromptRecord choosePrompt(const std::vector<PromptRecord>& open, std::string_vie
     throw refusal("ambiguousPrompt", ExitCode::failure,
                   "A prompt is named by its whole id, which could be:", std::move(longer));
   }
-  throw refusal(
-      "promptNotOpen", ExitCode::promptExpired,
-      "No open prompt is called " + escaped(asked) + ". It may have been answered or have expired.",
-      {});
+  throw refusal("promptNotOpen", ExitCode::promptExpired,
+                "No open prompt is called " + displayLine(asked) +
+                    ". It may have been answered or have expired.",
+                {});
 }
 
 std::string shownTitle(std::string_view title) {
   constexpr std::size_t widest = 60;
-  return cutToWidth(escaped(title), widest);
+  return cutToWidth(displayLine(title), widest);
 }
 
 std::vector<std::string> promptLines(const PromptRecord& prompt) {
   std::vector<std::string> lines;
-  lines.push_back(escaped(prompt.id) + " · " + std::string(shortName(prompt.agent)) + " · " +
+  lines.push_back(displayLine(prompt.id) + " · " + std::string(shortName(prompt.agent)) + " · " +
                   shownTitle(prompt.sessionTitle));
-  lines.push_back("  " + escaped(prompt.toolName) + ": " + escaped(prompt.detail));
-  if (prompt.alwaysRule) lines.push_back("  always adds the rule " + escaped(*prompt.alwaysRule));
+  lines.push_back("  " + displayLine(prompt.toolName) + ": " + displayLine(prompt.detail));
+  if (prompt.alwaysRule)
+    lines.push_back("  always adds the rule " + displayLine(*prompt.alwaysRule));
   return lines;
 }
 

@@ -5,8 +5,9 @@
 #include <array>
 #include <utility>
 
+#include <IdlewynKit/platform/text/DisplayText.hpp>
+
 #include "DisplayWidth.hpp"
-#include "Escape.hpp"
 #include "PromptChoice.hpp"
 #include "Table.hpp"
 
@@ -25,11 +26,11 @@ std::string titleOf(AgentProvider agent, std::string_view what, std::string_view
 
 // A prompt that is too long to be read there has no buttons.
 Notice noticeOf(const PromptRecord& prompt, std::string key) {
-  std::string question = escaped(prompt.toolName) + ": " + escaped(prompt.detail);
-  if (prompt.alwaysRule) question += "\nAlways adds the rule " + escaped(*prompt.alwaysRule);
+  std::string question = displayLine(prompt.toolName) + ": " + displayLine(prompt.detail);
+  if (prompt.alwaysRule) question += "\nAlways adds the rule " + displayLine(*prompt.alwaysRule);
   Notice notice{std::move(key), titleOf(prompt.agent, "needs an answer", prompt.sessionTitle)};
   notice.isQuestion = true;
-  const std::string elsewhere = "Answer with: idlewyn allow " + escaped(prompt.id);
+  const std::string elsewhere = "Answer with: idlewyn allow " + displayLine(prompt.id);
   if (displayWidth(question) > readable) {
     // Nobody should agree to what can't be seen.
     notice.body = cutToWidth(question, readable) + "\nToo long to be answered here. " + elsewhere;
@@ -45,7 +46,7 @@ Notice noticeOf(const PromptRecord& prompt, std::string key) {
 Notice noticeOf(const AgentSession& session) {
   return {std::string(rawValue(session.provider)) + "\nsession\n" + session.id,
           titleOf(session.provider, label(session.status), session.title),
-          escaped(session.displaySummary().value_or(""))};
+          displayLine(session.displaySummary().value_or(""))};
 }
 
 }  // namespace
@@ -95,7 +96,7 @@ void PromptNotices::tell(const WatchAnswerRecord& answer) {
   const std::string what = std::string(rawValue(answer.decision)) + " was not taken";
   notifier_->show(
       {"answer " + std::to_string(++shown_), titleOf(prompt.agent, what, prompt.sessionTitle),
-       *answer.message + "\n" + escaped(prompt.toolName) + ": " + escaped(prompt.detail)});
+       *answer.message + "\n" + displayLine(prompt.toolName) + ": " + displayLine(prompt.detail)});
   if (std::ranges::find(over, answer.kind.value_or("")) != over.end()) return;
   const auto isIt = [&](const Open& open) { return isSameQuestion(prompt, open.prompt); };
   const auto found = std::ranges::find_if(open_, isIt);

@@ -3,13 +3,13 @@
 #include <ctime>
 
 #include <IdlewynKit/platform/net/URLError.hpp>
+#include <IdlewynKit/platform/text/DisplayText.hpp>
 #include <IdlewynKit/relay/RelayError.hpp>
 #include <IdlewynKit/security/PinningDelegate.hpp>
 
 #include "CertificateDates.hpp"
 #include "CertificateProbe.hpp"
 #include "Doctor.hpp"
-#include "Escape.hpp"
 
 namespace idlewyn::command {
 namespace {
@@ -134,7 +134,7 @@ class Examination {
 };
 
 bool Examination::place() {
-  const std::string shown = escaped(address_.withoutUserInfo().text());
+  const std::string shown = displayLine(address_.withoutUserInfo().text());
   const std::string scheme = address_.lowercasedScheme();
   isTLS_ = scheme == "https";
   if ((!isTLS_ && scheme != "http") || address_.host().value_or("").empty()) {
@@ -153,16 +153,16 @@ bool Examination::reach() {
   const Reach reached = relays_.reach(host, std::to_string(port_));
   if (reached.addresses.empty()) {
     return fail("name", ExitCode::network,
-                escaped(host) + " has no address: " + escaped(reached.error) + ".",
+                displayLine(host) + " has no address: " + displayLine(reached.error) + ".",
                 reached.isLate ? "No name server answers: look at this machine's network."
                                : "Look for a typing error; a name of a VPN or a home network is "
                                  "known only there.");
   }
-  pass("name", escaped(host) + " is " + joined(reached.addresses) + ".");
+  pass("name", displayLine(host) + " is " + joined(reached.addresses) + ".");
   if (!reached.connected) {
     return fail("tcp", ExitCode::network,
                 "Nothing takes connections at port " + std::to_string(port_) + ": " +
-                    escaped(reached.error) + ".",
+                    displayLine(reached.error) + ".",
                 adviceFor(reached));
   }
   return pass("tcp",
@@ -186,7 +186,7 @@ bool Examination::noCertificate(const URLError& error) {
                 "Use the relay's port for https, or if it has none an address that begins with "
                 "http://.");
   }
-  return fail("tls", ExitCode::network, escaped(error.reason),
+  return fail("tls", ExitCode::network, displayLine(error.reason),
               "The port takes connections, but TLS does not come about: something else may "
               "listen there.");
 }
@@ -305,7 +305,7 @@ bool Examination::answerWithoutToken() {
                     std::to_string(status) + ".",
                 adviceForStatus(status));
   } catch (const URLError& error) {
-    return fail("answer", ExitCode::network, escaped(error.reason), adviceFor(error));
+    return fail("answer", ExitCode::network, displayLine(error.reason), adviceFor(error));
   }
 }
 

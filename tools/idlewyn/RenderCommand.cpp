@@ -8,10 +8,10 @@
 
 #include <unistd.h>
 
+#include <IdlewynKit/platform/text/DisplayText.hpp>
 #include <IdlewynKit/storage/SnapshotStore.hpp>
 
 #include "Commands.hpp"
-#include "Escape.hpp"
 #include "PictureFile.hpp"
 #include "RenderModule.hpp"
 
@@ -46,7 +46,7 @@ void writePicture(const platform::Data& picture, const std::string& file) {
   std::ofstream output(file, std::ios::binary | std::ios::trunc);
   output << picture.text() << std::flush;
   if (!output) {
-    throw Failure(ExitCode::failure, "storage", "Can't write " + escaped(file) + ".");
+    throw Failure(ExitCode::failure, "storage", "Can't write " + displayLine(file) + ".");
   }
 }
 
@@ -69,7 +69,7 @@ ExitCode runRender(const Arguments& given, Surroundings& with) {
     with.output.bytes(picture.text());
   } else {
     writePicture(picture, file);
-    with.output.note("The picture is in " + escaped(file) + ".");
+    with.output.note("The picture is in " + displayLine(file) + ".");
   }
   return ExitCode::ok;
 }

@@ -15,9 +15,9 @@
 #include <sys/wait.h>
 
 #include <IdlewynKit/model/JSONCoding.hpp>
+#include <IdlewynKit/platform/text/DisplayText.hpp>
 #include <IdlewynKit/security/PinningDelegate.hpp>
 
-#include "Escape.hpp"
 #include "Failure.hpp"
 #include "ProgramFolder.hpp"
 
@@ -101,7 +101,7 @@ void SandboxProcess::start(const fs::path& program) {
   posix_spawn_file_actions_destroy(&actions);
   if (error != 0) {
     pid_ = -1;
-    throw sandboxFailure(escaped(name) +
+    throw sandboxFailure(displayLine(name) +
                          " can't be started: " + std::generic_category().message(error) + ".");
   }
   input_ = std::move(input);

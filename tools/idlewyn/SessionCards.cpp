@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "Escape.hpp"
+#include <IdlewynKit/platform/text/DisplayText.hpp>
 
 namespace idlewyn::command {
 namespace {
@@ -47,10 +47,13 @@ View headline(const SnapshotLead& lead) {
 View promptPanel(const PermissionPrompt& prompt) {
   const Color color = tint(SessionStatus::waitingForInput);
   std::vector<View> lines{
-      Text(escaped(prompt.toolName)).font(Typography::metaStrong).foreground(color),
-      Text(escaped(prompt.detail)).font(Typography::monoBody).foreground(primary).lineLimit(8)};
+      Text(displayLine(prompt.toolName)).font(Typography::metaStrong).foreground(color),
+      Text(displayBlock(prompt.detail))
+          .font(Typography::monoBody)
+          .foreground(primary)
+          .lineLimit(8)};
   if (prompt.alwaysRule && !prompt.alwaysRule->empty()) {
-    lines.push_back(Text("Always: " + escaped(*prompt.alwaysRule))
+    lines.push_back(Text("Always: " + displayBlock(*prompt.alwaysRule))
                         .font(Typography::mono)
                         .foreground(secondary)
                         .lineLimit(2));
@@ -66,16 +69,19 @@ View promptPanel(const PermissionPrompt& prompt) {
 View content(const AgentSession& session) {
   if (session.permission) return promptPanel(*session.permission);
   if (const auto activity = session.currentActivity()) {
-    return ActivityLine(escaped(*activity), secondary, true, false);
+    return ActivityLine(displayLine(*activity), secondary, true, false);
   }
   if (const auto summary = session.displaySummary()) {
-    return Text(escaped(*summary)).font(Typography::supporting).foreground(primary).lineLimit(3);
+    return Text(displayLine(*summary))
+        .font(Typography::supporting)
+        .foreground(primary)
+        .lineLimit(3);
   }
   return View();
 }
 
 View project(const AgentSession& session) {
-  const View name = Text(escaped(session.projectName()))
+  const View name = Text(displayLine(session.projectName()))
                         .font(Typography::headline)
                         .foreground(primary)
                         .lineLimit(1);
@@ -91,7 +97,7 @@ View state(const AgentSession& session) {
 }
 
 View title(const AgentSession& session) {
-  return Text(escaped(session.title))
+  return Text(displayLine(session.title))
       .font(Typography::supporting)
       .foreground(secondary)
       .lineLimit(1);

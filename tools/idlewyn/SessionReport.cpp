@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <utility>
 
-#include "Escape.hpp"
 #include "Failure.hpp"
 #include "PromptChoice.hpp"
 #include "Table.hpp"

@@ -10,8 +10,8 @@
 
 #include <IdlewynKit/platform/coding/JSONDecoder.hpp>
 #include <IdlewynKit/platform/secrets/KeychainPlace.hpp>
+#include <IdlewynKit/platform/text/DisplayText.hpp>
 
-#include "Escape.hpp"
 #include "Failure.hpp"
 #include "FileDescriptor.hpp"
 #include "KeychainTrouble.hpp"
@@ -36,7 +36,7 @@ Failure keychainFailure(const std::string& what, const KeychainError& error) {
 }
 
 Failure systemFailure(const std::string& what, const fs::path& path) {
-  return storageFailure(what + " " + escaped(path.native()) + ": " +
+  return storageFailure(what + " " + displayLine(path.native()) + ": " +
                         std::generic_category().message(errno) + ".");
 }
 
@@ -142,7 +142,7 @@ std::shared_ptr<void> SharedConnections::exclude() {
     if (errno == EINTR) continue;
     if (errno != EWOULDBLOCK) throw systemFailure("Can't lock", path);
     if (std::chrono::steady_clock::now() > deadline) {
-      throw storageFailure("Can't lock " + escaped(path.native()) +
+      throw storageFailure("Can't lock " + displayLine(path.native()) +
                            ": another process holds it; try again later.");
     }
     pause_(std::chrono::milliseconds(10));

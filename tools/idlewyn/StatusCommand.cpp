@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <vector>
 
+#include <IdlewynKit/platform/text/DisplayText.hpp>
+
 #include "Commands.hpp"
-#include "Escape.hpp"
 #include "SessionRecords.hpp"
 #include "SessionReport.hpp"
 #include "SharedSnapshot.hpp"
@@ -95,8 +96,8 @@ WaybarRecord waybarRecord(const LastSeen& seen) {
   lines.push_back(lead.summary());
   for (const AgentSession& session : seen.snapshot.sorted()) {
     lines.push_back(std::string(label(session.status)) + "  " +
-                    cutToWidth(escaped(session.projectName()), widestProject) + ": " +
-                    escaped(session.title));
+                    cutToWidth(displayLine(session.projectName()), widestProject) + ": " +
+                    displayLine(session.title));
   }
   const std::string text = std::to_string(lead.count) + " " + lead.label;
   const std::string status = lead.isEmpty ? "none" : std::string(rawValue(lead.status));
@@ -118,7 +119,7 @@ ExitCode runStatus(const Arguments& given, Surroundings& with) {
     record.agents = seen.answerTimes();
     with.output.json(record);
   } else if (format == "line") {
-    with.output.line(escaped(withAge(SnapshotLead(snapshot).summary(), seen)));
+    with.output.line(displayLine(withAge(SnapshotLead(snapshot).summary(), seen)));
   } else {
     reportSnapshot(with.output, snapshot, "", DateClock::now());
     for (const std::string& line : ageLines(seen))

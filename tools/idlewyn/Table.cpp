@@ -3,9 +3,10 @@
 
 #include <algorithm>
 
+#include <IdlewynKit/platform/text/DisplayText.hpp>
+
 #include "CodePoint.hpp"
 #include "DisplayWidth.hpp"
-#include "Escape.hpp"
 
 namespace idlewyn::command {
 namespace {
@@ -51,7 +52,7 @@ Table::Table(std::vector<std::string> headings, Narrowing narrowing)
 
 void Table::add(std::vector<Cell> row) {
   for (std::size_t i = 0; i < row.size(); ++i) {
-    row[i].text = escaped(row[i].text);
+    row[i].text = displayLine(row[i].text);
     if (i + 1 < row.size()) row[i].text = cutToWidth(row[i].text, widestPadded);
     widths_[i] = std::max(widths_[i], displayWidth(row[i].text));
   }

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 
+#include <IdlewynKit/platform/text/DisplayText.hpp>
 #include <IdlewynKit/relay/RelayError.hpp>
 
 #include "Commands.hpp"
-#include "Escape.hpp"
 #include "Records.hpp"
 #include "SharedSnapshot.hpp"
 
@@ -26,7 +26,7 @@ ExitCode setDamagedAside(Surroundings& with) {
   const SetAside aside = with.connections().setDamagedAside();
   if (with.output.isJSON) with.output.json(aside);
   with.output.line("What was damaged is set aside as " +
-                   (aside.file ? escaped(*aside.file) : *aside.item + " in the keychain") +
+                   (aside.file ? displayLine(*aside.file) : *aside.item + " in the keychain") +
                    "; no agent is paired now.");
   return ExitCode::ok;
 }

@@ -43,3 +43,11 @@ IDLEWYNKIT_EXPORT std::string displayBlock(std::string_view text);
 IDLEWYNKIT_EXPORT std::string displayJSON(std::string_view document);
 
 }  // namespace idlewyn::platform
+
+namespace idlewyn {
+
+using platform::displayBlock;
+using platform::displayJSON;
+using platform::displayLine;
+
+}  // namespace idlewyn

@@ -37,7 +37,7 @@ const std::tuple<std::string, std::string, std::size_t, const char*, std::vector
          {ls, prompt(claude, "p", "ls", "Bash(ls)")}},
         {"p", "ls", 0, "but not an empty one, which is none", {ls, prompt(claude, "p", "ls", "")}},
         {"p", "ls", 0, "the same question reported twice is one", {ls, ls}},
-        {"a\\nb", "odd", 0, "an id as it is shown", {odd}},
+        {"a\\u{0A}b", "odd", 0, "an id as it is shown", {odd}},
         {"a\nb", "odd", 0, "and as it is", {odd}},
         {"P", "promptNotOpen", 0, "case counts", {ls}},
         {"", "promptNotOpen", 0, "nothing is not a beginning", {ls}},

@@ -33,7 +33,7 @@ TEST(Table, EscapesEveryCellAndColoursDoNotShiftColumns) {
   Table table({"A", "B"});
   table.add({Cell("x\n", Tone::bad), Cell("\x1b[31mred")});
   EXPECT_EQ(table.text(terminal(std::nullopt, true)),
-            "\x1b[2mA\x1b[0m    \x1b[2mB\x1b[0m\n\x1b[31mx\\n\x1b[0m  \\u{1B}[31mred");
+            "\x1b[2mA\x1b[0m        \x1b[2mB\x1b[0m\n\x1b[31mx\\u{0A}\x1b[0m  \\u{1B}[31mred");
 }
 
 TEST(Table, CutsOnlyTheLastColumnAndOnlyOnATerminal) {

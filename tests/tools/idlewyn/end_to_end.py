@@ -147,7 +147,7 @@ class Sessions(CommandTest):
         relay = self.paired("claude")
         relay.show(session("claude", {"id": "p\u200b1", "detail": detail,
                                       "alwaysRule": "Bash(\u2066)"}, title="a\nb"))
-        shown = "Bash: ls\\u{1B}[2J\\u{202E}" + "x" * 5000 + "\\n; rm -rf /\n"
+        shown = "Bash: ls\\u{1B}[2J\\u{202E}" + "x" * 5000 + "\\u{0A}; rm -rf /\n"
         self.run_command("sessions", has=(shown, "rule Bash(\\u{2066})"),
                          lacks=tuple("\x1b\u202e\u200b\u2066"))
         raw = self.run_command("sessions", "--json", lacks="\u202e")

@@ -234,7 +234,7 @@ class Snapshot(CommandTest):
         lines = bar["tooltip"].split("\n")
         self.assertRegex(lines[0], r"As of \d:\d\d ago\.")
         self.assertEqual(lines[1], "1 needs you")
-        self.assertIn('&lt;b&gt;&amp;"\\n\\u{1B}\\u{202E}', lines[2])
+        self.assertIn('&lt;b&gt;&amp;"\\u{0A}\\u{1B}\\u{202E}', lines[2])
         self.assertEqual(self.run_command("status", "--format", "line"), "1 needs you\n")
         self.assertRegex(self.run_command("status"), r"As of \d:\d\d ago\.")
         self.age()
