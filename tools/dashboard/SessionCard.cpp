@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "SessionCard.hpp"
+#include <tools/dashboard/SessionCard.hpp>
 
 #include <memory>
 #include <string>

@@ -10,8 +10,8 @@
 #include <IdlewynKit/IdlewynKit.hpp>
 #include <IdlewynKit/platform/secrets/KeychainPlace.hpp>
 
-#include "DashboardModel.hpp"
-#include "DashboardWindow.hpp"
+#include <tools/dashboard/DashboardModel.hpp>
+#include <tools/dashboard/DashboardWindow.hpp>
 
 namespace {
 

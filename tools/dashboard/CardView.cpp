@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "CardView.hpp"
+#include <tools/dashboard/CardView.hpp>
 
 #include <string>
 #include <utility>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "DashboardModel.hpp"
+#include <tools/dashboard/DashboardModel.hpp>
 
 #include <algorithm>
 #include <exception>

@@ -11,10 +11,10 @@
 
 #include <IdlewynKit/gtk/DesktopAppearance.hpp>
 
-#include "CardView.hpp"
-#include "DashboardModel.hpp"
-#include "NightWidget.hpp"
-#include "SessionCard.hpp"
+#include <tools/dashboard/CardView.hpp>
+#include <tools/dashboard/DashboardModel.hpp>
+#include <tools/dashboard/NightWidget.hpp>
+#include <tools/dashboard/SessionCard.hpp>
 
 namespace dashboard {
 

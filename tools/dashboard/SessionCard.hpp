@@ -9,8 +9,8 @@
 
 #include <IdlewynKit/model/AgentSession.hpp>
 
-#include "CardView.hpp"
-#include "NightWidget.hpp"
+#include <tools/dashboard/CardView.hpp>
+#include <tools/dashboard/NightWidget.hpp>
 
 namespace dashboard {
 

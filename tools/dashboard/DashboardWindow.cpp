@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "DashboardWindow.hpp"
+#include <tools/dashboard/DashboardWindow.hpp>
 
 #include <algorithm>
 #include <cstdint>
@@ -9,7 +9,7 @@
 #include <IdlewynKit/UI.hpp>
 #include <IdlewynKit/platform/text/DisplayText.hpp>
 
-#include "Style.hpp"
+#include <tools/dashboard/Style.hpp>
 
 namespace dashboard {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Style.hpp"
+#include <tools/dashboard/Style.hpp>
 
 #include <cmath>
 #include <cstdio>

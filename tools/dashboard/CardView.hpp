@@ -4,7 +4,7 @@
 #include <IdlewynKit/UI.hpp>
 #include <IdlewynKit/model/SessionSnapshot.hpp>
 
-#include "DashboardModel.hpp"
+#include <tools/dashboard/DashboardModel.hpp>
 
 /// What the window shows that is drawn, not typed into: each a view of the library's own parts.
 namespace dashboard {
