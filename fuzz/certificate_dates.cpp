@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <span>
 
-#include "tools/idlewyn/CertificateDates.hpp"
+#include <tools/idlewyn/relays/CertificateDates.hpp>
 
 // Any bytes give dates that can be written, or nothing.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {

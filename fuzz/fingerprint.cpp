@@ -6,8 +6,8 @@
 
 #include <IdlewynKit/security/CertificatePin.hpp>
 
-#include "tools/idlewyn/Failure.hpp"
-#include "tools/idlewyn/Fingerprint.hpp"
+#include <tools/idlewyn/failure/Failure.hpp>
+#include <tools/idlewyn/relays/Fingerprint.hpp>
 
 // What the command takes for a fingerprint means the same to the library; the rest is a usage
 // error.

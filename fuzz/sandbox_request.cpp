@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/sandbox-relay/HTTP.hpp"
+#include <tools/sandbox-relay/HTTP.hpp>
 
 namespace {
 

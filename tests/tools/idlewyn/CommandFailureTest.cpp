@@ -5,7 +5,7 @@
 
 #include <IdlewynKit/platform/net/URLError.hpp>
 
-#include "tools/idlewyn/Failure.hpp"
+#include <tools/idlewyn/failure/Failure.hpp>
 
 namespace idlewyn::command {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tools/idlewyn/DisplayWidth.hpp"
+#include <tools/idlewyn/terminal/DisplayWidth.hpp>
 
 namespace idlewyn::command {
 namespace {

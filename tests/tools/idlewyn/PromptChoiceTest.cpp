@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "tools/idlewyn/PromptChoice.hpp"
+#include <tools/idlewyn/prompts/PromptChoice.hpp>
 
 #include <gtest/gtest.h>
 
-#include "tools/idlewyn/Failure.hpp"
+#include <tools/idlewyn/failure/Failure.hpp>
 
 namespace idlewyn::command {
 namespace {

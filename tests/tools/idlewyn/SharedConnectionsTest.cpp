@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tools/idlewyn/SharedConnections.hpp"
+#include <tools/idlewyn/pairings/SharedConnections.hpp>
 
 #include <cstdlib>
 #include <string>
@@ -9,7 +9,7 @@
 
 #include <tests/support/TemporaryFolder.hpp>
 
-#include "tools/idlewyn/Failure.hpp"
+#include <tools/idlewyn/failure/Failure.hpp>
 
 namespace idlewyn::command {
 namespace {

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
-#include "tools/idlewyn/Table.hpp"
+#include <tools/idlewyn/terminal/Table.hpp>
 
 #include <cmath>
 
 #include <gtest/gtest.h>
 
-#include "tools/idlewyn/DisplayWidth.hpp"
-#include "tools/idlewyn/Screen.hpp"
-#include "tools/idlewyn/SessionReport.hpp"
+#include <tools/idlewyn/sessions/SessionReport.hpp>
+#include <tools/idlewyn/terminal/DisplayWidth.hpp>
+#include <tools/idlewyn/terminal/Screen.hpp>
 
 namespace idlewyn::command {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tools/idlewyn/Watcher.hpp"
+#include <tools/idlewyn/watch/Watcher.hpp>
 
 #include <gtest/gtest.h>
 

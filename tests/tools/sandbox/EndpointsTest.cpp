@@ -7,9 +7,9 @@
 
 #include <IdlewynKit/model/JSONCoding.hpp>
 
+#include <tools/sandbox-relay/WireRecords.hpp>
 #include "RawClient.hpp"
 #include "tests/support/RelayFixture.hpp"
-#include "tools/sandbox-relay/WireRecords.hpp"
 
 namespace idlewyn::sandbox {
 namespace {

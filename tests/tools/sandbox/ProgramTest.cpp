@@ -10,7 +10,7 @@
 #include <gtest/gtest.h>
 #include <qrencode.h>
 
-#include "tools/sandbox-relay/QRCode.hpp"
+#include <tools/sandbox-relay/QRCode.hpp>
 
 namespace idlewyn::sandbox {
 namespace {

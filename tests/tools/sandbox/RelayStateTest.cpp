@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tools/sandbox-relay/RelayState.hpp"
+#include <tools/sandbox-relay/RelayState.hpp>
 
 namespace idlewyn::sandbox {
 namespace {

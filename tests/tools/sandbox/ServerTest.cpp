@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
+#include <tools/sandbox-relay/HTTP.hpp>
 #include "RawClient.hpp"
 #include "tests/support/RelayFixture.hpp"
 #include "tests/support/TemporaryFolder.hpp"
-#include "tools/sandbox-relay/HTTP.hpp"
 
 namespace idlewyn::sandbox {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "DBusNotifier.hpp"
+#include <tools/idlewyn/notify/DBusNotifier.hpp>
 
 #include <algorithm>
 #include <array>

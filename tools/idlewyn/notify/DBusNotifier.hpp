@@ -11,8 +11,8 @@
 
 #include <gio/gio.h>
 
-#include "Notifier.hpp"
-#include "SessionBus.hpp"
+#include <tools/idlewyn/notify/Notifier.hpp>
+#include <tools/idlewyn/notify/SessionBus.hpp>
 
 namespace idlewyn::command {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "SessionBus.hpp"
+#include <tools/idlewyn/notify/SessionBus.hpp>
 
 #include <cstdlib>
 #include <utility>

@@ -5,8 +5,8 @@
 #include <IdlewynKit/platform/view/Host.hpp>
 #include <IdlewynKit/platform/view/Painter.hpp>
 
-#include "../SessionCards.hpp"
-#include "Rendering.hpp"
+#include <tools/idlewyn/render/Rendering.hpp>
+#include <tools/idlewyn/render/SessionCards.hpp>
 
 namespace idlewyn::command {
 namespace {
