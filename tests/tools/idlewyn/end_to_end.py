@@ -120,7 +120,7 @@ class Sessions(CommandTest):
         only = self.run_json("sessions", "--agent", "codex")["sessions"]
         self.assertEqual({s["provider"] for s in only}, {"codex"})
         self.run_command("sessions", lacks="\x1b", has=(  # no colours in a pipe
-            "always adds the rule Bash(make -C build check-parser)", "answer: allow or deny\n"))
+            "    always adds the rule:\n    │ Bash(make -C build check-parser)", "answer: allow or deny\n"))
 
     def test_statuses_tell_what_failed(self):
         self.run_command("watch", status=1, has="No agent is paired")
@@ -147,15 +147,31 @@ class Sessions(CommandTest):
         relay = self.paired("claude")
         relay.show(session("claude", {"id": "p\u200b1", "detail": detail,
                                       "alwaysRule": "Bash(\u2066)"}, title="a\nb"))
-        shown = "Bash: ls\\u{1B}[2J\\u{202E}" + "x" * 5000 + "\\u{0A}; rm -rf /\n"
-        self.run_command("sessions", has=(shown, "rule Bash(\\u{2066})"),
+        shown = "│ ls\\u{1B}[2J\\u{202E}" + "x" * 5000 + "\n@│ ; rm -rf /\n"
+        self.run_command("sessions", has=(shown.replace("@", "    "), "│ Bash(\\u{2066})"),
                          lacks=tuple("\x1b\u202e\u200b\u2066"))
         raw = self.run_command("sessions", "--json", lacks="\u202e")
         self.assertEqual(json.loads(raw)["sessions"][0]["permission"]["detail"], detail)
-        self.run_command("allow", "p\\u{200B}1", has=shown)
+        self.run_command("allow", "p\\u{200B}1", has=shown.replace("@", "  "))
         relay.show(session("claude", {"id": "p", "detail": "ls", "alwaysRule": ""}))
         self.run_command("sessions", "--json", lacks="alwaysRule")
         self.run_command("always", "p", status=1, has="carries no rule")
+
+    def test_show_leaves_nothing_out(self):
+        relay = self.paired("claude", "codex")
+        document = "cat <<EOF\n\tone\n" + "x" * 500 + "\nEOF"
+        relay.show(session("claude", {"id": "-p", "detail": document}, id="s-1"),
+                   session("codex", status="finished", summary="Done.\n\nAll " + "y" * 300, id="s-2"))
+        text = self.run_command("show", "--", "-p", has=(
+            "│ cat <<EOF\n  │ \tone\n  │ " + "x" * 500 + "\n  │ EOF\n",
+            "answer: idlewyn allow -- '-p', or deny\n"), lacks="s-2")
+        self.assertEqual(text, self.run_command("show", "s-1"))
+        self.run_command("show", "s-2", has="│ Done.\n  │ \n  │ All " + "y" * 300 + "\n")
+        shown = self.run_json("show", "s-1")["sessions"]
+        self.assertEqual([one["permission"]["detail"] for one in shown], [document])
+        self.assertEqual(self.run_json("show", "s", status=11)["error"]["kind"], "promptNotOpen")
+        relay.fault("v1/sessions", "status=503")
+        self.run_command("show", "s-1", status=14, has="Claude: ")
 
     def test_signals_cancel_what_is_in_flight(self):
         relay = self.paired("claude")
@@ -175,7 +191,7 @@ class Answering(CommandTest):
         relay.advance(30)
         self.run_command("always", "import-utf8-1", status=1, has="carries no rule")
         text = self.run_command("always", "tidy-up-1", has=(
-            "Bash: make -C build check-parser", "rule Bash(make -C build check-parser)"))
+            "Bash:\n  │ make -C build check-parser", "│ Bash(make -C build check-parser)"))
         self.assertLess(text.index("check-parser"), text.index("Answered: always"))
         self.assertEqual(self.run_json("deny", "import-utf8-1")["prompt"]["detail"],
                          "pip install --user charset-samples")
@@ -192,8 +208,32 @@ class Answering(CommandTest):
         relay.show(session("claude", {"id": "p-1", "detail": "one"}),
                    session("claude", {"id": "p-2", "detail": "two"}, id="s-2"))
         text = self.run_command("allow", "p-1", status=11, has="Open now")
-        self.assertIn("Bash: two", text[text.index("Open now"):])
+        self.assertIn("│ two", text[text.index("Open now"):])
         self.assertEqual(relay.asked().count("/v1/permissions/p-1"), 1)
+
+    def test_tells_when_an_answer_may_have_been_taken_or_gone_elsewhere(self):
+        relay = self.paired("claude")
+        prompt = session("claude", {"id": "p", "detail": "ls"})
+        doubt = "may have been answered all the same"
+        for fault, status in (("status=502", 14), ("close", 20)):
+            relay.heal()
+            relay.show(prompt)
+            relay.fault("v1/permissions/*", fault)
+            self.run_command("allow", "p", status=status, has=(doubt, "idlewyn show p"))
+        relay.heal()
+        relay.show(prompt)
+        relay.fault("v1/permissions/*", "stall")
+        relay.forget()
+        process = self.start("allow", "p")
+        wait_until(relay.decisions)
+        self.assertIn(doubt, self.interrupt(process)[1])
+        relay.heal()
+        relay.show(prompt)
+        relay.fault("v1/permissions/*", "status=400")
+        self.run_command("allow", "p", status=14, lacks=doubt)
+        relay.heal()
+        relay.show(session("claude", {"id": "a/../b", "detail": "ls"}))
+        self.assertIn("proxy", self.run_json("allow", "a/../b")["warning"])
 
     def test_ambiguous_ids_are_refused_with_the_candidates(self):
         relay = self.paired("claude", "codex")

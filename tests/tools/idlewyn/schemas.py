@@ -10,7 +10,7 @@ import jsonschema
 FOLDER = pathlib.Path(__file__).parents[3] / "resources/schemas"
 DOCUMENTS = {
     "pair": "connection", "unpair": "connection", "connections": "connections", "pin": "pins",
-    "sessions": "sessions", "status": "sessions", "watch": "watch", "allow": "answer",
+    "sessions": "sessions", "show": "sessions", "status": "sessions", "watch": "watch", "allow": "answer",
     "deny": "answer", "always": "answer", "approvals": "approvals", "push": "push",
     "keychain": "keychain", "doctor": "doctor"}
 # Words that ask a command for another document.

@@ -98,7 +98,7 @@ class OnATerminal(CommandTest):
         self.assertEqual(sum(line.startswith("AGENT") for line in lines), 1)
         self.assertEqual(self.display.top, 0, "nothing scrolled away")
         relay.show(session("claude", {"id": "p", "detail": "x" * 250 + "END"}))
-        self.assertIn("x" * 100, self.until("END", gone=("2 need you",)), "what is asked is whole")
+        self.assertIn("x" * 80, "".join(self.until("END", gone=("2 need you",))), "it is whole")
         self.end(signal.SIGINT)
         self.assertTrue(self.display.cursor)
 
@@ -125,11 +125,11 @@ class OnATerminal(CommandTest):
             prompts = [session("claude", {"id": f"p{n}", "detail": each}, id=f"s{n}", title=title)
                        for n, each in enumerate((detail, "make 1"))]
             relay.show(session("claude"), *prompts)
-            self.watch(rows=24, columns=80)
-            self.until("Bash: make 0", "Bash: make 1", "prompt p1", "Working", gone=("more",))
+            self.watch(rows=28, columns=80)
+            self.until("│ make 0", "│ make 1", "prompt p1", "Working", gone=("more",))
             relay.show(session("claude", status="finished"), *prompts)
             lines = self.until("Working → Finished", "prompt p1", gone=("more",))
-            self.assertEqual("whole in idlewyn sessions" in "".join(lines), len(detail) > 99)
+            self.assertEqual("whole with: idlewyn show p0" in "".join(lines), len(detail) > 99)
             self.end(signal.SIGHUP)
 
     def test_is_given_back_when_stopped_and_when_ended(self):
@@ -194,7 +194,7 @@ class InAPipe(CommandTest):
         relay.fault("v1/sessions", "status=503")
         self.wait_for_rounds(relay, 3)
         rounds = self.interrupt(watch)[0].split("── ")[1:]
-        parts = ("No sessions", "Title", "Another", "Bash: make\n", "make test", "HTTP 503")
+        parts = ("No sessions", "Title", "Another", "│ make\n", "make test", "HTTP 503")
         self.assertEqual(len(rounds), len(parts), rounds)
         for written, part in zip(rounds, parts):
             self.assertIn(part, written)

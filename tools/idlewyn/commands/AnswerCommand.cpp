@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 
-#include <IdlewynKit/relay/RelayError.hpp>
-
 #include <tools/idlewyn/commands/Commands.hpp>
+#include <tools/idlewyn/prompts/AnswerDoubt.hpp>
 #include <tools/idlewyn/prompts/PromptChoice.hpp>
 #include <tools/idlewyn/records/Records.hpp>
 
@@ -12,10 +11,10 @@ namespace {
 
 // Of the agents that could be asked. When one of them could not, a prompt that is missing may
 // be that one's, so its error is what counts.
-PromptRecord findPrompt(const std::string& asked, const SnapshotResult& result,
-                        std::size_t agents) {
+PromptRecord findPrompt(const std::string& asked, const SnapshotResult& result, std::size_t agents,
+                        const Style& style) {
   try {
-    return choosePrompt(openPrompts(result.snapshot.sorted()), asked);
+    return choosePrompt(openPrompts(result.snapshot.sorted()), asked, style.width);
   } catch (const Failure& failure) {
     if (failure.code != ExitCode::promptExpired || result.errors.empty()) throw;
   }
@@ -29,27 +28,28 @@ PromptRecord findPrompt(const std::string& asked, const SnapshotResult& result,
 // Answered elsewhere, or too old: nothing went wrong, and nothing is sent again. The prompts of
 // that agent that are open now take its place.
 Failure expired(const Failure& said, const PromptRecord& prompt, const Connection& connection,
-                Relays& relays) {
+                Surroundings& with) {
   Failure failure = said;
-  const SnapshotResult now = relays.snapshot({connection}, SessionSnapshot::empty());
+  const SnapshotResult now = with.relays.snapshot({connection}, SessionSnapshot::empty());
   for (PromptRecord& open : openPrompts(now.snapshot.sorted())) {
     if (open.id != prompt.id) failure.candidates.push_back(std::move(open));
   }
   if (!failure.candidates.empty()) failure.details.emplace_back("Open now:");
   for (const PromptRecord& open : failure.candidates) {
-    for (const std::string& line : promptLines(open))
-      failure.details.push_back("  " + line);
+    for (const std::string& line : promptLines(open, "  ", with.output.style.width))
+      failure.details.push_back(line);
   }
   return failure;
 }
 
 void answer(PermissionDecision decision, const PromptRecord& prompt, const Connection& connection,
-            Relays& relays) {
+            Surroundings& with) {
   try {
-    relays.decide(decision, prompt.id, connection);
-  } catch (const RelayError& error) {
-    if (error != RelayError::promptExpired()) throw;
-    throw expired(describe(std::current_exception()), prompt, connection, relays);
+    with.relays.decide(decision, prompt.id, connection);
+  } catch (...) {
+    const Failure failure = describeAnswering(std::current_exception(), prompt.id);
+    if (failure.code != ExitCode::promptExpired) throw failure;
+    throw expired(failure, prompt, connection, with);
   }
 }
 
@@ -60,9 +60,10 @@ ExitCode runAnswer(PermissionDecision decision, const Arguments& given, Surround
   if (asked.empty()) throw usageFailure("The prompt's id is empty.");
   const auto connections = with.connections().paired(given.agent());
   const SnapshotResult result = with.relays.snapshot(connections, SessionSnapshot::empty());
-  const PromptRecord prompt = findPrompt(asked, result, connections.size());
-  for (const std::string& line : promptLines(prompt))
+  const PromptRecord prompt = findPrompt(asked, result, connections.size(), with.output.style);
+  for (const std::string& line : promptLines(prompt, "", with.output.style.width))
     with.output.line(line);
+  if (hasDotSegment(prompt.id)) with.output.line(dotSegmentWarning());
   if (!with.output.finish()) return ExitCode::failure;  // nothing is answered unseen
   if (decision == PermissionDecision::always && !prompt.alwaysRule) {
     throw Failure(ExitCode::failure, "noAlwaysRule",
@@ -70,9 +71,11 @@ ExitCode runAnswer(PermissionDecision decision, const Arguments& given, Surround
   }
   const auto connection =
       std::ranges::find(connections, prompt.agent, [](const Connection& c) { return c.provider; });
-  answer(decision, prompt, *connection, with.relays);
+  answer(decision, prompt, *connection, with);
   if (with.output.isJSON) {
-    with.output.json(AnswerRecord(decision, prompt));
+    AnswerRecord record(decision, prompt);
+    if (hasDotSegment(prompt.id)) record.warning = dotSegmentWarning();
+    with.output.json(record);
   } else {
     with.output.line("Answered: " + std::string(rawValue(decision)));
   }

@@ -74,6 +74,15 @@ std::vector<Command> watchingCommands() {
        "Show the sessions of the paired agents",
        runSessions,
        {agentOption(), jsonOption()}},
+      {"show",
+       "Show one session or prompt whole, with its summary",
+       runShow,
+       {agentOption(), jsonOption(),
+        Option::promptID("prompt", "ID of a prompt or session; after -- when it begins with -")
+            .required()},
+       {{"idlewyn show tidy-up-1", "read the whole question before answering it"}},
+       "Texts of agents stand after a margin. A row that continues the one above begins with ↪. "
+       "What could not be seen is written out, as in \\u{202E}."},
       {"status",
        "Show what was last seen, without asking anybody",
        runStatus,

@@ -47,6 +47,8 @@ ExitCode runStatus(const Arguments& given, Surroundings& with);
 /// Of the shared snapshot, with the drawing module.
 ExitCode runRender(const Arguments& given, Surroundings& with);
 ExitCode runSessions(const Arguments& given, Surroundings& with);
+/// One session or prompt, whole.
+ExitCode runShow(const Arguments& given, Surroundings& with);
 ExitCode runWatch(const Arguments& given, Surroundings& with);
 
 ExitCode runAnswer(PermissionDecision decision, const Arguments& given, Surroundings& with);

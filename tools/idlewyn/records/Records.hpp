@@ -88,11 +88,14 @@ struct AnswerRecord {
 
   static constexpr auto fields() {
     return std::tuple{field("decision", &AnswerRecord::decision),
-                      field("prompt", &AnswerRecord::prompt)};
+                      field("prompt", &AnswerRecord::prompt),
+                      field("warning", &AnswerRecord::warning)};
   }
 
   PermissionDecision decision{};
   PromptRecord prompt;
+  /// Why the answer may have gone elsewhere.
+  std::optional<std::string> warning;
 };
 
 /// One agent's pinned certificate, and in `pin verify` what its relay shows.

@@ -8,6 +8,7 @@
 
 #include <tools/idlewyn/failure/Failure.hpp>
 #include <tools/idlewyn/prompts/PromptChoice.hpp>
+#include <tools/idlewyn/prompts/ShellWord.hpp>
 #include <tools/idlewyn/terminal/Table.hpp>
 
 namespace idlewyn::command {
@@ -40,6 +41,13 @@ std::string nowText(const AgentSession& session) {
   if (session.permission) return "prompt " + session.permission->id;
   if (const auto activity = session.currentActivity()) return *activity;
   return session.displaySummary().value_or("");
+}
+
+std::string answersText(const PromptRecord& prompt) {
+  std::string text =
+      prompt.alwaysRule ? "    answer: allow, deny or always" : "    answer: allow or deny";
+  const std::string word = pasteableID(prompt.id);
+  return word == prompt.id ? text : text + ", as in: idlewyn allow " + word;
 }
 
 void append(std::string& text, const std::string& line) {
@@ -77,20 +85,19 @@ std::string sessionTable(const SessionSnapshot& snapshot, Date now, const Style&
 }
 
 std::string promptReport(const SessionSnapshot& snapshot, const Style& style,
-                         std::optional<std::size_t> widest) {
+                         std::optional<std::size_t> mostLines) {
   const auto prompts = openPrompts(snapshot.sorted());
   if (prompts.empty()) return "";
   std::string text = toned("Waiting for an answer", Tone::attention, style);
   for (const PromptRecord& prompt : prompts) {
-    bool isCut = false;
-    for (const std::string& line : promptLines(prompt)) {
-      const std::string shown = widest ? cutToWidth("  " + line, *widest) : "  " + line;
-      isCut = isCut || shown.size() != line.size() + 2;
-      append(text, shown);
-    }
-    append(text, isCut               ? "    too long for this screen; whole in idlewyn sessions"
-                 : prompt.alwaysRule ? "    answer: allow, deny or always"
-                                     : "    answer: allow or deny");
+    auto lines = promptLines(prompt, "  ", style.width);
+    const bool isCut = mostLines && lines.size() > *mostLines;
+    if (isCut) lines.resize(*mostLines);
+    for (const std::string& line : lines)
+      append(text, line);
+    append(text, isCut ? "    too long for this screen; see it whole with: idlewyn show " +
+                             pasteableID(prompt.id)
+                       : answersText(prompt));
   }
   return text;
 }

@@ -19,9 +19,9 @@ namespace idlewyn::command {
 std::string sessionTable(const SessionSnapshot& snapshot, Date now, const Style& style);
 
 /// The open prompts with what is asked, and the answers that each takes. Empty for none. With
-/// `widest`, a prompt's lines are cut to so many columns, and what is cut is not to be answered.
+/// `mostLines`, what is left out of a longer prompt is said, with the command that shows it.
 std::string promptReport(const SessionSnapshot& snapshot, const Style& style,
-                         std::optional<std::size_t> widest = std::nullopt);
+                         std::optional<std::size_t> mostLines = std::nullopt);
 
 /// A line for each agent that failed, with how long ago it `answered` where that is known, and
 /// what else there is to say about it.

@@ -3,6 +3,7 @@
 
 #include <IdlewynKit/platform/text/DisplayText.hpp>
 
+#include <tools/idlewyn/prompts/AnswerDoubt.hpp>
 #include <tools/idlewyn/prompts/PromptChoice.hpp>
 
 namespace idlewyn::command {
@@ -16,7 +17,11 @@ void send(const NoticeAnswer& answer, const Connection& connection, Relays& rela
     throw Failure(ExitCode::promptExpired, "promptChanged",
                   "By now something else is asked; nothing was answered.");
   }
-  relays.decide(answer.decision, answer.prompt.id, connection);
+  try {
+    relays.decide(answer.decision, answer.prompt.id, connection);
+  } catch (...) {
+    throw describeAnswering(std::current_exception(), answer.prompt.id);
+  }
 }
 
 }  // namespace

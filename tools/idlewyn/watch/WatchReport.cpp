@@ -123,9 +123,8 @@ std::string watchScreen(const Watcher& watcher, const std::deque<std::string>& n
   for (const std::string& line : news)
     append(text, line, "\n");
   // One long question must not hide the others.
-  constexpr std::size_t promptRows = 4;
-  const auto widest = style.width ? std::optional(*style.width * promptRows) : std::nullopt;
-  append(text, promptReport(snapshot, style, widest), "\n\n");
+  constexpr std::size_t promptRows = 8;
+  append(text, promptReport(snapshot, style, promptRows), "\n\n");
   append(text, isEmpty ? "" : sessionTable(snapshot, DateClock::now(), style), "\n\n");
   return text;
 }
