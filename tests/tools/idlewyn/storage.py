@@ -256,7 +256,11 @@ class Snapshot(CommandTest):
             shown = self.run_json(*command, status=14)
             self.assertEqual((shown["updatedAt"], shown["errors"][-1]["answeredAt"]),
                              (first["updatedAt"],) * 2, command)
-            self.assertEqual(self.run_json("status"), first, "nobody saw anything new")
+            now = self.run_json("status")
+            for key in ("updatedAt", "sessions", "agents"):
+                self.assertEqual(now[key], first[key], "nobody saw anything new")
+            self.assertEqual([error["kind"] for error in now["errors"]], ["server"] * 2)
+            self.assertEqual(now["stale"], ["claude", "codex"])
         self.run_command("sessions", status=14, has="503. Last seen 0:0")
         self.run_command("watch", "--count", "1", status=14, has="503. Last answer 0:0")
         relay.heal()

@@ -91,7 +91,11 @@ std::vector<Command> watchingCommands() {
                      "text, line (the summary only) or waybar; text if left out")},
        {{"idlewyn status --format waybar", "what a status bar shows"}},
        "The sessions are those that sessions, watch or another program of the product saw last. "
-       "When nobody has looked for five minutes, line and waybar say how long ago that was."},
+       "Those of an agent whose last try failed, or that nobody has asked for five minutes, are "
+       "old: "
+       "they are not counted as needing you, and their ages stand still. When all are old, line "
+       "and "
+       "waybar say how long ago they were seen."},
       {"watch",
        "Show them again and again, and what has come to need you",
        runWatch,

@@ -9,11 +9,11 @@
 #include <unistd.h>
 
 #include <IdlewynKit/platform/text/DisplayText.hpp>
-#include <IdlewynKit/storage/SnapshotStore.hpp>
 
 #include <tools/idlewyn/commands/Commands.hpp>
 #include <tools/idlewyn/render/PictureFile.hpp>
 #include <tools/idlewyn/render/RenderModule.hpp>
+#include <tools/idlewyn/sessions/SharedSnapshot.hpp>
 
 namespace idlewyn::command {
 namespace {
@@ -51,15 +51,14 @@ void writePicture(const platform::Data& picture, const std::string& file) {
 }
 
 ExitCode runRender(const Arguments& given, Surroundings& with) {
-  Rendering rendering(SnapshotStore::shared().load());
-  if (const auto agent = given.agent()) {
-    rendering.snapshot.sessions = rendering.snapshot.sessionsFor(*agent);
-  }
+  const LastSeen seen = lastSeen(given.agent());
+  Rendering rendering(seen.snapshot);
   rendering.format = formatOf(given);
   rendering.look =
       chosen<PictureLook>(looks, given.text("--appearance")).value_or(PictureLook::light);
   rendering.scale = given.number("--scale", 2);
   rendering.now = DateClock::now();
+  rendering.old = seen.oldAgents(rendering.now);
   const std::string file = given.text("--output");
   if (file.empty() && isatty(STDOUT_FILENO) != 0) {
     throw usageFailure("A picture is nothing for a terminal; give --output FILE.");

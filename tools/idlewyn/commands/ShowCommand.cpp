@@ -88,7 +88,10 @@ ExitCode runShow(const Arguments& given, Surroundings& with) {
   std::erase_if(meant.sessions, [&](const auto& session) { return !isMeant(session, asked); });
   if (meant.sessions.empty()) refuse(asked, result, connections.size());
   if (with.output.isJSON) {
-    with.output.json(SessionsRecord(meant, errorRecords(result.errors), std::nullopt));
+    OldAgents silent;
+    for (const auto& [agent, error] : result.errors)
+      silent.emplace(agent, platform::distantPast);
+    with.output.json(SessionsRecord(meant, silent, errorRecords(result.errors)));
     return ExitCode::ok;
   }
   Detail detail(with.output);

@@ -52,15 +52,15 @@ std::optional<double> ageOf(const LastSeen& seen) {
   return (DateClock::now() - seen.snapshot.updatedAt).count();
 }
 
-// Who watches asks once a minute at least, unless told otherwise, even a relay that fails.
-bool isStale(const LastSeen& seen) {
-  constexpr double longest = 300;
-  return ageOf(seen).value_or(0) > longest;
+// True when there are sessions and every agent that has one is old. An agent that watches is asked
+// once a minute at least, unless told otherwise, even when its relay fails.
+bool isStale(const LastSeen& seen, const OldAgents& old) {
+  return !seen.snapshot.sessions.empty() && live(seen.snapshot, old).sessions.empty();
 }
 
 // For bars: what is stale must not pass for what is now.
 std::string withAge(std::string text, const LastSeen& seen) {
-  return isStale(seen) ? std::move(text) + " (" + elapsedText(*ageOf(seen)) + " ago)" : text;
+  return std::move(text) + " (" + elapsedText(ageOf(seen).value_or(0)) + " ago)";
 }
 
 // How old the snapshot is, and a line for each agent whose sessions are older.
@@ -72,6 +72,8 @@ std::vector<std::string> ageLines(const LastSeen& seen) {
     const double age = (DateClock::now() - answered).count();
     lines.push_back(std::string(shortName(agent)) + ": last seen " + elapsedText(age) + " ago.");
   }
+  for (const auto& [agent, error] : seen.errors)
+    lines.push_back(std::string(shortName(agent)) + ": " + displayLine(error.message));
   return lines;
 }
 
@@ -91,18 +93,23 @@ std::string tooltipOf(std::vector<std::string> lines) {
 
 WaybarRecord waybarRecord(const LastSeen& seen) {
   constexpr std::size_t widestProject = 30;
-  const SnapshotLead lead(seen.snapshot);
+  const Date now = DateClock::now();
+  const OldAgents old = seen.oldAgents(now);
+  const bool isOld = isStale(seen, old);
+  const SnapshotLead lead(isOld ? seen.snapshot : live(seen.snapshot, old));
   std::vector<std::string> lines = ageLines(seen);
-  lines.push_back(lead.summary());
-  for (const AgentSession& session : seen.snapshot.sorted()) {
-    lines.push_back(std::string(label(session.status)) + "  " +
+  lines.push_back(summaryOf(seen.snapshot, old, now));
+  for (const AgentSession& session : inDisplayOrder(seen.snapshot, old)) {
+    const double age = (now - ageBase(session, old, now)).count();
+    const std::string mark = old.contains(session.provider) ? ", " + agoText(age) : "";
+    lines.push_back(std::string(label(session.status)) + mark + "  " +
                     cutToWidth(displayLine(session.projectName()), widestProject) + ": " +
                     displayLine(session.title));
   }
   const std::string text = std::to_string(lead.count) + " " + lead.label;
   const std::string status = lead.isEmpty ? "none" : std::string(rawValue(lead.status));
-  return WaybarRecord(lead.isEmpty ? "" : markup(withAge(text, seen)), tooltipOf(std::move(lines)),
-                      status, isStale(seen) ? "stale" : status);
+  return WaybarRecord(lead.isEmpty ? "" : markup(isOld ? withAge(text, seen) : text),
+                      tooltipOf(std::move(lines)), status, isOld ? "stale" : status);
 }
 
 }  // namespace
@@ -111,17 +118,20 @@ WaybarRecord waybarRecord(const LastSeen& seen) {
 ExitCode runStatus(const Arguments& given, Surroundings& with) {
   const LastSeen seen = lastSeen(given.agent());
   const SessionSnapshot& snapshot = seen.snapshot;
+  const Date now = DateClock::now();
+  const OldAgents old = seen.oldAgents(now);
   const std::string format = given.text("--format");
   if (format == "waybar") {
     with.output.json(waybarRecord(seen));
   } else if (with.output.isJSON) {
-    SessionsRecord record(snapshot, {}, std::nullopt);
+    SessionsRecord record(snapshot, old, seen.errorRecords());
     record.agents = seen.answerTimes();
     with.output.json(record);
   } else if (format == "line") {
-    with.output.line(displayLine(withAge(SnapshotLead(snapshot).summary(), seen)));
+    with.output.line(isStale(seen, old) ? withAge(SnapshotLead(snapshot).summary(), seen)
+                                        : summaryOf(snapshot, old, now));
   } else {
-    reportSnapshot(with.output, snapshot, "", DateClock::now());
+    reportSnapshot(with.output, snapshot, old, "", now);
     for (const std::string& line : ageLines(seen))
       with.output.line(toned(line, Tone::faint, with.output.style));
   }

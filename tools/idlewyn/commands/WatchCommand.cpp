@@ -158,7 +158,7 @@ std::vector<SessionTransition> Watch::ask() {
   SnapshotResult result = with_.relays.snapshot(due, watcher_.snapshot());
   const bool isAnswered = result.errors.size() < due.size();
   auto transitions = watcher_.take(std::move(result), now, Clock::now());
-  if (isAnswered) shareLastSeen(watcher_.lastSeen(), agent_);
+  shareLastSeen(watcher_.lastSeen(), agent_, isAnswered);
   return transitions;
 }
 
@@ -186,11 +186,13 @@ void Watch::report(const std::vector<SessionTransition>& transitions) {
   redraw();
 }
 
-// What an agent was seen with before this watching began may be over since days.
+// What an agent was seen with before this watching began may be over since days, and of one that
+// does not answer nobody knows whether it still asks.
 std::vector<PromptRecord> Watch::open() const {
   auto prompts = openPrompts(watcher_.snapshot().sessions);
   std::erase_if(prompts, [&](const PromptRecord& prompt) {
-    return !watcher_.agents().at(prompt.agent).hasAnsweredHere;
+    const Watcher::Agent& agent = watcher_.agents().at(prompt.agent);
+    return agent.error || !agent.hasAnsweredHere;
   });
   return prompts;
 }

@@ -55,24 +55,23 @@ struct WatchAnswerRecord {
 /// `sessions`; `status`, which adds the agents; and each round of `watch`, which adds transitions
 /// and, with `--notify`, answers.
 struct SessionsRecord {
-  SessionsRecord(const SessionSnapshot& snapshot, std::vector<AgentErrorRecord> errors,
-                 std::optional<std::vector<TransitionRecord>> transitions)
-      : summary(SnapshotLead(snapshot).summary()),
+  SessionsRecord(const SessionSnapshot& snapshot, const OldAgents& old,
+                 std::vector<AgentErrorRecord> errors)
+      : summary(summaryOf(snapshot, old, DateClock::now())),
         updatedAt(snapshot.updatedAt),
-        sessions(offered(snapshot.sorted())),
-        errors(std::move(errors)),
-        transitions(std::move(transitions)) {}
+        sessions(offered(inDisplayOrder(snapshot, old))),
+        errors(std::move(errors)) {
+    for (const auto& [agent, answered] : old)
+      stale.push_back(agent);
+  }
   explicit SessionsRecord(DecodingKey) {}
 
   static constexpr auto fields() {
     using R = SessionsRecord;
-    return std::tuple{field("summary", &R::summary),
-                      field("updatedAt", &R::updatedAt),
-                      field("sessions", &R::sessions),
-                      field("errors", &R::errors),
-                      field("transitions", &R::transitions),
-                      field("answers", &R::answers),
-                      field("agents", &R::agents)};
+    return std::tuple{field("summary", &R::summary),   field("updatedAt", &R::updatedAt),
+                      field("sessions", &R::sessions), field("errors", &R::errors),
+                      field("stale", &R::stale),       field("transitions", &R::transitions),
+                      field("answers", &R::answers),   field("agents", &R::agents)};
   }
 
   std::string summary;
@@ -80,6 +79,8 @@ struct SessionsRecord {
   /// In display order.
   std::vector<AgentSession> sessions;
   std::vector<AgentErrorRecord> errors;
+  /// The agents that do not answer: their sessions are as old as their last answer.
+  std::vector<AgentProvider> stale;
   std::optional<std::vector<TransitionRecord>> transitions;
   std::optional<std::vector<WatchAnswerRecord>> answers;
   /// Those of which something is known, and how old that is.

@@ -26,7 +26,8 @@ platform::Data render(const Rendering& rendering) {
   platform::Environment environment;
   environment.appearance = rendering.look == PictureLook::light ? platform::Appearance::light
                                                                 : platform::Appearance::dark;
-  const View cards = nightMode(SessionCards(rendering.snapshot), isNight);
+  const View cards =
+      nightMode(SessionCards(rendering.snapshot, rendering.old, rendering.now), isNight);
   return paint(platform::frameOf(cards, environment, platform::Proposal(), rendering.now),
                rendering);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 
 #include <IdlewynKit/model/SessionSnapshot.hpp>
@@ -17,6 +18,8 @@ struct Rendering {
   explicit Rendering(SessionSnapshot snapshot) : snapshot(std::move(snapshot)) {}
 
   SessionSnapshot snapshot;
+  /// The agents that do not answer, with the times of their last answers.
+  std::map<AgentProvider, Date> old;
   PictureFormat format = PictureFormat::png;
   PictureLook look = PictureLook::light;
   /// Pixels a point, for PNG.

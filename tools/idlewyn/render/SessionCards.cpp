@@ -65,8 +65,19 @@ View promptPanel(const PermissionPrompt& prompt) {
       .background(color.opacity(Palette::Tint::fill), Rectangle{Radius::small});
 }
 
+/// A session and, of an agent that does not answer, when it was last seen.
+struct Shown {
+  AgentSession session;
+  std::string ago;
+  bool isOld() const { return !ago.empty(); }
+};
+
 // What the session does, or has done, or wants.
-View content(const AgentSession& session) {
+View content(const Shown& shown) {
+  const AgentSession& session = shown.session;
+  if (session.permission && shown.isOld()) {
+    return Text("It waited for an answer then.").font(Typography::supporting).foreground(secondary);
+  }
   if (session.permission) return promptPanel(*session.permission);
   if (const auto activity = session.currentActivity()) {
     return ActivityLine(displayLine(*activity), secondary, true, false);
@@ -88,7 +99,14 @@ View project(const AgentSession& session) {
   return Row({name, ProviderBadge(session.provider, true)});
 }
 
-View state(const AgentSession& session) {
+View state(const Shown& shown) {
+  const AgentSession& session = shown.session;
+  if (shown.isOld()) {
+    return Text(std::string(label(session.status)) + ", " + shown.ago)
+        .font(Typography::metaStrong)
+        .foreground(secondary)
+        .lineLimit(1);
+  }
   const View status = Text(std::string(label(session.status)))
                           .font(Typography::metaStrong)
                           .foreground(tint(session.status));
@@ -119,18 +137,19 @@ struct CardSurface {
   View content;
 };
 
-View sessionCard(const AgentSession& session) {
+View sessionCard(const Shown& shown) {
+  const AgentSession& session = shown.session;
   const View icon =
       View(StatusIndicator(session.status, StatusIconSize::medium)).frame(Layout::iconColumn);
-  const View heading = Column({Row({project(session), Spacer(), state(session)}),
+  const View heading = Column({Row({project(session), Spacer(), state(shown)}),
                                Row({title(session), Spacer(), progress(session)})},
                               HorizontalAlignment::leading, Spacing::hairline);
-  const View text = Column({heading, content(session)}, HorizontalAlignment::leading, Spacing::s);
+  const View text = Column({heading, content(shown)}, HorizontalAlignment::leading, Spacing::s);
   return CardSurface{
       Row({icon, text}, VerticalAlignment::top, Spacing::s).padding(Spacing::m).frame(cardWidth)};
 }
 
-std::vector<View> columns(const std::vector<AgentSession>& sessions) {
+std::vector<View> columns(const std::vector<Shown>& sessions) {
   const std::size_t count = std::clamp<std::size_t>(
       (sessions.size() + cardsPerColumn - 1) / cardsPerColumn, 1, mostColumns);
   const std::size_t height = (sessions.size() + count - 1) / count;
@@ -146,12 +165,23 @@ std::vector<View> columns(const std::vector<AgentSession>& sessions) {
 
 }  // namespace
 
-SessionCards::SessionCards(SessionSnapshot snapshot) : snapshot(std::move(snapshot)) {}
+SessionCards::SessionCards(SessionSnapshot snapshot, OldAgents old, Date now)
+    : snapshot(std::move(snapshot)), old(std::move(old)), now(now) {}
 
 View SessionCards::body() const {
-  return Column({headline(SnapshotLead(snapshot)),
-                 Row(columns(snapshot.sorted()), VerticalAlignment::top, Spacing::m)},
-                HorizontalAlignment::leading, Spacing::l)
+  std::vector<Shown> shown;
+  for (AgentSession& session : inDisplayOrder(snapshot, old)) {
+    const bool isOld = old.contains(session.provider);
+    const double age = (now - ageBase(session, old, now)).count();
+    shown.push_back({std::move(session), isOld ? agoText(age) : ""});
+  }
+  std::vector<View> parts{headline(SnapshotLead(live(snapshot, old)))};
+  if (!old.empty()) {
+    parts.push_back(
+        Text(summaryOf(snapshot, old, now)).font(Typography::supporting).foreground(secondary));
+  }
+  parts.push_back(Row(columns(shown), VerticalAlignment::top, Spacing::m));
+  return Column(std::move(parts), HorizontalAlignment::leading, Spacing::l)
       .padding(Spacing::xl)
       .background(ground, Rectangle());
 }

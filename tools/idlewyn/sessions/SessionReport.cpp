@@ -70,16 +70,22 @@ std::string elapsedText(double seconds) {
   return text.data();
 }
 
-std::string sessionTable(const SessionSnapshot& snapshot, Date now, const Style& style) {
+std::string sessionTable(const SessionSnapshot& snapshot, Date now, const Style& style,
+                         const OldAgents& old) {
   if (snapshot.sessions.empty()) return "No sessions";
   constexpr std::size_t agent = 0, project = 2, title = 3, tasks = 4, time = 5;
   Table table({"AGENT", "STATUS", "PROJECT", "TITLE", "TASKS", "TIME", "NOW"},
               Narrowing({title, project}, {tasks, project, time, agent}));
-  for (const AgentSession& session : snapshot.sorted()) {
+  for (const AgentSession& session : inDisplayOrder(snapshot, old)) {
+    const bool isOld = old.contains(session.provider);
+    const Date seen = ageBase(session, old, now);
+    std::string status(label(session.status));
+    if (isOld) status += ", " + agoText((now - seen).count());
     table.add({Cell(shortName(session.provider)),
-               Cell(label(session.status), toneOf(session.status)), Cell(session.projectName()),
-               Cell(session.title, Tone::strong), Cell(tasksText(session)),
-               Cell(timeText(session, now)), Cell(nowText(session), Tone::faint)});
+               Cell(status, isOld ? Tone::faint : toneOf(session.status)),
+               Cell(session.projectName()), Cell(session.title, isOld ? Tone::faint : Tone::strong),
+               Cell(tasksText(session)), Cell(timeText(session, seen)),
+               Cell(nowText(session), Tone::faint)});
   }
   return table.text(style);
 }
@@ -127,14 +133,14 @@ std::string transitionLine(const SessionTransition& transition, const Style& sty
   return line + toned(label(session.status), toneOf(session.status), style);
 }
 
-void reportSnapshot(Output& output, const SessionSnapshot& snapshot, const std::string& errors,
-                    Date now) {
+void reportSnapshot(Output& output, const SessionSnapshot& snapshot, const OldAgents& old,
+                    const std::string& errors, Date now) {
   const bool isEmpty = snapshot.sessions.empty();
-  const std::string table = isEmpty ? "" : sessionTable(snapshot, now, output.style);
+  const std::string table = isEmpty ? "" : sessionTable(snapshot, now, output.style, old);
   // Of agents that failed nobody knows whether they have sessions.
-  const std::string summary = isEmpty && !errors.empty() ? "" : SnapshotLead(snapshot).summary();
+  const std::string summary = isEmpty && !errors.empty() ? "" : summaryOf(snapshot, old, now);
   bool isFirst = true;
-  for (const std::string& part : {table, promptReport(snapshot, output.style), errors,
+  for (const std::string& part : {table, promptReport(live(snapshot, old), output.style), errors,
                                   toned(summary, Tone::strong, output.style)}) {
     if (part.empty()) continue;
     if (!std::exchange(isFirst, false)) output.line();

@@ -102,7 +102,7 @@ void PromptNotices::tell(const WatchAnswerRecord& answer) {
   const auto found = std::ranges::find_if(open_, isIt);
   if (found == open_.end() || !found->isAnswered) return;
   notifier_->withdraw(found->key);  // most servers have closed it
-  show(*found);
+  open_.erase(found);               // if it is still open, the next update shows it again
 }
 
 void PromptNotices::tellEnd(const std::string& why) {

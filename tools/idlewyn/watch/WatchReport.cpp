@@ -81,7 +81,9 @@ void reportRoundJSON(Output& output, const Watcher& watcher,
   std::vector<TransitionRecord> records;
   for (const SessionTransition& transition : transitions)
     records.emplace_back(transition);
-  SessionsRecord record(watcher.snapshot(), watchErrorRecords(watcher, now), std::move(records));
+  SessionsRecord record(watcher.snapshot(), watcher.lastSeen().failedAgents(),
+                        watchErrorRecords(watcher, now));
+  record.transitions = std::move(records);
   record.answers = std::move(answers);
   output.json(record);
 }
@@ -95,7 +97,8 @@ std::string watchContent(const Watcher& watcher) {
     return std::tie(session.provider, session.id);
   });
   const Style style;
-  return sessionTable(still, always, style) + promptReport(still, style) +
+  const OldAgents old = watcher.lastSeen().failedAgents();
+  return sessionTable(still, always, style) + promptReport(live(still, old), style) +
          errorReport(watcher.errors(), style);
 }
 
@@ -106,7 +109,8 @@ void reportRound(Output& output, const Watcher& watcher,
     output.line(transitionLine(transition, output.style));
   if (!transitions.empty()) output.line();
   const std::string errors = watchErrors(watcher, now, true, output.style);
-  reportSnapshot(output, watcher.snapshot(), errors, DateClock::now());
+  reportSnapshot(output, watcher.snapshot(), watcher.lastSeen().failedAgents(), errors,
+                 DateClock::now());
   output.line();
 }
 
@@ -116,16 +120,18 @@ std::string watchScreen(const Watcher& watcher, const std::deque<std::string>& n
   const std::string errors = watchErrors(watcher, now, false, style);
   const bool isEmpty = snapshot.sessions.empty();
   // Of agents that failed nobody knows whether they have sessions.
+  const OldAgents old = watcher.lastSeen().failedAgents();
+  const Date date = DateClock::now();
   const std::string summary =
-      isEmpty && !errors.empty() ? "Watching" : SnapshotLead(snapshot).summary();
+      isEmpty && !errors.empty() ? "Watching" : summaryOf(snapshot, old, date);
   std::string text = toned(summary, Tone::strong, style);
   append(text, errors, "\n");
   for (const std::string& line : news)
     append(text, line, "\n");
   // One long question must not hide the others.
   constexpr std::size_t promptRows = 8;
-  append(text, promptReport(snapshot, style, promptRows), "\n\n");
-  append(text, isEmpty ? "" : sessionTable(snapshot, DateClock::now(), style), "\n\n");
+  append(text, promptReport(live(snapshot, old), style, promptRows), "\n\n");
+  append(text, isEmpty ? "" : sessionTable(snapshot, date, style, old), "\n\n");
   return text;
 }
 

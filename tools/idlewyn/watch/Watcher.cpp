@@ -97,6 +97,8 @@ LastSeen Watcher::lastSeen() const {
   LastSeen seen{snapshot_, {}};
   for (const auto& [provider, agent] : agents_) {
     if (agent.answered) seen.answered.emplace(provider, *agent.answered);
+    if (agent.error)
+      seen.errors.emplace(provider, AgentErrorRecord(provider, describe(agent.error)));
   }
   return seen;
 }
