@@ -30,6 +30,9 @@ std::atomic<pid_t> firstProcess = 0;
 // more to do, but not for ever.
 constexpr int mostRoundsLate = 8;
 
+// What one connection may take of the loop's time before it has to let others in between.
+constexpr auto turn = std::chrono::milliseconds(10);
+
 // A thread inherits the signal mask: the application's signal handlers run on its own threads.
 class AllSignalsBlocked {
  public:
@@ -144,12 +147,32 @@ void IOLoop::watch(int socket, std::uint32_t events, SocketOwner* owner) {
     if (!watch.isAdopted) drop(socket);
     return;
   }
+  watch.wanted = events;
+  tellEpoll(socket);
+}
+
+void IOLoop::tellEpoll(int socket) {
+  Watch& watch = watchOf(socket);
+  constexpr std::uint32_t reading = EPOLLIN, writing = EPOLLOUT;
+  const std::uint32_t events =
+      watch.isWritingPaused ? (watch.wanted & ~writing) | reading : watch.wanted;
   if (watch.events == events) return;
   epoll_event event{};
   event.events = events;
   event.data.fd = socket;
   epoll_ctl(epoll_, watch.events == 0 ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, socket, &event);
   watch.events = events;
+}
+
+void IOLoop::pauseWriting(int socket) {
+  watchOf(socket).isWritingPaused = true;
+  tellEpoll(socket);
+}
+
+void IOLoop::resumeWriting(int socket) {
+  Watch& watch = watchOf(socket);
+  if (!std::exchange(watch.isWritingPaused, false) || watch.owner == nullptr) return;
+  tellEpoll(socket);
 }
 
 void IOLoop::adopt(int socket) {
@@ -168,9 +191,13 @@ void IOLoop::drop(int socket) {
 void IOLoop::runLate() {
   std::vector<Task> tasks;
   tasks.swap(late_);
-  for (Task& task : tasks)
+  for (Task& task : tasks) {
+    beginTurn();
     task();
+  }
 }
+
+void IOLoop::beginTurn() noexcept { turnEnd_ = Clock::now() + turn; }
 
 void IOLoop::run() {
   pthread_setname_np(pthread_self(), "idlewyn-io");
@@ -200,6 +227,7 @@ void IOLoop::dispatch(int socket, std::uint32_t events) {
   } else {
     // A socket of an earlier event may have been closed and its number given to another
     // owner by now; an owner that is asked in vain finds nothing to do.
+    beginTurn();
     owner->ready(socket, events);
   }
 }
@@ -213,6 +241,7 @@ bool IOLoop::runPosted() {
     tasks.swap(posted_);
   }
   for (Task& task : tasks) {
+    beginTurn();
     task();
     task = nullptr;
   }
@@ -224,6 +253,7 @@ void IOLoop::ringDue() {
   while (!alarms_.empty() && alarms_.begin()->first <= now) {
     Alarm& alarm = *alarms_.begin()->second;
     clear(alarm);
+    beginTurn();
     alarm.ring();
   }
 }

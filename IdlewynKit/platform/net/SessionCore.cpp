@@ -20,6 +20,11 @@ namespace {
 // connections away whenever few transfers are under way.
 constexpr long keptConnections = 512;
 
+// While it is not known whether exchanges with an origin can share a connection, so many are
+// begun, each with its own; the others wait for one of them to know, but not for long.
+constexpr std::size_t mostUnconnected = 2;
+constexpr auto longestWaitForConnection = std::chrono::milliseconds(250);
+
 bool holdsBytes(int socket) {
   int unread = 0;
   int unsent = 0;
@@ -130,7 +135,8 @@ void SessionCore::start(const std::shared_ptr<Transfer>& transfer) {
     transfer->completion->deliver(transfer->finish(ending, CURLE_OK));
     return;
   }
-  Origin& origin = origins_[transfer->origin()];
+  const std::string& name = transfer->origin();
+  Origin& origin = origins_.try_emplace(name, *this, name).first->second;
   transfer->place = origin.waiting.insert(origin.waiting.end(), transfer);
   transfer->state = Transfer::State::waiting;
   loop().set(*transfer, transfer->deadline());
@@ -152,16 +158,61 @@ bool SessionCore::openMulti() {
   return true;
 }
 
+bool SessionCore::mayLaunch(const Origin& origin) const {
+  if (origin.running.size() >= maximumRunning) return false;
+  return origin.isUnlimited || origin.unconnected < mostUnconnected ||
+         !origin.running.front()->isSecure() || unsharedOrigins_.contains(origin.name) ||
+         sockets_.hasShared(origin.name);
+}
+
 void SessionCore::launchWaiting(Origin& origin) {
-  while (!origin.waiting.empty() && origin.running.size() < maximumRunning) {
+  while (!origin.waiting.empty()) {
+    if (!mayLaunch(origin)) {
+      if (origin.running.size() < maximumRunning) {
+        loop().setUnlessSet(origin, IOLoop::Clock::now() + longestWaitForConnection);
+      }
+      return;
+    }
     Transfer& transfer = *origin.waiting.front();
     origin.running.splice(origin.running.end(), origin.waiting, transfer.place);
     transfer.state = Transfer::State::running;
+    transfer.isUnconnected = true;
+    ++origin.unconnected;
     if (transfer.open() && curl_multi_add_handle(multi_, transfer.handle()) == CURLM_OK) continue;
     // Memory is short. It ends later, not in the midst of this walk through the lists.
     loop().post([self = shared_from_this(), kept = transfer.shared_from_this()] {
       self->end(*kept, Ending::noResources);
     });
+  }
+}
+
+void SessionCore::Origin::ring() {
+  isUnlimited = true;
+  core.launchWaiting(*this);
+}
+
+void SessionCore::forgetUnconnected(Transfer& transfer, Origin& origin) {
+  if (std::exchange(transfer.isUnconnected, false)) --origin.unconnected;
+}
+
+void SessionCore::tellConnected(Transfer& transfer, bool isShared) {
+  const auto found = origins_.find(transfer.origin());
+  if (found == origins_.end() || !transfer.isUnconnected) return;
+  if (isShared) {
+    unsharedOrigins_.erase(transfer.origin());
+  } else if (transfer.isSecure()) {
+    unsharedOrigins_.insert(transfer.origin());
+  }
+  if (!found->second.waiting.empty()) decidedOrigins_.push_back(transfer.origin());
+  forgetUnconnected(transfer, found->second);
+}
+
+// Not from within libcurl's callbacks, where no transfer may be added.
+void SessionCore::launchDecided() {
+  for (const std::string& name : std::exchange(decidedOrigins_, {})) {
+    if (const auto found = origins_.find(name); found != origins_.end()) {
+      launchWaiting(found->second);
+    }
   }
 }
 
@@ -171,17 +222,22 @@ void SessionCore::end(Transfer& transfer, Ending ending, int curlCode) {
   if (state == State::ended) return;
   const std::shared_ptr<Transfer> kept = *transfer.place;
   loop().clear(transfer);
+  if (ending == Ending::deadline) transfer.spoilSilentConnection();
   if (transfer.handle() != nullptr) curl_multi_remove_handle(multi_, transfer.handle());
   const auto found = origins_.find(transfer.origin());
   auto& list = state == State::running ? found->second.running : found->second.waiting;
   list.erase(transfer.place);
+  forgetUnconnected(transfer, found->second);
   // Not one by one: the caller would be woken for each.
   if (finished_.empty()) {
     loop().whenIdle([self = shared_from_this()] { self->deliverFinished(); });
   }
   finished_.emplace_back(transfer.completion, transfer.finish(ending, curlCode));
   launchWaiting(found->second);
-  if (found->second.running.empty()) origins_.erase(found);
+  if (found->second.running.empty()) {
+    loop().clear(found->second);
+    origins_.erase(found);
+  }
   closeWhenDone();
 }
 
@@ -199,7 +255,52 @@ void SessionCore::ready(int socket, std::uint32_t events) {
   int wanted = 0;
   if ((events & (EPOLLIN | EPOLLERR | EPOLLHUP)) != 0) wanted |= CURL_CSELECT_IN;
   if ((events & (EPOLLOUT | EPOLLERR | EPOLLHUP)) != 0) wanted |= CURL_CSELECT_OUT;
-  act(socket, wanted);
+  const std::shared_ptr<SecureConnection> connection = sockets_.secureAt(socket);
+  if (connection && connection->isOverHTTP2()) {
+    actByRecord(*connection, socket, wanted);
+  } else {
+    act(socket, wanted);
+    if (connection && connection->takeRefusal()) actLater(socket);
+  }
+}
+
+void SessionCore::actByRecord(SecureConnection& connection, int socket, int events) {
+  using Input = SecureConnection::Input;
+  const auto self = shared_from_this();
+  const auto bytes = [&] { return connection.received() + connection.sent(); };
+  const std::uint64_t before = bytes();
+  int left = events;
+  while (true) {
+    const Input input = connection.nextRecord();
+    if (input == Input::none) left &= ~CURL_CSELECT_IN;
+    // libcurl would wait for the rest of an answer that can't come any more.
+    if (connection.ledger().isBroken()) shutdown(socket, SHUT_RDWR);
+    if (left != 0) act(socket, left);
+    if (input != Input::some || !loop().isWatched(socket)) break;
+    if (loop().isTurnOver()) return actLater(socket);
+    left = CURL_CSELECT_IN;
+  }
+  if ((events & CURL_CSELECT_OUT) != 0 && bytes() == before) {
+    loop().pauseWriting(socket);
+    stalled_.push_back({socket, before});
+  }
+}
+
+// What is left may be in libcurl's or OpenSSL's memory, of which epoll knows nothing.
+void SessionCore::actLater(int socket) {
+  loop().whenIdle([self = shared_from_this(), socket] {
+    if (self->multi_ != nullptr && self->loop().isWatched(socket)) self->ready(socket, EPOLLIN);
+  });
+}
+
+void SessionCore::resumeStalled() {
+  std::erase_if(stalled_, [&](const Stalled& stalled) {
+    const auto connection = sockets_.secureAt(stalled.socket);
+    if (!connection) return true;
+    if (connection->received() + connection->sent() == stalled.bytes) return false;
+    loop().resumeWriting(stalled.socket);
+    return true;
+  });
 }
 
 void SessionCore::act(int socket, int events) {
@@ -212,13 +313,14 @@ void SessionCore::act(int socket, int events) {
     const CURLcode result = message->data.result;
     Transfer* transfer = nullptr;
     curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
-    if (!startAfresh(*transfer)) end(*transfer, Ending::none, result);
+    if (!startAfresh(*transfer, result)) end(*transfer, Ending::none, result);
   }
+  if (!decidedOrigins_.empty()) launchDecided();
+  if (!stalled_.empty()) resumeStalled();
 }
 
-// A transfer that found its kept connection closed has sent nothing yet.
-bool SessionCore::startAfresh(Transfer& transfer) {
-  if (!transfer.wantsFreshConnection()) return false;
+bool SessionCore::startAfresh(Transfer& transfer, int curlCode) {
+  if (!transfer.wantsFreshConnection(curlCode)) return false;
   curl_multi_remove_handle(multi_, transfer.handle());
   transfer.demandFreshConnection();
   return curl_multi_add_handle(multi_, transfer.handle()) == CURLM_OK;

@@ -2,7 +2,7 @@
 #include <IdlewynKit/platform/net/internal/Transfer.hpp>
 
 #include <curl/curl.h>
-#include <openssl/ssl.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -40,12 +40,8 @@ IOLoop::Clock::time_point deadlineAfter(std::chrono::duration<double> interval) 
          std::chrono::duration_cast<IOLoop::Clock::duration>(std::min(interval, longest));
 }
 
-bool isOverHTTP2(const SSL* ssl) {
-  const unsigned char* name = nullptr;
-  unsigned size = 0;
-  SSL_get0_alpn_selected(ssl, &name, &size);
-  return std::string_view(reinterpret_cast<const char*>(name), size) == "h2";
-}
+// Longer than requests are given, shorter than the kernel takes to give a silent peer up.
+constexpr unsigned longestSilence = 20'000;  // in milliseconds
 
 // Of a head that ends the transfer; without a fault it is one that switches protocols.
 Ending endingOf(HeadFault fault) {
@@ -83,6 +79,7 @@ struct Transfer::Callbacks {
     const int opened = socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
     const bool isKept = guarded(self, Ending::noResources, false, [&](Transfer& transfer) {
       if (opened < 0) return true;
+      setsockopt(opened, IPPROTO_TCP, TCP_USER_TIMEOUT, &longestSilence, sizeof longestSilence);
       transfer.openedSockets_.push_back(opened);
       transfer.session_->loop().adopt(opened);
       return true;
@@ -107,6 +104,8 @@ struct Transfer::Callbacks {
       transfer.trust_ =
           std::make_shared<TrustCheck>(transfer.session_->delegate(), transfer.prepared_.host);
       install(transfer.trust_, sslContext);
+      SecureConnection::install(std::make_shared<SecureConnection>(transfer.session_->loop()),
+                                sslContext);
       return CURLE_OK;
     });
   }
@@ -115,14 +114,16 @@ struct Transfer::Callbacks {
   // died before a byte of the answer, or a stream was refused, it tries again by itself.
   static int aboutToSend(void* self, char*, char*, int, int localPort) {
     return guarded(self, Ending::noResources, CURL_PREREQFUNC_ABORT, [&](Transfer& transfer) {
-      if (transfer.sendings_ == 0 && transfer.isOverSpoiltConnection(localPort)) {
+      transfer.isConnectionNew_ = transfer.hasNewConnection();
+      if (transfer.sendings_ > 0 && !transfer.mayRepeat()) return CURL_PREREQFUNC_ABORT;
+      transfer.learnConnection(localPort);
+      if (transfer.isOverSpoiltConnection(localPort)) {
         transfer.isConnectionStale_ = true;
         set(transfer.handle_, CURLOPT_FORBID_REUSE, 1L);  // nobody else is to find it
         return CURL_PREREQFUNC_ABORT;
       }
-      if (++transfer.sendings_ == 1) return CURL_PREREQFUNC_OK;
-      transfer.ending_ = Ending::wouldSendTwice;
-      return CURL_PREREQFUNC_ABORT;
+      transfer.countSending();
+      return CURL_PREREQFUNC_OK;
     });
   }
 
@@ -140,6 +141,10 @@ struct Transfer::Callbacks {
     constexpr std::size_t none = 0;
     return guarded(self, Ending::bodyTooLarge, none, [&](Transfer& transfer) {
       if (!transfer.hasBody_) transfer.expectBody();
+      if (IOLoop::Clock::now() > transfer.deadline_) {
+        transfer.ending_ = Ending::deadline;  // a few bytes can be unpacked for very long
+        return none;
+      }
       if (transfer.reader_.takeBody({bytes, size})) return size;
       transfer.ending_ = Ending::bodyTooLarge;
       return none;
@@ -230,8 +235,6 @@ void Transfer::chooseMethod() {
 // have nothing to check against. Its match of host and certificate would override a pin.
 void Transfer::configureTLS() {
   set(handle_, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
-  // Only here: on plain connections requests would queue up behind one that gets no answer.
-  set(handle_, CURLOPT_PIPEWAIT, 1L);
   set(handle_, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
   set(handle_, CURLOPT_SSL_VERIFYPEER, 1L);
   set(handle_, CURLOPT_SSL_VERIFYHOST, 0L);
@@ -242,26 +245,88 @@ void Transfer::configureTLS() {
   set(handle_, CURLOPT_SSL_CTX_DATA, this);
 }
 
-bool Transfer::isOverSpoiltConnection(int localPort) {
+// Since the last call, or since libcurl began to run the handle.
+bool Transfer::hasNewConnection() {
   long connects = 0;
   curl_easy_getinfo(static_cast<CURL*>(handle_), CURLINFO_NUM_CONNECTS, &connects);
+  return connects > std::exchange(connects_, connects);
+}
+
+// libcurl is about to send the request again. It may where the server has declared that it did
+// not process the request, if over a new connection: `startAfresh` sees to that otherwise.
+bool Transfer::mayRepeat() {
+  if (!wasUnprocessed()) {
+    ending_ = Ending::wouldSendTwice;
+  } else if (isConnectionNew_) {
+    forgetSending();
+    return true;
+  }
+  return false;
+}
+
+void Transfer::forgetSending() {
+  if (sendings_ > 0) isRepeated_ = true;
+  if (stream_ != 0) connection_->ledger().closeStream(std::exchange(stream_, 0));
+  sendings_ = 0;
+}
+
+void Transfer::learnConnection(int localPort) {
   curl_tlssessioninfo* session = nullptr;
   curl_easy_getinfo(static_cast<CURL*>(handle_), CURLINFO_TLS_SSL_PTR, &session);
-  auto* ssl = session == nullptr ? nullptr : static_cast<SSL*>(session->internals);
-  const bool isShared = ssl != nullptr && isOverHTTP2(ssl);
-  if (connects != 0) {
-    session_->sockets().add(localPort, openedSockets_, isShared);
-    return false;
-  }
-  // What OpenSSL has read with the end of the last answer no longer shows at the socket.
-  const bool hasSurplus = ssl != nullptr && !isShared && SSL_pending(ssl) > 0;
-  return hasSurplus || session_->sockets().isSpoilt(localPort);
+  connection_ = SecureConnection::of(session == nullptr ? nullptr : session->internals);
+  if (isConnectionNew_) session_->sockets().add(localPort, openedSockets_, {origin(), connection_});
+  session_->tellConnected(*this, connection_ && connection_->isOverHTTP2());
+}
+
+bool Transfer::isOverSpoiltConnection(int localPort) const {
+  if (isConnectionNew_) return false;
+  return (connection_ && connection_->isUsedUp()) || session_->sockets().isSpoilt(localPort);
+}
+
+void Transfer::countSending() {
+  ++sendings_;
+  if (!connection_) return;
+  receivedBefore_ = connection_->received();
+  if (connection_->isOverHTTP2()) stream_ = connection_->ledger().openStream();
+}
+
+void Transfer::spoilSilentConnection() {
+  const bool isSilent = connection_ && sendings_ > 0 && connection_->received() == receivedBefore_;
+  if (isSilent) connection_->spoil();
+}
+
+bool Transfer::wasUnprocessed() const {
+  const std::string& method = prepared_.request.method;
+  return (method == "GET" || method == "HEAD") && stream_ != 0 && !isRepeated_ &&
+         !reader_.hasHead() && connection_->ledger().isUnprocessed(stream_);
+}
+
+bool Transfer::wantsFreshConnection(int curlCode) const {
+  return isConnectionStale_ ||
+         (curlCode != CURLE_OK && ending_ == Ending::none && wasUnprocessed());
 }
 
 void Transfer::demandFreshConnection() {
+  forgetSending();
   isConnectionStale_ = false;
+  connects_ = 0;
   set(handle_, CURLOPT_FORBID_REUSE, 0L);
   set(handle_, CURLOPT_FRESH_CONNECT, 1L);
+}
+
+// To libcurl any end of a stream without an error is the end of its content. A server says so
+// itself, unless the length or the kind of the answer tells where the content ends.
+bool Transfer::isCutOff() {
+  if (stream_ == 0) return false;
+  const HTTP2Ledger::Stream known = connection_->ledger().closeStream(std::exchange(stream_, 0));
+  const int status = reader_.endedHeadStatus();
+  if (prepared_.request.method == "HEAD" || status == 204 || status == 304) return false;
+  curl_off_t announced = -1, received = 0;
+  auto* const handle = static_cast<CURL*>(handle_);
+  curl_easy_getinfo(handle, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
+  curl_easy_getinfo(handle, CURLINFO_SIZE_DOWNLOAD_T, &received);
+  if (announced >= 0) return received != announced;
+  return !known.isEnded || known.contentSize != static_cast<std::uint64_t>(received);
 }
 
 void Transfer::expectBody() {
@@ -279,6 +344,8 @@ URLSession::Outcome Transfer::finish(Ending ending, int curlCode) {
   facts.isHeadForeign = reader_.hasForeignHead();
   facts.isHeadComplete = reader_.endedHeadStatus() != 0;
   facts.curlText = errorText_.data();
+  facts.isAlerted = connection_ && connection_->isAlerted();
+  facts.isCutOff = isCutOff();
   const Verdict verdict = verdictOf(facts);
   close();
   switch (verdict.kind) {

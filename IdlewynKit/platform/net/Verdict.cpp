@@ -96,7 +96,10 @@ Verdict verdictOf(const TransferFacts& facts) {
   if (const auto verdict = verdictOfEnding(facts.ending)) return *verdict;
   if (const auto verdict = verdictOfTrust(facts.trust)) return *verdict;
   if (facts.curlCode == CURLE_OK && facts.isHeadForeign) return notHTTP;
-  if (facts.curlCode == CURLE_OK && !facts.isHeadComplete) return connectionLost;
+  if (facts.curlCode == CURLE_OK && (!facts.isHeadComplete || facts.isCutOff)) {
+    return connectionLost;
+  }
+  if (facts.curlCode != CURLE_OK && facts.isAlerted) return secureConnectionFailed;
   // The status counts, whatever became of the body.
   if (facts.curlCode == CURLE_BAD_CONTENT_ENCODING && facts.isHeadComplete) return answer;
   return verdictOfCurl(facts.curlCode, facts.curlText);

@@ -130,8 +130,9 @@ TEST(ConnectionSockets, TellASpoiltConnectionOnceItsPortIsNoLongerAmbiguous) {
   }
   const int port = ntohs(name.sin_port);
   ConnectionSockets sockets;
-  sockets.add(port, {other}, false);
-  sockets.add(port, {kept}, false);
+  const ConnectionSockets::Connection plain{"http://127.0.0.1|80", nullptr};
+  sockets.add(port, {other}, plain);
+  sockets.add(port, {kept}, plain);
   close(other);
   ASSERT_EQ(sendto(kept, "x", 1, 0, address, size), 1);
   EXPECT_FALSE(sockets.isSpoilt(port)) << "either may be meant";

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Whom connections are made to, where a delegate decides; what becomes of those that the server
-// closes while nobody uses them, of refused streams; what a connection may not leave behind.
+// closes while nobody uses them; what a connection may not leave behind.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <openssl/ssl.h>
@@ -11,40 +11,12 @@
 #include <thread>
 
 #include "tests/platform/net/NetSupport.hpp"
+#include "tests/support/HTTP2Frames.hpp"
 
 namespace idlewyn::testing {
 namespace {
 
 using Connection = RawServer::Connection;
-
-/// As much of HTTP/2 (RFC 9113) as a server needs that understands no field.
-std::string frame(char type, char flags, char stream, std::string_view payload) {
-  const char head[] = {0, 0, static_cast<char>(payload.size()), type, flags, 0, 0, 0, stream};
-  return std::string(head, sizeof head).append(payload);
-}
-
-const std::string settings = frame(4, 0, 0, "");
-
-/// Reads to the end of the next request and records it; gives its stream, 0 when the peer has
-/// gone. The first time it also waits until our settings are acknowledged: closing with bytes
-/// unread would reset the connection and destroy the answer.
-char readStream(Connection& connection, bool isAcknowledged) {
-  char stream = 0;
-  while (stream == 0 || !isAcknowledged) {
-    const std::string head = connection.readBytes(9);
-    if (head.size() < 9) return 0;
-    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(head[i]); };
-    connection.readBytes(std::size_t{byte(1)} << 8 | byte(2));
-    if (head[3] == 4 && head[4] == 1) isAcknowledged = true;
-    if (head[3] <= 1 && (head[4] & 1) != 0) stream = head[8];
-  }
-  connection.record("stream");
-  return stream;
-}
-
-std::string status200(char stream) {
-  return frame(1, 4, stream, "\x88") + frame(0, 1, stream, "ok");
-}
 
 /// Nobody is answered before all have asked: one who came late could else be given a kept
 /// connection that is about to be closed.
@@ -69,9 +41,8 @@ void answerAndReset(Connection& connection) {
 }
 
 void answerOnceOverHTTP2(Connection& connection) {
-  connection.readBytes(24);  // the preface
-  connection.write(settings);
-  if (const char stream = readStream(connection, false)) connection.write(status200(stream));
+  http2::begin(connection);
+  if (const char stream = http2::readStream(connection, true)) connection.write(http2::ok(stream));
 }
 
 TEST(URLSession, KeepsConnectionsAndReplacesThoseThatTheServerClosed) {
@@ -136,28 +107,6 @@ TEST(URLSession, TakesWhatNobodyAskedForForNoAnswer) {
       }
     }
   }
-}
-
-TEST(URLSessionOverHTTP2, SendsRefusedStreamsOnce) {
-  RawServer server(
-      [](Connection& connection) {
-        connection.readBytes(24);
-        connection.write(settings);
-        bool isFirst = true;
-        while (const char stream = readStream(connection, !isFirst)) {
-          constexpr std::string_view refusedStream("\0\0\0\7", 4);
-          connection.write(isFirst && connection.number() == 0
-                               ? status200(stream)
-                               : frame(3, 0, stream, refusedStream));
-          isFirst = false;
-        }
-      },
-      RawServer::TLS{.choosesHTTP2 = true});
-  const auto session = trustingSession();
-  EXPECT_EQ(fetch(session, server.url("/")), "200 ok");
-  EXPECT_EQ(fetch(session, server.url("/")), "-1005");
-  EXPECT_EQ(describe(exchange(session, post(server.url("/"), "{}"))), "-1005");
-  EXPECT_EQ(server.requests().size(), 3u);
 }
 
 /// Descriptors that a program started now would inherit.

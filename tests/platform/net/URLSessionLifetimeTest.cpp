@@ -127,7 +127,6 @@ TEST(URLSessionCancellation, OfEveryTypeEndsTheExchangeAtEveryStage) {
 }
 
 TEST(URLSessionCancellation, LetsOthersGoOn) {
-  // All wait for the handshake of the first one's connection, in case it can be shared.
   RawServer server{RawServer::TLS{.silentConnections = 1}};
   const auto session = trustingSession();
   asio::cancellation_signal signal;
@@ -142,9 +141,7 @@ TEST(URLSessionCancellation, LetsOthersGoOn) {
   }
   context.restart();
   context.run_for(20ms);
-  EXPECT_EQ(server.connectionCount(), 1);
-  for (const Report& report : reports)
-    EXPECT_EQ(report.outcome, "(none)");
+  EXPECT_EQ(reports[0].outcome, "(none)");
   signal.emit(asio::cancellation_type::terminal);
   context.restart();
   context.run_for(15s);

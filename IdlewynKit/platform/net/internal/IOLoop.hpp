@@ -54,6 +54,9 @@ class IOLoop {
 
   // The loop's thread only:
   void set(Alarm& alarm, Clock::time_point due);
+  void setUnlessSet(Alarm& alarm, Clock::time_point due) {
+    if (!alarm.isSet_) set(alarm, due);
+  }
   void clear(Alarm& alarm);
   /// Watches a socket for epoll events on behalf of `owner`; no owner ends the watch.
   void watch(int socket, std::uint32_t events, SocketOwner* owner);
@@ -61,14 +64,23 @@ class IOLoop {
   /// `forget` will be called when it is closed.
   void adopt(int socket);
   void forget(int socket);
+  bool isWatched(int socket) { return watchOf(socket).owner != nullptr; }
+  /// Until writing is resumed, readiness to be written to is no event of the socket.
+  void pauseWriting(int socket);
+  void resumeWriting(int socket);
+  /// Whether the owner, alarm or task that runs has had its share of time, and is to leave the
+  /// rest for a later round: the others' deadlines must be kept.
+  bool isTurnOver() const noexcept { return Clock::now() > turnEnd_; }
   /// Runs the task when nothing else is at hand, at the latest a few rounds of events later.
   void whenIdle(Task task) { late_.push_back(std::move(task)); }
 
  private:
   struct Watch {
     SocketOwner* owner = nullptr;
+    std::uint32_t wanted = 0;
     std::uint32_t events = 0;  // what epoll was told; 0 when it does not know the socket
     bool isAdopted = false;
+    bool isWritingPaused = false;
   };
 
   IOLoop();
@@ -78,6 +90,8 @@ class IOLoop {
   void dispatch(int socket, std::uint32_t events);
   Watch& watchOf(int socket);
   void drop(int socket);
+  void tellEpoll(int socket);
+  void beginTurn() noexcept;
   void runLate();
   bool runPosted();
   void ringDue();
@@ -91,6 +105,7 @@ class IOLoop {
   std::set<std::pair<Clock::time_point, Alarm*>> alarms_;
   std::vector<Watch> watches_;  // by socket
   std::vector<Task> late_;
+  Clock::time_point turnEnd_{};
   std::thread thread_;
 };
 

@@ -43,6 +43,9 @@ class ResponseReader {
   /// Whether lines came and none of them began a head.
   bool hasForeignHead() const noexcept { return headSize_ > 0 && status_ == 0 && !isInHead_; }
 
+  /// Whether a line of any head has come.
+  bool hasHead() const noexcept { return headSize_ > 0; }
+
   /// Makes room for a body of that size, as far as a server's word for it goes.
   void expectBody(std::size_t size);
   /// False when the body grows beyond the maximum; it is let go then.

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -38,6 +39,9 @@ class SessionCore final : public IOLoop::Alarm,
   // The loop's thread only:
   const std::shared_ptr<URLSessionDelegate>& delegate() const noexcept { return delegate_; }
   ConnectionSockets& sockets() noexcept { return sockets_; }
+  /// The transfer has a connection now, by which it is known whether its origin's exchanges can
+  /// share one. Called by libcurl's callbacks, too.
+  void tellConnected(Transfer& transfer, bool isShared);
   IOLoop& loop() noexcept { return *loop_; }
   /// Ends a transfer, and with it its connection if that is in its midst. A transfer that has
   /// ended already stays as it is.
@@ -47,16 +51,35 @@ class SessionCore final : public IOLoop::Alarm,
 
  private:
   struct Callbacks;
-  struct Origin {
+  struct Origin final : IOLoop::Alarm {
+    Origin(SessionCore& core, std::string name) : core(core), name(std::move(name)) {}
+    void ring() override;
+
+    SessionCore& core;
+    const std::string name;
     Transfer::List running;
     Transfer::List waiting;
+    std::size_t unconnected = 0;  // of those that run
+    bool isUnlimited = false;     // waiting for a first connection has lasted long enough
+  };
+  /// A connection whose server lets libcurl write no more than it has: asking again and again
+  /// whether the socket takes bytes would be all that the loop does.
+  struct Stalled {
+    int socket;
+    std::uint64_t bytes;
   };
 
   void start(const std::shared_ptr<Transfer>& transfer);
   bool openMulti();
   void launchWaiting(Origin& origin);
+  bool mayLaunch(const Origin& origin) const;
+  void launchDecided();
+  void forgetUnconnected(Transfer& transfer, Origin& origin);
   void act(int socket, int events);
-  bool startAfresh(Transfer& transfer);
+  void actByRecord(SecureConnection& connection, int socket, int events);
+  void actLater(int socket);
+  void resumeStalled();
+  bool startAfresh(Transfer& transfer, int curlCode);
   void closeWhenDone();
   void deliverFinished();
 
@@ -69,6 +92,10 @@ class SessionCore final : public IOLoop::Alarm,
   bool isClosing_ = false;
   std::vector<std::pair<std::shared_ptr<Completion>, URLSession::Outcome>> finished_;
   std::unordered_map<std::string, Origin> origins_;  // those with transfers
+  // Each exchange there takes a connection of its own.
+  std::unordered_set<std::string> unsharedOrigins_;
+  std::vector<std::string> decidedOrigins_;
+  std::vector<Stalled> stalled_;
 };
 
 }  // namespace idlewyn::platform

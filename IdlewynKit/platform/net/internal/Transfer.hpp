@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <list>
 #include <memory>
 #include <vector>
@@ -11,6 +12,7 @@
 #include <IdlewynKit/platform/net/internal/IOLoop.hpp>
 #include <IdlewynKit/platform/net/internal/PreparedRequest.hpp>
 #include <IdlewynKit/platform/net/internal/ResponseReader.hpp>
+#include <IdlewynKit/platform/net/internal/SecureConnection.hpp>
 #include <IdlewynKit/platform/net/internal/TrustCheck.hpp>
 #include <IdlewynKit/platform/net/internal/Verdict.hpp>
 
@@ -38,9 +40,12 @@ class Transfer final : public IOLoop::Alarm, public std::enable_shared_from_this
   /// The handle; null while the transfer waits for its turn.
   void* handle() const noexcept { return handle_; }
 
+  bool isSecure() const noexcept { return prepared_.isSecure; }
+
   /// True after a run that ended, with nothing sent, because the server had closed the kept
-  /// connection meanwhile: to be run again after `demandFreshConnection`, which is once.
-  bool wantsFreshConnection() const noexcept { return isConnectionStale_; }
+  /// connection meanwhile, and of a GET after the server declared that it did not process the
+  /// request: to be run again after `demandFreshConnection`. Each happens once.
+  bool wantsFreshConnection(int curlCode) const;
   void demandFreshConnection();
 
   /// Frees the handle and gives the outcome; to be called once, when no multi handle runs it.
@@ -51,6 +56,10 @@ class Transfer final : public IOLoop::Alarm, public std::enable_shared_from_this
   /// What a caller is told whose cancelling can't reach the loop; reads nothing of the loop's.
   URLSession::Outcome cancelled() const;
 
+  /// The time is over. Where no byte has come since the request was sent, the connection is
+  /// dead for all that anybody can tell, and later requests are not to wait on it.
+  void spoilSilentConnection();
+
   /// The deadline has come.
   void ring() override;
 
@@ -58,11 +67,20 @@ class Transfer final : public IOLoop::Alarm, public std::enable_shared_from_this
   /// Where its session's lists hold it, while it waits or runs.
   List::iterator place;
   State state = State::ended;
+  /// It runs and has no connection yet.
+  bool isUnconnected = false;
 
  private:
   struct Callbacks;
   void close();
-  bool isOverSpoiltConnection(int localPort);
+  bool isOverSpoiltConnection(int localPort) const;
+  bool hasNewConnection();
+  bool mayRepeat();
+  void learnConnection(int localPort);
+  void countSending();
+  void forgetSending();
+  bool wasUnprocessed() const;
+  bool isCutOff();
   bool addFields();
   void chooseMethod();
   void expectBody();
@@ -75,9 +93,16 @@ class Transfer final : public IOLoop::Alarm, public std::enable_shared_from_this
   void* fields_ = nullptr;  // curl_slist
   ResponseReader reader_;
   std::shared_ptr<TrustCheck> trust_;
-  std::vector<int> openedSockets_;  // some may be closed by now
+  // The one over which the request was sent last; null where that is plain.
+  std::shared_ptr<SecureConnection> connection_;
+  std::uint64_t receivedBefore_ = 0;  // by the connection, when the request was sent
+  std::uint32_t stream_ = 0;          // 0 where there are none
+  std::vector<int> openedSockets_;    // some may be closed by now
   int sendings_ = 0;
+  long connects_ = 0;  // connections opened so far
+  bool isConnectionNew_ = false;
   bool isConnectionStale_ = false;
+  bool isRepeated_ = false;  // as the server had not processed it
   bool hasBody_ = false;
   Ending ending_ = Ending::none;
   std::array<char, 256> errorText_{};

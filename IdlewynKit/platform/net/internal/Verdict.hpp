@@ -34,6 +34,10 @@ struct TransferFacts {
   bool isHeadComplete = false;
   /// What libcurl took for a head, "http/1.1" say, is none.
   bool isHeadForeign = false;
+  /// Over HTTP/2 libcurl is content with a stream that its server did not end.
+  bool isCutOff = false;
+  /// The server ended the connection by an alert of TLS.
+  bool isAlerted = false;
   /// libcurl's words on the matter, which never leave this floor.
   std::string_view curlText;
 };
