@@ -8,12 +8,15 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <mutex>
 #include <new>
 #include <vector>
 
 namespace idlewyn::platform {
 namespace {
+
+std::atomic<bool> isKeyLoggingAllowed = false;
 
 using OwnedCheck = std::shared_ptr<TrustCheck>;
 
@@ -133,6 +136,8 @@ int verify(X509_STORE_CTX* context, void* argument) {
 
 }  // namespace
 
+void allowKeyLogging(bool isAllowed) noexcept { isKeyLoggingAllowed = isAllowed; }
+
 void install(std::shared_ptr<TrustCheck> check, void* sslContext) {
   auto* context = static_cast<SSL_CTX*>(sslContext);
   TrustCheck* borrowed = check.get();
@@ -141,6 +146,7 @@ void install(std::shared_ptr<TrustCheck> check, void* sslContext) {
   if (SSL_CTX_set_ex_data(context, checkIndex(), owned.get()) != 1) throw std::bad_alloc();
   static_cast<void>(owned.release());  // the context owns it now
   SSL_CTX_set1_cert_store(context, authorities());
+  if (!isKeyLoggingAllowed) SSL_CTX_set_keylog_callback(context, nullptr);
   SSL_CTX_set_options(context, SSL_OP_NO_RENEGOTIATION);
   SSL_CTX_set_verify(context, SSL_VERIFY_PEER, nullptr);
   SSL_CTX_set_cert_verify_callback(context, verify, borrowed);

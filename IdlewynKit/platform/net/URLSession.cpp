@@ -12,6 +12,7 @@
 #include <IdlewynKit/platform/net/internal/PreparedRequest.hpp>
 #include <IdlewynKit/platform/net/internal/SessionCore.hpp>
 #include <IdlewynKit/platform/net/internal/Transfer.hpp>
+#include <IdlewynKit/platform/net/internal/TrustCheck.hpp>
 
 namespace idlewyn::platform {
 namespace {
@@ -82,6 +83,8 @@ std::shared_ptr<URLSession> URLSession::ephemeral(std::shared_ptr<URLSessionDele
   auto core = std::make_shared<SessionCore>(std::move(delegate));
   return std::shared_ptr<URLSession>(new URLSession(std::move(core)));
 }
+
+void URLSession::setKeyLogging(bool isAllowed) noexcept { allowKeyLogging(isAllowed); }
 
 asio::awaitable<HTTPResponse> URLSession::data(URLRequest request) {
   return runOrThrow(shared_from_this(), core_, std::move(request));

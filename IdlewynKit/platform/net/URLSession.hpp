@@ -49,6 +49,11 @@ class URLSession : public std::enable_shared_from_this<URLSession> {
   IDLEWYNKIT_EXPORT static std::shared_ptr<URLSession> ephemeral(
       std::shared_ptr<URLSessionDelegate> delegate = nullptr);
 
+  /// Whether new connections of any session write their keys to the file that the environment
+  /// variable SSLKEYLOGFILE named when the first exchange began, so that captured traffic can be
+  /// read. Off until a program asks for it, whatever the environment says.
+  IDLEWYNKIT_EXPORT static void setKeyLogging(bool isAllowed) noexcept;
+
   URLSession(const URLSession&) = delete;
   URLSession& operator=(const URLSession&) = delete;
   IDLEWYNKIT_EXPORT ~URLSession();

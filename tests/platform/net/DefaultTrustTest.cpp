@@ -5,12 +5,18 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 
 #include "tests/platform/net/NetSupport.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 
 namespace idlewyn::testing {
 namespace {
+
+const TemporaryFolder keyFolder;
+const std::string keyLog = keyFolder.path() / "keys";
+// libcurl looks at it once, when the first exchange begins.
+[[maybe_unused]] const int isNamed = setenv("SSLKEYLOGFILE", keyLog.c_str(), 1);
 
 TEST(DefaultHandling, WantsAKnownIssuerADateInRangeAndTheHost) {
   using Shape = TestCertificate::Shape;
@@ -42,6 +48,23 @@ TEST(DefaultHandling, WantsAKnownIssuerADateInRangeAndTheHost) {
       EXPECT_EQ(fetch(session, server.url("/", host)), outcome) << why;
     EXPECT_EQ(server.requests().empty(), outcome[0] == '-') << why;
   }
+}
+
+TEST(URLSession, LogsKeysOnlyWhenTheProgramAsksForIt) {
+  RawServer server{RawServer::TLS()};
+  const auto logged = [] {
+    std::ifstream file(keyLog);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+  };
+  ASSERT_EQ(fetch(trustingSession(), server.url("/")), "200 ok");
+  EXPECT_EQ(logged(), "");
+  URLSession::setKeyLogging(true);
+  EXPECT_EQ(fetch(trustingSession(), server.url("/")), "200 ok");
+  URLSession::setKeyLogging(false);
+  const std::string keys = logged();
+  EXPECT_NE(keys.find("CLIENT_"), std::string::npos);
+  EXPECT_EQ(fetch(trustingSession(), server.url("/")), "200 ok");
+  EXPECT_EQ(logged(), keys);
 }
 
 }  // namespace

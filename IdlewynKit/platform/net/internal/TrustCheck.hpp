@@ -31,6 +31,9 @@ struct TrustCheck {
   TrustResult result = TrustResult::notAsked;
 };
 
+/// Any thread; applies to contexts that are installed later.
+void allowKeyLogging(bool isAllowed) noexcept;
+
 /// Makes every handshake of the context (an SSL_CTX) ask `check` and nothing else.
 void install(std::shared_ptr<TrustCheck> check, void* sslContext);
 
