@@ -97,6 +97,18 @@ bool isHexDigit(std::string_view character) {
          (value >= 'a' && value <= 'f');
 }
 
+bool hasRightToLeft(std::string_view text) {
+  while (!text.empty()) {
+    const Scalar scalar = firstScalar(text);
+    const auto direction = utf8proc_get_property(scalar.value)->bidi_class;
+    if (direction == UTF8PROC_BIDI_CLASS_R || direction == UTF8PROC_BIDI_CLASS_AL ||
+        direction == UTF8PROC_BIDI_CLASS_AN)
+      return true;
+    text.remove_prefix(scalar.length);
+  }
+  return false;
+}
+
 std::string_view trimmingSpaces(std::string_view text) {
   while (!text.empty()) {
     const Scalar scalar = firstScalar(text);

@@ -22,6 +22,10 @@ IDLEWYNKIT_EXPORT void forEachCharacter(std::string_view text,
 /// True for one of 0-9, A-F, a-f or their full-width forms, alone in its character.
 IDLEWYNKIT_EXPORT bool isHexDigit(std::string_view character);
 
+/// True when a letter of a right-to-left script is in the text: whoever draws it may then reorder
+/// what stands around it (UAX #9).
+IDLEWYNKIT_EXPORT bool hasRightToLeft(std::string_view text);
+
 /// The text without leading and trailing space separators (category Zs) and tabs. Line breaks
 /// are no spaces.
 IDLEWYNKIT_EXPORT std::string_view trimmingSpaces(std::string_view text);

@@ -56,6 +56,13 @@ TEST(Unicode, knowsHexadecimalDigitsInBothWidths) {
   }
 }
 
+TEST(Unicode, findsRightToLeftLetters) {
+  for (const auto text : {"a\u05D0", "\u0645", "x \u0661"})
+    EXPECT_TRUE(hasRightToLeft(text)) << text;
+  for (const auto text : {"", "a - 1", "\u4F60", "\xFF"})
+    EXPECT_FALSE(hasRightToLeft(text)) << text;
+}
+
 TEST(Unicode, trimsSpacesAndTabsButNoLineBreaks) {
   const std::pair<std::string_view, std::string_view> cases[] = {
       {"", ""},

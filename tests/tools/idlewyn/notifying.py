@@ -168,7 +168,7 @@ class Notifying(CommandTest):
         for capabilities, given, expected in (
                 (("body",), asked, (title, "Bash: a <b> & c\n" + later)),
                 ((), asked, (title + ": Bash: a <b> & c", "")),
-                (FULL, prompt(detail=long), (title, "Too long to be answered here. " + later)),
+                (FULL, prompt(detail=long), (title, "Not shown whole here. " + later)),
                 (FULL, done, ("Claude: Finished · " + "t" * 59 + "…", "All &lt;b&gt;green&lt;/b&gt; &amp; "
                               "more\\u{1B}[2J\\u{202E}"))):
             watch = self.watch(*capabilities)

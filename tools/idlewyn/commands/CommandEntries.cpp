@@ -112,9 +112,11 @@ std::vector<Command> watchingCommands() {
        "do, watching ends. While the connections can't be read, those known so far are "
        "watched. Off a terminal a round is written only when something has changed."
        "\n\nWith --notify each session that comes to need you is told once on the desktop, and "
-       "each open prompt until it has ended. Where the notification server has buttons a prompt "
-       "can be answered there; it is looked up once more before the answer is sent. An answer "
-       "that was not taken is told there too."},
+       "each open prompt until it has ended. Where the notification server has buttons and shows "
+       "a prompt whole, it can be answered there; it is looked up once more before the answer is "
+       "sent. A prompt that is long, or holds <, > or & on a server that does not announce markup, "
+       "has the button Show, which opens the dashboard where it is installed. Of more than five "
+       "prompts at once the rest is counted. An answer that was not taken is told there too."},
   };
 }
 

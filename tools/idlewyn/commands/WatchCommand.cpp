@@ -13,6 +13,7 @@
 #include <tools/idlewyn/sessions/SessionReport.hpp>
 #include <tools/idlewyn/sessions/SharedSnapshot.hpp>
 #include <tools/idlewyn/terminal/Screen.hpp>
+#include <tools/idlewyn/watch/Dashboard.hpp>
 #include <tools/idlewyn/watch/DesktopAnswer.hpp>
 #include <tools/idlewyn/watch/PromptNotices.hpp>
 #include <tools/idlewyn/watch/WatchReport.hpp>
@@ -98,7 +99,10 @@ void Watch::takeScreen() {
 void Watch::startNotices() {
   if (!tellsDesktop_) return;
   try {
-    notices_.emplace(loadNotifier());
+    std::function<void()> show;
+    if (const auto dashboard = installedDashboard())
+      show = [program = *dashboard] { openDashboard(program); };
+    notices_.emplace(loadNotifier(), std::move(show));
     with_.relays.onInput(notices_->notifier().descriptor(), [this] { noteNews(); });
   } catch (const Failure& failure) {
     say(failure.message + " What changes is told here only.");

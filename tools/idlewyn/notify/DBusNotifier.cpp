@@ -243,21 +243,31 @@ void DBusNotifier::withdraw(const std::string& key) {
 
 std::string DBusNotifier::bodyOf(const Notice& notice) const {
   std::string text = valid(notice.body);
-  if (!can("actions") && !notice.withoutButtons.empty()) {
+  if (!(can("actions") && showsAsItIs(notice)) && !notice.withoutButtons.empty()) {
     text += "\n" + valid(notice.withoutButtons);
   }
   return can("body-markup") ? withoutMarkup(text) : text;
 }
 
+// A server may take for markup what it does not announce as such, in the title too.
+bool DBusNotifier::showsAsItIs(const Notice& notice) const {
+  const bool hasMarkup = (notice.title + notice.body).find_first_of("<>&") != std::string::npos;
+  return can("body") && (!hasMarkup || can("body-markup"));
+}
+
+std::vector<NoticeButton> DBusNotifier::buttonsOf(const Notice& notice) const {
+  if (!can("actions")) return {};
+  return showsAsItIs(notice) && !notice.buttons.empty() ? notice.buttons : notice.otherButtons;
+}
+
 void DBusNotifier::send(const Notice& notice) {
   Shown& shown = shown_[notice.key];
   const std::uint32_t replaces = shown.id;
-  shown = Shown{notice, replaces};
+  shown = Shown{notice, buttonsOf(notice), replaces};
 
   GVariantBuilder actions, hints;
   g_variant_builder_init(&actions, G_VARIANT_TYPE("as"));
-  for (const NoticeButton& button : notice.buttons) {
-    if (!can("actions")) break;
+  for (const NoticeButton& button : shown.buttons) {
     g_variant_builder_add(&actions, "s", button.name.c_str());
     g_variant_builder_add(&actions, "s", valid(button.label).c_str());
   }
@@ -338,8 +348,8 @@ void DBusNotifier::press(std::uint32_t id, const std::string& button) {
   const auto found = find(id);
   if (found == shown_.end()) return;
   Shown& shown = found->second;
-  const bool isOffered = std::ranges::find(shown.notice.buttons, button, &NoticeButton::name) !=
-                         shown.notice.buttons.end();
+  const bool isOffered =
+      std::ranges::find(shown.buttons, button, &NoticeButton::name) != shown.buttons.end();
   if (!isOffered || shown.isPressed || shown.isWithdrawn) return;
   shown.isPressed = true;
   {

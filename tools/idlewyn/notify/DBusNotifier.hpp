@@ -33,6 +33,8 @@ class DBusNotifier final : public Notifier {
  private:
   struct Shown {
     Notice notice;
+    /// The buttons that it was given.
+    std::vector<NoticeButton> buttons;
     /// The server's number of it; 0 until it has given one.
     std::uint32_t id = 0;
     bool isWithdrawn = false;
@@ -55,6 +57,8 @@ class DBusNotifier final : public Notifier {
   void whenQuiet(int milliseconds, std::function<void()> done);
   void press(std::uint32_t id, const std::string& button);
   std::string bodyOf(const Notice& notice) const;
+  bool showsAsItIs(const Notice& notice) const;
+  std::vector<NoticeButton> buttonsOf(const Notice& notice) const;
   bool can(const char* capability) const { return capabilities_.contains(capability); }
   std::map<std::string, Shown>::iterator find(std::uint32_t id);
 

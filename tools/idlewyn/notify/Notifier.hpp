@@ -19,8 +19,13 @@ struct Notice {
   std::string key;
   std::string title;
   std::string body;
+  /// Shown only by a server that has buttons and shows title and body as they are: with `<`, `>`
+  /// or `&` in them it has to announce that it takes markup, since some that do not announce it
+  /// hide what stands in angle brackets all the same.
   std::vector<NoticeButton> buttons;
-  /// Added to the body where the server has no buttons.
+  /// In place of those, where the server has buttons. They answer nothing.
+  std::vector<NoticeButton> otherButtons;
+  /// Added to the body where `buttons` are not shown.
   std::string withoutButtons;
   /// It is urgent, and stays until it is withdrawn.
   bool isQuestion = false;

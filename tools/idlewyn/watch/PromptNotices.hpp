@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -21,10 +23,12 @@ struct NoticeAnswer {
 };
 
 /// What of the sessions is told on the desktop: each transition once, and each open prompt until
-/// it has ended or was answered.
+/// it has ended or was answered. Of more than five at once, five are shown and the rest counted.
 class PromptNotices {
  public:
-  explicit PromptNotices(std::unique_ptr<Notifier> notifier) : notifier_(std::move(notifier)) {}
+  /// `openDashboard` is what the button "Show" does; without it there is no such button.
+  PromptNotices(std::unique_ptr<Notifier> notifier, std::function<void()> openDashboard)
+      : notifier_(std::move(notifier)), openDashboard_(std::move(openDashboard)) {}
 
   Notifier& notifier() const noexcept { return *notifier_; }
 
@@ -42,14 +46,22 @@ class PromptNotices {
  private:
   struct Open {
     PromptRecord prompt;
-    /// Its notice's. A notice is never changed: a press is an answer to what was seen.
+    /// Its notice's; empty while it is only counted. A notice is never changed: a press is an
+    /// answer to what was seen.
     std::string key;
     bool isAnswered = false;
   };
-  void show(Open& open);
+  void withdrawEnded(const std::vector<PromptRecord>& now);
+  void showSome();
+  void showRest(std::size_t count);
+  Notice noticeOf(const PromptRecord& prompt, std::string key) const;
+  std::vector<NoticeButton> otherButtons() const;
 
   const std::unique_ptr<Notifier> notifier_;
+  const std::function<void()> openDashboard_;
   std::vector<Open> open_;
+  /// How many prompts are only counted, as was told last.
+  std::size_t rest_ = 0;
   std::uint64_t shown_ = 0;
 };
 
