@@ -5,8 +5,8 @@
 #include <cmath>
 
 #include <IdlewynKit/gtk/internal/ElementWidget.hpp>
+#include <IdlewynKit/platform/view/CairoPainter.hpp>
 #include <IdlewynKit/platform/view/Painter.hpp>
-#include <IdlewynKit/platform/view/internal/Drawing.hpp>
 
 namespace idlewyn::gtk {
 namespace {

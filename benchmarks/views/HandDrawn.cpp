@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include <IdlewynKit/platform/view/internal/SymbolDrawing.hpp>
+#include <IdlewynKit/platform/view/internal/paint/SymbolDrawing.hpp>
 
 namespace idlewyn::bench {
 namespace {
@@ -100,14 +100,15 @@ void HandDrawn::paint(cairo_t* target) const {
   for (const Row& row : rows_) {
     const auto& [title, project, badge, activity, count] = row.texts;
     cairo_set_source_rgb(target, 0, 0.4, 0.8);
-    platform::drawSymbol(target, SymbolName::checkmarkCircle, {{row.x, row.y}, {24, 24}});
-    platform::drawSymbol(target, SymbolName::terminal, {{title.x, activity.y}, {12, 12}});
+    platform::internal::drawSymbol(target, SymbolName::checkmarkCircle, {{row.x, row.y}, {24, 24}});
+    platform::internal::drawSymbol(target, SymbolName::terminal, {{title.x, activity.y}, {12, 12}});
     cairo_set_source_rgba(target, 0.3, 0.3, 0.4, 0.15);
     fillCapsule(target, row.badgeX, row.y, row.badgeWidth, badge.height + 4);
     fillCapsule(target, row.barX, activity.y + 4, 32, 4);
     cairo_set_source_rgb(target, 0.3, 0.3, 0.4);
     fillCapsule(target, row.barX, activity.y + 4, 12, 4);
-    platform::drawSymbol(target, SymbolName::sparkle, {{row.badgeX + gap, row.y + 2}, {12, 12}});
+    platform::internal::drawSymbol(target, SymbolName::sparkle,
+                                   {{row.badgeX + gap, row.y + 2}, {12, 12}});
     for (const Text& text : row.texts) {
       cairo_move_to(target, text.x, text.y);
       pango_cairo_show_layout(target, text.layout.get());

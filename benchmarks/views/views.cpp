@@ -9,10 +9,12 @@
 #include <string>
 #include <vector>
 
+#include <cairo.h>
+
+#include <IdlewynKit/platform/view/CairoPainter.hpp>
 #include <IdlewynKit/platform/view/Host.hpp>
 #include <IdlewynKit/platform/view/Views.hpp>
-#include <IdlewynKit/platform/view/internal/Drawing.hpp>
-#include <IdlewynKit/platform/view/internal/NightFilter.hpp>
+#include <IdlewynKit/platform/view/internal/paint/NightFilter.hpp>
 
 #include "support/Ratio.hpp"
 #include "views/HandDrawn.hpp"
@@ -67,14 +69,14 @@ Frame frame(const View& view, Date now = start) {
 }
 
 /// A canvas that stays, so that only drawing is measured.
-class Canvas {
+class FrameBuilder {
  public:
-  Canvas()
+  FrameBuilder()
       : surface_(cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 4200, 5000)),
         target_(cairo_create(surface_)) {}
-  Canvas(const Canvas&) = delete;
-  Canvas& operator=(const Canvas&) = delete;
-  ~Canvas() {
+  FrameBuilder(const FrameBuilder&) = delete;
+  FrameBuilder& operator=(const FrameBuilder&) = delete;
+  ~FrameBuilder() {
     cairo_destroy(target_);
     cairo_surface_destroy(surface_);
   }
@@ -113,7 +115,7 @@ double ticking(cairo_t* target) {
 
 int main(int argc, char** argv) {
   Comparisons comparisons(argc, argv);
-  Canvas canvas;
+  FrameBuilder canvas;
   HandDrawn hand;
   int round = 0;
   comparisons.atMost(
@@ -128,7 +130,7 @@ int main(int argc, char** argv) {
   const Frame shown = frame(view);
   hand.layOut(0);
   for (const double scale : {1.0, 2.0}) {
-    Canvas ours, theirs;
+    FrameBuilder ours, theirs;
     cairo_scale(ours.target(), scale, scale);
     cairo_scale(theirs.target(), scale, scale);
     comparisons.atMost(
@@ -136,10 +138,11 @@ int main(int argc, char** argv) {
         1.05, [&] { draw(shown, ours.target(), scale); }, [&] { hand.paint(theirs.target()); });
   }
 
-  const ColorFilter night{1, 1.3, {1, 0.28, 0.22, 1}};
+  const internal::ColorFilter night{1, 1.3, {1, 0.28, 0.22, 1}};
   std::vector<std::uint32_t> pixels(4'000'000, 0xFF6CB8FF), copy(pixels.size());
   comparisons.atMost(
-      "night filter / memcpy", 4, [&] { applyFilter(night, pixels.data(), pixels.size()); },
+      "night filter / memcpy", 4,
+      [&] { internal::applyFilter(night, pixels.data(), pixels.size()); },
       [&] {
         std::memcpy(copy.data(), pixels.data(), pixels.size() * sizeof(pixels[0]));
         keep(copy.data());

@@ -2,8 +2,8 @@
 #include <limits>
 
 #include <IdlewynKit/UI.hpp>
-#include <IdlewynKit/platform/view/internal/ShapedText.hpp>
-#include <IdlewynKit/platform/view/internal/TextShaping.hpp>
+#include <IdlewynKit/platform/view/internal/text/ShapedText.hpp>
+#include <IdlewynKit/platform/view/internal/text/TextShaping.hpp>
 
 #include "tests/platform/view/ViewSupport.hpp"
 #include "tests/support/Sessions.hpp"
@@ -161,7 +161,7 @@ TEST(ElapsedLabel, LooksLikeItsSurroundingsWithDigitsOfOneWidth) {
 }
 
 // The glyphs of a text in their order.
-std::vector<unsigned long> glyphs(const platform::ShapedText& text) {
+std::vector<unsigned long> glyphs(const platform::internal::ShapedText& text) {
   std::vector<unsigned long> indices;
   for (const auto& run : text.runs()) {
     for (const cairo_glyph_t& glyph : run.glyphs)
@@ -181,7 +181,7 @@ TEST(ActivityLine, LosesItsMiddleOnOneLineWhateverItsStyleIconAndSize) {
       ASSERT_EQ(texts.size(), 1U);
       EXPECT_EQ(std::holds_alternative<platform::GradientPaint>(texts[0].paint), compact);
       const Font font = Font::system(compact ? TextStyle::caption2 : TextStyle::caption);
-      EXPECT_EQ(platform::metricsOf(*texts[0].text).size,
+      EXPECT_EQ(platform::internal::metricsOf(*texts[0].text).size,
                 still(Text(text).font(font.weight(FontWeight::regular).monospaced())).size);
       const auto symbols = operations<SymbolOperation>(whole);
       EXPECT_EQ(symbols.size(), showsIcon ? 1U : 0U);

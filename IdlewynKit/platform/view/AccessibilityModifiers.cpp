@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <IdlewynKit/platform/view/View.hpp>
-#include <IdlewynKit/platform/view/internal/Canvas.hpp>
-#include <IdlewynKit/platform/view/internal/Resolver.hpp>
+#include <IdlewynKit/platform/view/internal/layout/FrameBuilder.hpp>
+#include <IdlewynKit/platform/view/internal/layout/Resolver.hpp>
 
 namespace idlewyn::platform {
-namespace detail {
+namespace internal {
 namespace {
 
 /// One element instead of those of its parts. Without a label it waits for one from outside.
@@ -13,7 +13,7 @@ class ElementBox final : public WrapperBox {
   ElementBox(Box* content, std::optional<std::string_view> label)
       : WrapperBox(content), label_(label) {}
 
-  void place(Point origin, const Proposal& proposal, Canvas& canvas) override {
+  void place(Point origin, const Proposal& proposal, FrameBuilder& canvas) override {
     const std::size_t first = canvas.elementCount();
     content_->place(origin, proposal, canvas);
     const Rect rect{origin, content_->size(proposal)};
@@ -43,14 +43,14 @@ class ElementNode final : public ModifierNode {
 };
 
 }  // namespace
-}  // namespace detail
+}  // namespace internal
 
 View View::accessibilityLabel(std::string label) const {
-  return modified<detail::ElementNode>(std::optional(std::move(label)));
+  return modified<internal::ElementNode>(std::optional(std::move(label)));
 }
 
 View View::accessibilityElement() const {
-  return modified<detail::ElementNode>(std::optional<std::string>());
+  return modified<internal::ElementNode>(std::optional<std::string>());
 }
 
 }  // namespace idlewyn::platform

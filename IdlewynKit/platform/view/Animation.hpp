@@ -35,7 +35,7 @@ class Animation {
   double duration_;
 };
 
-namespace detail {
+namespace internal {
 
 /// A copy of any value that can be compared with others of its type.
 class EquatableValue {
@@ -64,5 +64,5 @@ class EquatableValue {
 template <class T>
 using Kept = std::conditional_t<std::is_convertible_v<const T&, std::string_view>, std::string, T>;
 
-}  // namespace detail
+}  // namespace internal
 }  // namespace idlewyn::platform

@@ -5,12 +5,12 @@
 #include <memory>
 
 #include <IdlewynKit/platform/view/Views.hpp>
-#include <IdlewynKit/platform/view/internal/Resolver.hpp>
-#include <IdlewynKit/platform/view/internal/Sanity.hpp>
-#include <IdlewynKit/platform/view/internal/StackBox.hpp>
+#include <IdlewynKit/platform/view/internal/layout/Resolver.hpp>
+#include <IdlewynKit/platform/view/internal/layout/Sanity.hpp>
+#include <IdlewynKit/platform/view/internal/layout/StackBox.hpp>
 
 namespace idlewyn::platform {
-namespace detail {
+namespace internal {
 namespace {
 
 class StackNode final : public ViewNode {
@@ -52,7 +52,7 @@ class SpacerBox final : public Box {
     return {stretch().width ? std::max(proposal.width.value_or(0), least_) : 0,
             stretch().height ? std::max(proposal.height.value_or(0), least_) : 0};
   }
-  void place(Point, const Proposal&, Canvas&) override {}
+  void place(Point, const Proposal&, FrameBuilder&) override {}
 
  private:
   double least_;
@@ -78,16 +78,17 @@ NodeReference stack(Axis axis, double alignment, double spacing, std::vector<Vie
 }
 
 }  // namespace
-}  // namespace detail
+}  // namespace internal
 
 Row::Row(std::vector<View> children, VerticalAlignment alignment, double spacing)
-    : View(detail::stack(detail::Axis::horizontal, detail::partBefore(alignment), spacing,
-                         std::move(children))) {}
+    : View(internal::stack(internal::Axis::horizontal, internal::partBefore(alignment), spacing,
+                           std::move(children))) {}
 
 Column::Column(std::vector<View> children, HorizontalAlignment alignment, double spacing)
-    : View(detail::stack(detail::Axis::vertical, detail::partBefore(alignment), spacing,
-                         std::move(children))) {}
+    : View(internal::stack(internal::Axis::vertical, internal::partBefore(alignment), spacing,
+                           std::move(children))) {}
 
-Spacer::Spacer(double minLength) : View(detail::NodeReference(new detail::SpacerNode(minLength))) {}
+Spacer::Spacer(double minLength)
+    : View(internal::NodeReference(new internal::SpacerNode(minLength))) {}
 
 }  // namespace idlewyn::platform

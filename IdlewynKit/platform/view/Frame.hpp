@@ -18,7 +18,9 @@
 ///     paintPNG(frame, 2.0, "sessions.png");
 namespace idlewyn::platform {
 
+namespace internal {
 class ShapedText;
+}
 
 /// Colours with their appearance decided. A gradient's points are those of the frame.
 struct GradientPaint {
@@ -33,7 +35,7 @@ enum class SymbolName : std::uint8_t;
 
 /// Drawn in their order. Filters and opacity hold for what stands between begin and end.
 struct TextOperation {
-  std::shared_ptr<const ShapedText> text;
+  std::shared_ptr<const internal::ShapedText> text;
   Point origin;  ///< top left of its box
   Paint paint;
 };

@@ -1,23 +1,23 @@
 // SPDX-License-Identifier: MIT
 #include <IdlewynKit/platform/view/Host.hpp>
-#include <IdlewynKit/platform/view/internal/Canvas.hpp>
-#include <IdlewynKit/platform/view/internal/Resolver.hpp>
-#include <IdlewynKit/platform/view/internal/Sanity.hpp>
+#include <IdlewynKit/platform/view/internal/layout/FrameBuilder.hpp>
+#include <IdlewynKit/platform/view/internal/layout/Resolver.hpp>
+#include <IdlewynKit/platform/view/internal/layout/Sanity.hpp>
 
 namespace idlewyn::platform {
 namespace {
 
 Frame produce(const View& view, const Environment& environment, const Proposal& proposal,
-              detail::Memory* memory, Date now) {
-  detail::Resolver resolver(environment, memory, now);
+              internal::Memory* memory, Date now) {
+  internal::Resolver resolver(environment, memory, now);
   Frame frame;
-  detail::Box* root = resolver.resolve(view);
+  internal::Box* root = resolver.resolve(view);
   frame.isAnimating = resolver.isAnimating();
   if (!root) return frame;
 
-  const Proposal offer = sane(proposal);
+  const Proposal offer = internal::sane(proposal);
   frame.size = root->size(offer);
-  detail::Canvas canvas;
+  internal::FrameBuilder canvas;
   root->place(Point(), offer, canvas);
   frame.operations = canvas.takeOperations();
   frame.elements = canvas.takeElements();
@@ -27,7 +27,7 @@ Frame produce(const View& view, const Environment& environment, const Proposal& 
 
 }  // namespace
 
-Host::Host() : memory_(std::make_unique<detail::Memory>()) {}
+Host::Host() : memory_(std::make_unique<internal::Memory>()) {}
 Host::Host(Host&&) noexcept = default;
 Host& Host::operator=(Host&&) noexcept = default;
 Host::~Host() = default;

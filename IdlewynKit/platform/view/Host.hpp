@@ -33,7 +33,7 @@ class IDLEWYNKIT_EXPORT Host {
   Frame frame(const View& view, const Environment& environment, const Proposal& proposal, Date now);
 
  private:
-  std::unique_ptr<detail::Memory> memory_;
+  std::unique_ptr<internal::Memory> memory_;
 };
 
 /// A frame without a past: nothing moves in it.

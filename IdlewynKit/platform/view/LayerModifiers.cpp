@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Opacity, filters and the pulse: what is laid over a part of the picture.
 #include <IdlewynKit/platform/view/View.hpp>
-#include <IdlewynKit/platform/view/internal/Canvas.hpp>
-#include <IdlewynKit/platform/view/internal/Resolver.hpp>
-#include <IdlewynKit/platform/view/internal/Sanity.hpp>
+#include <IdlewynKit/platform/view/internal/layout/FrameBuilder.hpp>
+#include <IdlewynKit/platform/view/internal/layout/Resolver.hpp>
+#include <IdlewynKit/platform/view/internal/layout/Sanity.hpp>
 
 namespace idlewyn::platform {
-namespace detail {
+namespace internal {
 namespace {
 
 class LayerBox final : public WrapperBox {
@@ -28,7 +28,7 @@ class LayerBox final : public WrapperBox {
     return true;
   }
 
-  void place(Point origin, const Proposal& proposal, Canvas& canvas) override {
+  void place(Point origin, const Proposal& proposal, FrameBuilder& canvas) override {
     canvas.begin(layer_);
     content_->place(origin, proposal, canvas);
     canvas.end();
@@ -120,21 +120,24 @@ class PulseNode final : public LayerNode {
 };
 
 }  // namespace
-}  // namespace detail
+}  // namespace internal
 
 View View::opacity(double amount) const {
-  return modified<detail::AmountNode>(detail::Slot::opacity, sane(amount, 0, 1, 1));
+  return modified<internal::AmountNode>(internal::Slot::opacity, internal::sane(amount, 0, 1, 1));
 }
 View View::grayscale(double amount) const {
-  return modified<detail::AmountNode>(detail::Slot::grayscale, sane(amount, 0, 1, 0));
+  return modified<internal::AmountNode>(internal::Slot::grayscale, internal::sane(amount, 0, 1, 0));
 }
 View View::contrast(double factor) const {
-  return modified<detail::AmountNode>(detail::Slot::contrast, sane(factor, 0, 100, 1));
+  return modified<internal::AmountNode>(internal::Slot::contrast,
+                                        internal::sane(factor, 0, 100, 1));
 }
-View View::colorMultiply(const Color& color) const { return modified<detail::MultiplyNode>(color); }
+View View::colorMultiply(const Color& color) const {
+  return modified<internal::MultiplyNode>(color);
+}
 
-View View::pulseOn(detail::EquatableValue value) const {
-  return modified<detail::PulseNode>(std::move(value));
+View View::pulseOn(internal::EquatableValue value) const {
+  return modified<internal::PulseNode>(std::move(value));
 }
 
 }  // namespace idlewyn::platform

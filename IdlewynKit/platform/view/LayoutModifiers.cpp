@@ -2,12 +2,12 @@
 #include <algorithm>
 
 #include <IdlewynKit/platform/view/View.hpp>
-#include <IdlewynKit/platform/view/internal/Canvas.hpp>
-#include <IdlewynKit/platform/view/internal/Resolver.hpp>
-#include <IdlewynKit/platform/view/internal/Sanity.hpp>
+#include <IdlewynKit/platform/view/internal/layout/FrameBuilder.hpp>
+#include <IdlewynKit/platform/view/internal/layout/Resolver.hpp>
+#include <IdlewynKit/platform/view/internal/layout/Sanity.hpp>
 
 namespace idlewyn::platform {
-namespace detail {
+namespace internal {
 namespace {
 
 struct Insets {
@@ -29,7 +29,7 @@ class PaddingBox final : public WrapperBox {
     return {std::max(inner.width + insets_.width(), 0.0),
             std::max(inner.height + insets_.height(), 0.0)};
   }
-  void place(Point origin, const Proposal& proposal, Canvas& canvas) override {
+  void place(Point origin, const Proposal& proposal, FrameBuilder& canvas) override {
     content_->place({origin.x + insets_.leading, origin.y + insets_.top}, inset(proposal), canvas);
   }
 
@@ -76,7 +76,7 @@ class FrameBox final : public Box {
     const Size inner = content_->size(offer(proposal));
     return {fixed_.width.value_or(inner.width), fixed_.height.value_or(inner.height)};
   }
-  void place(Point origin, const Proposal& proposal, Canvas& canvas) override {
+  void place(Point origin, const Proposal& proposal, FrameBuilder& canvas) override {
     const Size outer = size(proposal);
     const Size inner = content_->size(offer(proposal));
     const double across = static_cast<int>(alignment_.horizontal) / 2.0;
@@ -119,7 +119,7 @@ class BackgroundBox final : public WrapperBox {
   BackgroundBox(Box* content, const Paint& paint, BackgroundShape shape)
       : WrapperBox(content), paint_(paint), shape_(shape) {}
 
-  void place(Point origin, const Proposal& proposal, Canvas& canvas) override {
+  void place(Point origin, const Proposal& proposal, FrameBuilder& canvas) override {
     const Rect rect{origin, content_->size(proposal)};
     const Paint paint = stretchedOver(paint_, rect);
     if (const auto* capsule = std::get_if<Capsule>(&shape_)) {
@@ -152,24 +152,24 @@ class BackgroundNode final : public ModifierNode {
 };
 
 }  // namespace
-}  // namespace detail
+}  // namespace internal
 
 View View::padding(Edges edges, double length) const {
-  return modified<detail::PaddingNode>(edges, length);
+  return modified<internal::PaddingNode>(edges, length);
 }
 
 View View::background(const ShapeStyle& style, Capsule shape) const {
-  return modified<detail::BackgroundNode>(style, detail::BackgroundShape(shape));
+  return modified<internal::BackgroundNode>(style, internal::BackgroundShape(shape));
 }
 
 View View::background(const ShapeStyle& style, Rectangle shape) const {
-  shape.cornerRadius = saneLength(shape.cornerRadius);
-  return modified<detail::BackgroundNode>(style, detail::BackgroundShape(shape));
+  shape.cornerRadius = internal::saneLength(shape.cornerRadius);
+  return modified<internal::BackgroundNode>(style, internal::BackgroundShape(shape));
 }
 
 View View::frame(std::optional<double> width, std::optional<double> height,
                  Alignment alignment) const {
-  return modified<detail::FrameNode>(Proposal{width, height}, alignment);
+  return modified<internal::FrameNode>(Proposal{width, height}, alignment);
 }
 
 }  // namespace idlewyn::platform

@@ -10,10 +10,10 @@
 #include <cairo-svg.h>
 #include <cairo.h>
 
-#include <IdlewynKit/platform/view/internal/CairoPointer.hpp>
-#include <IdlewynKit/platform/view/internal/Drawing.hpp>
-#include <IdlewynKit/platform/view/internal/FrameDrawer.hpp>
-#include <IdlewynKit/platform/view/internal/PictureFile.hpp>
+#include <IdlewynKit/platform/view/CairoPainter.hpp>
+#include <IdlewynKit/platform/view/internal/paint/CairoPointer.hpp>
+#include <IdlewynKit/platform/view/internal/paint/FrameDrawer.hpp>
+#include <IdlewynKit/platform/view/internal/paint/PictureFile.hpp>
 
 namespace idlewyn::platform {
 namespace {
@@ -44,7 +44,7 @@ Size checkedSize(Size size, double scale) {
 void drawOn(cairo_surface_t* surface, const Frame& frame, double scale, double layerScale,
             const std::optional<RGBA>& background) {
   check(cairo_surface_status(surface));
-  const CairoContext target(cairo_create(surface));
+  const internal::CairoContext target(cairo_create(surface));
   cairo_scale(target.get(), scale, scale);
   if (background) {
     cairo_set_source_rgba(target.get(), background->red, background->green, background->blue,
@@ -55,10 +55,11 @@ void drawOn(cairo_surface_t* surface, const Frame& frame, double scale, double l
   check(cairo_status(target.get()));
 }
 
-CairoSurface paintSurface(const Frame& frame, double scale, const std::optional<RGBA>& background) {
+internal::CairoSurface paintSurface(const Frame& frame, double scale,
+                                    const std::optional<RGBA>& background) {
   const Size size = checkedSize(frame.size, scale);
-  CairoSurface surface(cairo_image_surface_create(CAIRO_FORMAT_ARGB32, static_cast<int>(size.width),
-                                                  static_cast<int>(size.height)));
+  internal::CairoSurface surface(cairo_image_surface_create(
+      CAIRO_FORMAT_ARGB32, static_cast<int>(size.width), static_cast<int>(size.height)));
   drawOn(surface.get(), frame, scale, scale, background);
   cairo_surface_flush(surface.get());
   return surface;
@@ -82,7 +83,8 @@ Data paintVector(const Frame& frame, MakeSurface makeSurface,
   checkedSize({frame.size.width, 1}, 1);
   checkedSize({1, frame.size.height}, 1);
   std::string bytes;
-  const CairoSurface surface(makeSurface(append, &bytes, frame.size.width, frame.size.height));
+  const internal::CairoSurface surface(
+      makeSurface(append, &bytes, frame.size.width, frame.size.height));
   drawOn(surface.get(), frame, 1, layerScale, background);
   cairo_surface_finish(surface.get());
   check(cairo_surface_status(surface.get()));
@@ -92,7 +94,7 @@ Data paintVector(const Frame& frame, MakeSurface makeSurface,
 }  // namespace
 
 Image paintImage(const Frame& frame, double scale, const std::optional<RGBA>& background) {
-  const CairoSurface surface = paintSurface(frame, scale, background);
+  const internal::CairoSurface surface = paintSurface(frame, scale, background);
   const int width = cairo_image_surface_get_width(surface.get());
   const int height = cairo_image_surface_get_height(surface.get());
   const auto stride = static_cast<std::size_t>(cairo_image_surface_get_stride(surface.get()));
@@ -107,7 +109,7 @@ Image paintImage(const Frame& frame, double scale, const std::optional<RGBA>& ba
 }
 
 Data paintPNG(const Frame& frame, double scale, const std::optional<RGBA>& background) {
-  const CairoSurface surface = paintSurface(frame, scale, background);
+  const internal::CairoSurface surface = paintSurface(frame, scale, background);
   std::string bytes;
   check(cairo_surface_write_to_png_stream(surface.get(), append, &bytes));
   return Data::ofText(std::move(bytes));
@@ -123,17 +125,17 @@ Data paintPDF(const Frame& frame, const std::optional<RGBA>& background) {
 
 void paintPNG(const Frame& frame, double scale, const std::filesystem::path& file,
               const std::optional<RGBA>& background) {
-  writePicture(file, paintPNG(frame, scale, background).text());
+  internal::writePicture(file, paintPNG(frame, scale, background).text());
 }
 
 void paintSVG(const Frame& frame, const std::filesystem::path& file,
               const std::optional<RGBA>& background) {
-  writePicture(file, paintSVG(frame, background).text());
+  internal::writePicture(file, paintSVG(frame, background).text());
 }
 
 void paintPDF(const Frame& frame, const std::filesystem::path& file,
               const std::optional<RGBA>& background) {
-  writePicture(file, paintPDF(frame, background).text());
+  internal::writePicture(file, paintPDF(frame, background).text());
 }
 
 }  // namespace idlewyn::platform

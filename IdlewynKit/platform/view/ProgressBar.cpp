@@ -2,12 +2,12 @@
 #include <algorithm>
 
 #include <IdlewynKit/platform/view/Views.hpp>
-#include <IdlewynKit/platform/view/internal/Canvas.hpp>
-#include <IdlewynKit/platform/view/internal/Resolver.hpp>
-#include <IdlewynKit/platform/view/internal/Sanity.hpp>
+#include <IdlewynKit/platform/view/internal/layout/FrameBuilder.hpp>
+#include <IdlewynKit/platform/view/internal/layout/Resolver.hpp>
+#include <IdlewynKit/platform/view/internal/layout/Sanity.hpp>
 
 namespace idlewyn::platform {
-namespace detail {
+namespace internal {
 namespace {
 
 constexpr double barHeight = 4;
@@ -30,7 +30,7 @@ class ProgressBox final : public Box {
     return {std::max(proposal.width.value_or(idealWidth), barHeight), barHeight};
   }
 
-  void place(Point origin, const Proposal& proposal, Canvas& canvas) override {
+  void place(Point origin, const Proposal& proposal, FrameBuilder& canvas) override {
     const Rect whole{origin, size(proposal)};
     canvas.draw(CapsuleOperation{whole, track, false});
     if (progress_.shown > 0) {
@@ -60,9 +60,11 @@ class ProgressNode final : public ViewNode {
 };
 
 }  // namespace
-}  // namespace detail
+}  // namespace internal
 
 ProgressBar::ProgressBar(double value, double total)
-    : View(detail::NodeReference(new detail::ProgressNode(fractionOf(value, total)))) {}
+    : View(
+          internal::NodeReference(new internal::ProgressNode(internal::fractionOf(value, total)))) {
+}
 
 }  // namespace idlewyn::platform

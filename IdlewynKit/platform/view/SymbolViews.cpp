@@ -2,13 +2,13 @@
 #include <algorithm>
 
 #include <IdlewynKit/platform/view/Views.hpp>
-#include <IdlewynKit/platform/view/internal/Canvas.hpp>
-#include <IdlewynKit/platform/view/internal/Resolver.hpp>
-#include <IdlewynKit/platform/view/internal/Sanity.hpp>
-#include <IdlewynKit/platform/view/internal/TextBox.hpp>
+#include <IdlewynKit/platform/view/internal/layout/FrameBuilder.hpp>
+#include <IdlewynKit/platform/view/internal/layout/Resolver.hpp>
+#include <IdlewynKit/platform/view/internal/layout/Sanity.hpp>
+#include <IdlewynKit/platform/view/internal/layout/TextBox.hpp>
 
 namespace idlewyn::platform {
-namespace detail {
+namespace internal {
 namespace {
 
 double fontSize(const Environment& environment) {
@@ -30,7 +30,7 @@ class SymbolBox final : public Box {
         paint_(resolver.paint(resolver.environment.foreground)) {}
 
   Size size(const Proposal&) override { return {side_, side_}; }
-  void place(Point origin, const Proposal&, Canvas& canvas) override {
+  void place(Point origin, const Proposal&, FrameBuilder& canvas) override {
     const Rect rect{origin, {side_, side_}};
     canvas.draw(SymbolOperation{symbol_, rect, stretchedOver(paint_, rect)});
     if (!name_.empty()) canvas.speak(AccessibleRole::image, name_, rect);
@@ -69,7 +69,7 @@ class LabelBox final : public Box {
     const Layout layout = arrange(proposal);
     return layout.size;
   }
-  void place(Point origin, const Proposal& proposal, Canvas& canvas) override {
+  void place(Point origin, const Proposal& proposal, FrameBuilder& canvas) override {
     const Layout layout = arrange(proposal);
     symbol_->place({origin.x, origin.y + layout.symbolTop}, Proposal(), canvas);
     title_->place({origin.x + indent(), origin.y + layout.titleTop}, layout.titleOffer, canvas);
@@ -118,14 +118,13 @@ class LabelNode final : public ViewNode {
 };
 
 }  // namespace
-}  // namespace detail
+}  // namespace internal
 
 Symbol::Symbol(std::string systemName)
-    : View(detail::NodeReference(new detail::SymbolNode(std::move(systemName)))) {}
+    : View(internal::NodeReference(new internal::SymbolNode(std::move(systemName)))) {}
 
 Label::Label(std::string title, std::string_view systemName)
-    : View(
-          detail::NodeReference(new detail::LabelNode(std::move(title), symbolNamed(systemName)))) {
-}
+    : View(internal::NodeReference(
+          new internal::LabelNode(std::move(title), symbolNamed(systemName)))) {}
 
 }  // namespace idlewyn::platform

@@ -2,14 +2,14 @@
 #include <algorithm>
 
 #include <IdlewynKit/platform/view/Views.hpp>
-#include <IdlewynKit/platform/view/internal/Canvas.hpp>
-#include <IdlewynKit/platform/view/internal/Resolver.hpp>
-#include <IdlewynKit/platform/view/internal/Sanity.hpp>
-#include <IdlewynKit/platform/view/internal/TextBox.hpp>
-#include <IdlewynKit/platform/view/internal/TimeText.hpp>
+#include <IdlewynKit/platform/view/internal/layout/FrameBuilder.hpp>
+#include <IdlewynKit/platform/view/internal/layout/Resolver.hpp>
+#include <IdlewynKit/platform/view/internal/layout/Sanity.hpp>
+#include <IdlewynKit/platform/view/internal/layout/TextBox.hpp>
+#include <IdlewynKit/platform/view/internal/text/TimeText.hpp>
 
 namespace idlewyn::platform {
-namespace detail {
+namespace internal {
 namespace {
 
 /// Narrower than any glyph: nothing is shaped for it.
@@ -51,7 +51,7 @@ class TimeTextBox final : public WrapperBox {
     content_ = text_;
   }
 
-  void place(Point origin, const Proposal& proposal, Canvas& canvas) override {
+  void place(Point origin, const Proposal& proposal, FrameBuilder& canvas) override {
     resolver_.noteChange(canvas.isHidden() ? nextChangeOfSize() : nextChange_);
     content_->place(origin, proposal, canvas);
   }
@@ -137,7 +137,7 @@ double TextBox::capitalsCentre(const Proposal& proposal) {
   return metrics.baseline - metrics.capHeight / 2;
 }
 
-void TextBox::place(Point origin, const Proposal& proposal, Canvas& canvas) {
+void TextBox::place(Point origin, const Proposal& proposal, FrameBuilder& canvas) {
   const Rect rect{origin, size(proposal)};
   if (const auto& text = shaped(proposal)) {
     canvas.draw(TextOperation{text, origin, stretchedOver(paint_, rect)});
@@ -145,16 +145,18 @@ void TextBox::place(Point origin, const Proposal& proposal, Canvas& canvas) {
   canvas.speak(AccessibleRole::text, request_.text, rect);
 }
 
-}  // namespace detail
+}  // namespace internal
 
-Text::Text(std::string text) : View(detail::NodeReference(new detail::TextNode(std::move(text)))) {}
+Text::Text(std::string text)
+    : View(internal::NodeReference(new internal::TextNode(std::move(text)))) {}
 
 Text Text::timer(Date start) {
-  return Text(detail::NodeReference(new detail::TimeTextNode(timerText, start)));
+  return Text(internal::NodeReference(new internal::TimeTextNode(internal::timerText, start)));
 }
 
 Text Text::relative(Date date) {
-  return Text(detail::NodeReference(new detail::TimeTextNode(relativeDateText, date)));
+  return Text(
+      internal::NodeReference(new internal::TimeTextNode(internal::relativeDateText, date)));
 }
 
 }  // namespace idlewyn::platform

@@ -4,10 +4,10 @@
 #include <string_view>
 
 #include <IdlewynKit/platform/view/View.hpp>
-#include <IdlewynKit/platform/view/internal/Resolver.hpp>
+#include <IdlewynKit/platform/view/internal/layout/Resolver.hpp>
 
 namespace idlewyn::platform {
-namespace detail {
+namespace internal {
 namespace {
 
 template <class T>
@@ -78,11 +78,11 @@ std::uint64_t nameIdentity(std::string_view name) {
 }
 
 }  // namespace
-}  // namespace detail
+}  // namespace internal
 
 template <class T>
 View View::environment(T Environment::*member, std::type_identity_t<T> value) const {
-  return modified<detail::EnvironmentNode<T>>(member, std::move(value));
+  return modified<internal::EnvironmentNode<T>>(member, std::move(value));
 }
 template IDLEWYNKIT_EXPORT View View::environment(Appearance Environment::*, Appearance) const;
 template IDLEWYNKIT_EXPORT View View::environment(double Environment::*, double) const;
@@ -96,7 +96,7 @@ template IDLEWYNKIT_EXPORT View View::environment(TruncationMode Environment::*,
                                                   TruncationMode) const;
 
 View View::environmentValue(std::type_index key, std::any value) const {
-  return modified<detail::EnvironmentValueNode>(key, std::move(value));
+  return modified<internal::EnvironmentValueNode>(key, std::move(value));
 }
 
 View View::font(const Font& font) const { return environment(&Environment::font, font); }
@@ -112,12 +112,13 @@ View View::truncation(TruncationMode mode) const {
 }
 View View::monospacedDigits() const { return environment(&Environment::hasMonospacedDigits, true); }
 
-View View::animationOn(const Animation& animation, detail::EquatableValue value) const {
-  return modified<detail::AnimationNode>(animation, std::move(value));
+View View::animationOn(const Animation& animation, internal::EquatableValue value) const {
+  return modified<internal::AnimationNode>(animation, std::move(value));
 }
 
 View View::id(std::string_view name) const {
-  return View(detail::NodeReference(new detail::NamedNode(*this, detail::nameIdentity(name))));
+  return View(
+      internal::NodeReference(new internal::NamedNode(*this, internal::nameIdentity(name))));
 }
 
 }  // namespace idlewyn::platform

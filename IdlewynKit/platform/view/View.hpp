@@ -102,13 +102,13 @@ class IDLEWYNKIT_EXPORT View {
   /// turns round where it is. Inner animations override outer ones.
   template <std::equality_comparable T>
   View animation(const Animation& animation, const T& value) const {
-    return animationOn(animation, detail::EquatableValue(detail::Kept<T>(value)));
+    return animationOn(animation, internal::EquatableValue(internal::Kept<T>(value)));
   }
   /// Fades down and up once, in a second, each time that `value` differs from that of the frame
   /// before. Not in a first frame.
   template <std::equality_comparable T>
   View pulse(const T& value) const {
-    return pulseOn(detail::EquatableValue(detail::Kept<T>(value)));
+    return pulseOn(internal::EquatableValue(internal::Kept<T>(value)));
   }
 
   /// Makes this view one element of that name for assistive technology, instead of its parts.
@@ -125,25 +125,25 @@ class IDLEWYNKIT_EXPORT View {
   std::uint64_t identity() const noexcept { return node_.get() ? node_.get()->identity() : 0; }
 
  protected:
-  explicit View(detail::NodeReference node) noexcept : node_(std::move(node)) {}
+  explicit View(internal::NodeReference node) noexcept : node_(std::move(node)) {}
 
  private:
-  friend class detail::Resolver;
+  friend class internal::Resolver;
 
   /// A node around this view. It has the view's name, which a row or column looks for.
   template <class Node, class... Arguments>
   View modified(Arguments&&... arguments) const {
-    return View(
-        detail::NodeReference(new Node(*this, identity(), std::forward<Arguments>(arguments)...)));
+    return View(internal::NodeReference(
+        new Node(*this, identity(), std::forward<Arguments>(arguments)...)));
   }
   View environmentValue(std::type_index key, std::any value) const;
-  View animationOn(const Animation& animation, detail::EquatableValue value) const;
-  View pulseOn(detail::EquatableValue value) const;
+  View animationOn(const Animation& animation, internal::EquatableValue value) const;
+  View pulseOn(internal::EquatableValue value) const;
 
-  detail::NodeReference node_;
+  internal::NodeReference node_;
 };
 
-namespace detail {
+namespace internal {
 
 template <Component C>
 class BodyNode final : public ComponentNode {
@@ -162,9 +162,9 @@ class BodyNode final : public ComponentNode {
   C component_;
 };
 
-}  // namespace detail
+}  // namespace internal
 
 template <Component C>
-View::View(C component) : node_(new detail::BodyNode<C>(std::move(component))) {}
+View::View(C component) : node_(new internal::BodyNode<C>(std::move(component))) {}
 
 }  // namespace idlewyn::platform

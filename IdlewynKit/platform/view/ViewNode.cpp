@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <IdlewynKit/platform/view/ViewNode.hpp>
-#include <IdlewynKit/platform/view/internal/Resolver.hpp>
+#include <IdlewynKit/platform/view/internal/layout/Resolver.hpp>
 
-namespace idlewyn::platform::detail {
+namespace idlewyn::platform::internal {
 
 ViewNode::~ViewNode() = default;
 
@@ -27,4 +27,4 @@ Box* ComponentNode::resolve(Resolver& resolver) const {
   return resolver.resolveBody(body(resolver.environment), type_);
 }
 
-}  // namespace idlewyn::platform::detail
+}  // namespace idlewyn::platform::internal

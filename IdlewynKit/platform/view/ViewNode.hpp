@@ -14,7 +14,7 @@ namespace idlewyn::platform {
 class Environment;
 class View;
 
-namespace detail {
+namespace internal {
 
 class Box;
 class Memory;
@@ -86,5 +86,5 @@ class IDLEWYNKIT_EXPORT ComponentNode : public ViewNode {
   const std::uint64_t type_;
 };
 
-}  // namespace detail
+}  // namespace internal
 }  // namespace idlewyn::platform

@@ -12,12 +12,14 @@
 #include <gtest/gtest.h>
 
 #include <IdlewynKit/platform/view/FontFamilies.hpp>
-#include <IdlewynKit/platform/view/internal/ShapedText.hpp>
-#include <IdlewynKit/platform/view/internal/TextShaping.hpp>
-#include <IdlewynKit/platform/view/internal/TimeText.hpp>
+#include <IdlewynKit/platform/view/internal/text/ShapedText.hpp>
+#include <IdlewynKit/platform/view/internal/text/TextShaping.hpp>
+#include <IdlewynKit/platform/view/internal/text/TimeText.hpp>
 
 namespace idlewyn::platform {
 namespace {
+
+using namespace internal;
 
 /// The user's locale in this program. ICU looks once.
 [[maybe_unused]] const int german = setenv("LC_ALL", "de_DE.UTF-8", 1);
