@@ -33,7 +33,7 @@ std::vector<std::uint16_t> freePorts(std::size_t count) {
 
 Nginx::Nginx(std::vector<NginxSite> sites) : sites_(std::move(sites)) {
   for (std::size_t i = 0; i < sites_.size(); ++i) {
-    const auto certificate = sandbox::ServerCertificate::make();
+    const auto certificate = relay::ServerCertificate::make();
     const std::string base = (folder() / std::to_string(i)).string();
     certificate.write(base + ".certificate.pem", base + ".key.pem");
     fingerprints_.push_back(certificate.fingerprint);

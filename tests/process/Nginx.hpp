@@ -9,7 +9,7 @@
 
 #include <tests/support/ServerProcess.hpp>
 #include <tests/support/TemporaryFolder.hpp>
-#include <tools/sandbox-relay/ServerCertificate.hpp>
+#include <tools/relay-core/ServerCertificate.hpp>
 
 /// nginx as a process of its own, on free ports and with a folder of its own.
 ///

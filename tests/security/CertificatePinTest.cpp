@@ -13,7 +13,7 @@
 
 #include <IdlewynKit/security/CertificatePin.hpp>
 #include <tests/support/TemporaryFolder.hpp>
-#include <tools/sandbox-relay/ServerCertificate.hpp>
+#include <tools/relay-core/ServerCertificate.hpp>
 
 namespace idlewyn {
 namespace {
@@ -81,7 +81,7 @@ TEST(CertificatePin, PEMFilesByTheirTexts) {
 
 TEST(CertificatePin, OnlyRegularFilesOfSaneSizeAreRead) {
   const TemporaryFolder folder;
-  const auto certificate = sandbox::ServerCertificate::make();
+  const auto certificate = relay::ServerCertificate::make();
   const auto file = folder.path() / "cert.pem", pipe = folder.path() / "pipe";
   certificate.write(file, folder.path() / "key.pem");
   EXPECT_EQ(CertificatePin::fingerprintOfPEM(file), certificate.fingerprint);

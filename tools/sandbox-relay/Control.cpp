@@ -7,11 +7,13 @@
 #include <IdlewynKit/model/JSONCoding.hpp>
 #include <IdlewynKit/platform/base/UTF8.hpp>
 
-#include "Endpoints.hpp"
 #include "WireRecords.hpp"
 
 namespace idlewyn::sandbox {
 namespace {
+
+using relay::errorAnswer;
+using relay::methodNotAllowed;
 
 constexpr double longestAdvance = 1e9;
 

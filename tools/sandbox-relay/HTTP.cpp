@@ -7,17 +7,11 @@
 namespace idlewyn::sandbox {
 namespace {
 
-char lower(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
-
-bool isUnreserved(char c) noexcept {
-  return (lower(c) >= 'a' && lower(c) <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '.' ||
-         c == '_' || c == '~';
-}
-
 // RFC 9110, section 5.6.2.
 bool isToken(std::string_view text) noexcept {
   return !text.empty() && std::ranges::all_of(text, [](char c) {
-    return isUnreserved(c) || std::string_view("!#$%&'*+^`|").find(c) != std::string_view::npos;
+    return relay::isUnreserved(c) ||
+           std::string_view("!#$%&'*+^`|").find(c) != std::string_view::npos;
   });
 }
 
@@ -62,13 +56,6 @@ std::string_view originForm(std::string_view target) noexcept {
 }
 
 }  // namespace
-
-std::optional<std::string_view> HTTPRequest::header(std::string_view name) const {
-  for (const Header& header : headers) {
-    if (equalsIgnoringCase(header.name, name)) return header.value;
-  }
-  return std::nullopt;
-}
 
 RequestParser::State RequestParser::consume(std::string_view& bytes) {
   while (failure_ == 0 && stage_ != Stage::done) {
@@ -259,39 +246,6 @@ std::string_view reasonPhrase(int status) noexcept {
     case 505: return "HTTP Version Not Supported";
     default: return "Status";
   }
-}
-
-bool equalsIgnoringCase(std::string_view a, std::string_view b) noexcept {
-  return std::ranges::equal(a, b, [](char x, char y) { return lower(x) == lower(y); });
-}
-
-std::optional<std::string> percentDecoded(std::string_view text) {
-  std::string decoded;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] != '%') {
-      decoded += text[i];
-      continue;
-    }
-    const auto byte = number(text.substr(i + 1, 2), 16);
-    if (!byte || i + 2 >= text.size()) return std::nullopt;
-    decoded += static_cast<char>(*byte);
-    i += 2;
-  }
-  return decoded;
-}
-
-std::string percentEncoded(std::string_view text) {
-  constexpr std::string_view digits = "0123456789ABCDEF";
-  std::string encoded;
-  for (const char c : text) {
-    if (isUnreserved(c)) {
-      encoded += c;
-    } else {
-      const auto byte = static_cast<unsigned char>(c);
-      encoded += {'%', digits[byte >> 4], digits[byte & 15]};
-    }
-  }
-  return encoded;
 }
 
 }  // namespace idlewyn::sandbox

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/relay-core/HTTPMessages.hpp"
+
 /// HTTP/1.1 messages (RFC 9112) as a server reads and writes them, without any socket.
 ///
 ///     RequestParser parser;
@@ -15,41 +17,10 @@
 ///     write(responseText(answer(parser.take()), true));
 namespace idlewyn::sandbox {
 
-struct Header {
-  Header(std::string name, std::string value) : name(std::move(name)), value(std::move(value)) {}
-
-  friend bool operator==(const Header&, const Header&) = default;
-
-  std::string name;
-  std::string value;
-};
-
-struct HTTPRequest {
-  HTTPRequest() = default;
-
-  /// The first header of that name, compared without case.
-  std::optional<std::string_view> header(std::string_view name) const;
-
-  std::string method;
-  /// As sent: path and query, still percent-encoded.
-  std::string target;
-  /// As sent, in order.
-  std::vector<Header> headers;
-  std::string body;
-  /// The request said how long its body is, even if that is 0.
-  bool hasLength = false;
-  bool keepAlive = true;
-};
-
-struct HTTPAnswer {
-  HTTPAnswer(int status, std::string body, std::vector<Header> headers = {})
-      : status(status), body(std::move(body)), headers(std::move(headers)) {}
-
-  int status;
-  std::string body;
-  /// Content-Type (JSON unless given here), Content-Length and Connection are added on writing.
-  std::vector<Header> headers;
-};
+using relay::equalsIgnoringCase;
+using relay::Header;
+using relay::HTTPAnswer;
+using relay::HTTPRequest;
 
 /// Reads one request after another from a stream of bytes. Strict where leniency lets two
 /// readers disagree: bare line feeds, folded headers, both lengths at once are refused.
@@ -102,13 +73,5 @@ std::string responseHead(const HTTPAnswer& response, std::size_t contentLength, 
 std::string responseText(const HTTPAnswer& response, bool keepAlive);
 
 std::string_view reasonPhrase(int status) noexcept;
-
-/// True when both texts are equal but for the case of ASCII letters.
-bool equalsIgnoringCase(std::string_view a, std::string_view b) noexcept;
-
-/// One round of percent-decoding (RFC 3986); no value for "%" without two hexadecimal digits.
-std::optional<std::string> percentDecoded(std::string_view text);
-/// Everything but unreserved characters percent-encoded.
-std::string percentEncoded(std::string_view text);
 
 }  // namespace idlewyn::sandbox

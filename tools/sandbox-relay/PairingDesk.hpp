@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <array>
 #include <chrono>
-#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include <IdlewynKit/model/AgentProvider.hpp>
 #include <IdlewynKit/platform/base/Date.hpp>
+
+#include "tools/relay-core/PairingCodes.hpp"
+#include "tools/relay-core/Service.hpp"
 
 /// Pairing codes and the tokens they are exchanged for. Not thread-safe.
 ///
@@ -20,29 +20,19 @@
 namespace idlewyn::sandbox {
 
 using platform::Date;
-
-enum class PairingOutcome : std::uint8_t { paired, wrongCode, tooManyAttempts };
-
-struct PairingResult {
-  PairingResult(PairingOutcome outcome, std::string token = {})
-      : outcome(outcome), token(std::move(token)) {}
-
-  PairingOutcome outcome;
-  /// Empty unless paired.
-  std::string token;
-};
+using relay::PairingOutcome;
+using relay::PairingResult;
 
 class PairingDesk {
  public:
-  static constexpr std::chrono::seconds codeLifetime{300};
   static constexpr std::chrono::seconds lockTime{60};
   static constexpr int wrongCodesAllowed = 5;
   static constexpr std::size_t codeLength = 8;
 
   /// A fresh code, without letters and digits that are easily confused.
-  std::string makeCode(Date now);
+  std::string makeCode(Date now) { return codes_.make(now); }
   /// Any text as a code, alive from now on.
-  void addCode(std::string code, Date now);
+  void addCode(std::string code, Date now) { codes_.add(std::move(code), now); }
 
   /// Each code serves once for each agent. Codes that are unknown, used or too old are wrong;
   /// the fifth wrong one in a row locks the desk for a minute, for right ones too.
@@ -53,13 +43,7 @@ class PairingDesk {
   void revoke(const std::string& token) { tokens_.erase(token); }
 
  private:
-  struct Code {
-    std::string text;
-    Date expires;
-    std::array<bool, 2> used{};
-  };
-
-  std::vector<Code> codes_;
+  relay::PairingCodes codes_{codeLength};
   std::map<std::string, AgentProvider> tokens_;
   int wrongCodes_ = 0;
   std::optional<Date> lockedUntil_;

@@ -7,12 +7,16 @@
 #include <utility>
 
 #include "Control.hpp"
-#include "Endpoints.hpp"
+#include "SandboxService.hpp"
 #include "Server.hpp"
 #include "SteppedClock.hpp"
+#include "tools/relay-core/Endpoints.hpp"
+#include "tools/relay-core/PairingLinkText.hpp"
 
 namespace idlewyn::sandbox {
 namespace {
+
+using relay::errorAnswer;
 
 constexpr std::string_view controlPath = "sandbox/";
 
@@ -51,7 +55,8 @@ struct SandboxRelay::Impl {
         certificate(certificateFor(given)),
         clock(baseClock(given)),
         state([this] { return clock.now(); }),
-        endpoints(state, given.account),
+        service(state, given.account),
+        endpoints(service),
         control(relay, given.onStopRequest) {}
 
   void start() {
@@ -74,7 +79,8 @@ struct SandboxRelay::Impl {
   RelayState state;
   FaultPlan plan;
   RequestLog log;
-  Endpoints endpoints;
+  SandboxService service;
+  relay::Endpoints endpoints;
   Control control;
   /// Last, so that it has ended before anything that its threads use goes.
   std::optional<Server> server;
@@ -117,7 +123,11 @@ PlannedAnswer SandboxRelay::Impl::answerEndpoint(const HTTPRequest& request, std
     faults.insert(faults.end(), own->begin(), own->end());
   }
   auto ready = plan.takeResponse(request.method, path);
-  PlannedAnswer answer(ready ? *std::move(ready) : endpoints.answer(request, path, query));
+  if (!ready) {
+    endpoints.answer(request, path, query, std::string(),
+                     [&](HTTPAnswer made) { ready = std::move(made); });
+  }
+  PlannedAnswer answer(*std::move(ready));
   for (const Fault& fault : faults) {
     if (fault.kind == Fault::Kind::otherCertificate) replaceCertificate();
   }
@@ -164,10 +174,7 @@ std::string SandboxRelay::pairingCode() { return impl_->state.makeCode(); }
 std::string SandboxRelay::pairingLink() { return pairingLink(pairingCode()); }
 
 std::string SandboxRelay::pairingLink(const std::string& code) const {
-  std::string link = "idlewyn://pair?url=" + percentEncoded(address().text());
-  link += "&code=" + percentEncoded(code);
-  const std::string pin = fingerprint();
-  return pin.empty() ? link : link + "&pin=" + pin;
+  return relay::pairingLinkText(address().text(), code, fingerprint());
 }
 
 std::string SandboxRelay::issueToken(AgentProvider provider) {

@@ -14,7 +14,7 @@
 #include "Faults.hpp"
 #include "RelayState.hpp"
 #include "RequestLog.hpp"
-#include "ServerCertificate.hpp"
+#include "tools/relay-core/ServerCertificate.hpp"
 
 /// A relay on this machine: real sockets, real TLS, invented sessions that move with a clock
 /// which can be stepped, and faults on demand.
@@ -26,6 +26,9 @@
 namespace idlewyn::sandbox {
 
 using platform::URL;
+using relay::CertificateOptions;
+using relay::KeyType;
+using relay::ServerCertificate;
 
 struct Options {
   Options() = default;

@@ -11,7 +11,7 @@
 #include <thread>
 
 #include "Delivery.hpp"
-#include "ServerCertificate.hpp"
+#include "tools/relay-core/ServerCertificate.hpp"
 
 /// A small web server: a listening socket, and a thread for each connection.
 ///
@@ -19,6 +19,8 @@
 ///     server.port();   // what the kernel chose
 ///     server.stop();   // every connection is closed, every thread has ended
 namespace idlewyn::sandbox {
+
+using relay::ServerCertificate;
 
 class Server {
  public:

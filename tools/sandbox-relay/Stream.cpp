@@ -12,18 +12,18 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "OpenSSLHandles.hpp"
+#include "tools/relay-core/OpenSSLHandles.hpp"
 
 namespace idlewyn::sandbox {
 
 struct TLSContext {
-  std::unique_ptr<SSL_CTX, internal::Release<SSL_CTX_free>> context{
+  std::unique_ptr<SSL_CTX, relay::internal::Release<SSL_CTX_free>> context{
       SSL_CTX_new(TLS_server_method())};
 };
 
 namespace {
 
-using namespace internal;
+using namespace relay::internal;
 using SteadyClock = std::chrono::steady_clock;
 
 constexpr timeval idleLimit{120, 0};

@@ -8,65 +8,18 @@
 #include <utility>
 #include <vector>
 
-#include <IdlewynKit/model/AgentSession.hpp>
 #include <IdlewynKit/push/PushTokenRegistration.hpp>
 
-/// The JSON objects that the relay and its control requests read and write.
+#include "tools/relay-core/WireRecords.hpp"
+
+/// The JSON objects that control requests read and write.
 namespace idlewyn::sandbox::wire {
 
 using platform::DecodingKey;
 using platform::field;
 
-struct PairRequest {
-  explicit PairRequest(DecodingKey) {}
-  static constexpr auto fields() {
-    return std::tuple{field("provider", &PairRequest::provider), field("code", &PairRequest::code)};
-  }
-  AgentProvider provider{};
-  std::string code;
-};
-
-struct PairAnswer {
-  PairAnswer(std::string token, std::string account)
-      : token(std::move(token)), account(std::move(account)) {}
-  explicit PairAnswer(DecodingKey) {}
-  static constexpr auto fields() {
-    return std::tuple{field("token", &PairAnswer::token), field("account", &PairAnswer::account)};
-  }
-  std::string token;
-  std::string account;
-};
-
-struct Sessions {
-  explicit Sessions(std::vector<AgentSession> sessions) : sessions(std::move(sessions)) {}
-  explicit Sessions(DecodingKey) {}
-  static constexpr auto fields() { return std::tuple{field("sessions", &Sessions::sessions)}; }
-  std::vector<AgentSession> sessions;
-};
-
-struct DecisionRequest {
-  explicit DecisionRequest(DecodingKey) {}
-  static constexpr auto fields() {
-    return std::tuple{field("decision", &DecisionRequest::decision)};
-  }
-  PermissionDecision decision{};
-};
-
-struct OK {
-  OK() = default;
-  explicit OK(DecodingKey) {}
-  static constexpr auto fields() { return std::tuple{field("ok", &OK::ok)}; }
-  bool ok = true;
-};
-
-struct Settings {
-  explicit Settings(bool remoteApprovals) : remoteApprovals(remoteApprovals) {}
-  explicit Settings(DecodingKey) {}
-  static constexpr auto fields() {
-    return std::tuple{field("remoteApprovals", &Settings::remoteApprovals)};
-  }
-  bool remoteApprovals = false;
-};
+using relay::wire::OK;
+using relay::wire::Sessions;
 
 /// What the program prints first, and what a fresh code is answered with.
 struct Pairing {

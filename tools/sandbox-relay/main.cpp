@@ -16,9 +16,9 @@
 #include <IdlewynKit/model/JSONCoding.hpp>
 
 #include "Control.hpp"
-#include "QRCode.hpp"
 #include "SandboxRelay.hpp"
 #include "WireRecords.hpp"
+#include "tools/relay-core/QRCode.hpp"
 
 namespace {
 
@@ -138,7 +138,7 @@ int run(Arguments arguments) {
       arguments.options.pairingCode.empty() ? relay.pairingCode() : arguments.options.pairingCode;
   std::cout << describePairing(relay, code) << std::endl;
   if (!std::cout) throw std::runtime_error("standard output can't be written");
-  if (arguments.qr) std::cerr << qrCode(relay.pairingLink(code));
+  if (arguments.qr) std::cerr << idlewyn::relay::qrCode(relay.pairingLink(code));
   waitForEnd(signals, arguments.untilStdinCloses);
   relay.stop();
   return 0;

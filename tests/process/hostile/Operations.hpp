@@ -41,7 +41,7 @@ class RelayIdentity {
  private:
   std::string file(const char* name) const { return (folder_.path() / name).string(); }
   std::string make() const {
-    const auto certificate = sandbox::ServerCertificate::make();
+    const auto certificate = relay::ServerCertificate::make();
     certificate.write(file("certificate.pem"), file("key.pem"));
     return certificate.fingerprint;
   }

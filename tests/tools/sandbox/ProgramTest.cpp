@@ -10,7 +10,7 @@
 #include <gtest/gtest.h>
 #include <qrencode.h>
 
-#include <tools/sandbox-relay/QRCode.hpp>
+#include <tools/relay-core/QRCode.hpp>
 
 namespace idlewyn::sandbox {
 namespace {
@@ -64,7 +64,7 @@ TEST(QRCode, DrawsEveryModuleOfTheCodeInsideItsQuietZone) {
       expected += std::array{" ", "▀", "▄", "█"}[isLight(x, y) + 2 * isLight(x, y + 1)];
   }
   QRcode_free(code);
-  EXPECT_EQ(qrCode(text), expected);
+  EXPECT_EQ(relay::qrCode(text), expected);
 }
 
 }  // namespace

@@ -223,11 +223,11 @@ TEST(RequestParser, KnowsWhetherTheConnectionStays) {
 }
 
 TEST(PercentCoding, DecodesOnceAndRefusesBrokenEscapes) {
-  EXPECT_EQ(percentDecoded("a%2Fb%2520c+d"), "a/b%20c+d");
+  EXPECT_EQ(relay::percentDecoded("a%2Fb%2520c+d"), "a/b%20c+d");
   for (const char* broken : {"%", "%4", "%4g", "a%zz", "%-1", "% 1"}) {
-    EXPECT_EQ(percentDecoded(broken), std::nullopt) << broken;
+    EXPECT_EQ(relay::percentDecoded(broken), std::nullopt) << broken;
   }
-  EXPECT_EQ(percentEncoded("a b/\xC3\xA9~"), "a%20b%2F%C3%A9~");
+  EXPECT_EQ(relay::percentEncoded("a b/\xC3\xA9~"), "a%20b%2F%C3%A9~");
 }
 
 }  // namespace

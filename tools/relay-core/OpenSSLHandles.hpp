@@ -14,7 +14,7 @@
 #include <openssl/x509v3.h>
 
 /// Owners of OpenSSL's objects. Included by sources only.
-namespace idlewyn::sandbox::internal {
+namespace idlewyn::relay::internal {
 
 template <auto release>
 struct Release {
@@ -46,4 +46,4 @@ inline BIOHandle memoryReader(std::string_view text) {
   return BIOHandle(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
 }
 
-}  // namespace idlewyn::sandbox::internal
+}  // namespace idlewyn::relay::internal

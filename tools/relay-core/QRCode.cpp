@@ -6,7 +6,7 @@
 
 #include <qrencode.h>
 
-namespace idlewyn::sandbox {
+namespace idlewyn::relay {
 namespace {
 
 constexpr int quietZone = 4;
@@ -39,4 +39,4 @@ std::string qrCode(const std::string& text) {
   return lines;
 }
 
-}  // namespace idlewyn::sandbox
+}  // namespace idlewyn::relay

@@ -12,7 +12,7 @@
 ///     options.key = KeyType::rsa;
 ///     ServerCertificate certificate = ServerCertificate::make(options);
 ///     certificate.fingerprint;   // 64 hexadecimal digits: what a pairing link pins
-namespace idlewyn::sandbox {
+namespace idlewyn::relay {
 
 /// ECDSA on P-256 or RSA with 2048 bits.
 enum class KeyType : std::uint8_t { ecdsa, rsa };
@@ -50,4 +50,4 @@ struct ServerCertificate {
   ServerCertificate() = default;
 };
 
-}  // namespace idlewyn::sandbox
+}  // namespace idlewyn::relay

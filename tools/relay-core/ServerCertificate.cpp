@@ -14,7 +14,7 @@
 
 #include "OpenSSLHandles.hpp"
 
-namespace idlewyn::sandbox {
+namespace idlewyn::relay {
 namespace {
 
 using namespace internal;
@@ -147,4 +147,4 @@ void ServerCertificate::write(const std::string& certificateFile,
   writeFile(keyFile, keyPEM, 0600);
 }
 
-}  // namespace idlewyn::sandbox
+}  // namespace idlewyn::relay
