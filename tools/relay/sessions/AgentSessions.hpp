@@ -7,7 +7,7 @@
 
 #include <IdlewynKit/model/AgentSession.hpp>
 
-#include "tools/relay-core/Service.hpp"
+#include <tools/relay-core/Service.hpp>
 
 /// What the server's side asks of the agents' side. Everything runs on the relay's one thread.
 ///

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <tools/relay/agents/Json.hpp>
+
+/// What the hook program tells the relay, as the adapters of the agents take it.
+namespace idlewyn::relay {
+
+/// A hook program that waits for an answer to its question.
+class WaitingHook {
+ public:
+  virtual ~WaitingHook() = default;
+  /// The relay holds the question. The hook leaves by itself after `bound`; without one it waits
+  /// as long as its agent does.
+  virtual void hold(std::optional<std::chrono::seconds> bound) = 0;
+  /// What the hook prints before it ends; empty leaves the question to the terminal.
+  virtual void finish(const std::string& output) = 0;
+};
+
+/// One call of the hook program.
+struct HookEvent {
+  /// As on its command line: "claude" or "codex", and the event's name.
+  std::string agent;
+  std::string name;
+  json::Object payload;
+  /// The hook's parent: the agent, or the shell that the agent started. 0 when unknown.
+  std::int64_t parent = 0;
+  /// The same when the hook asks again after the relay has restarted.
+  std::string nonce;
+  /// Set for a question; finished in every case.
+  std::shared_ptr<WaitingHook> waiting;
+};
+
+/// Takes the events of one agent.
+class HookReceiver {
+ public:
+  virtual ~HookReceiver() = default;
+  virtual void receive(const HookEvent& event) = 0;
+  /// The hook has gone without an answer: its bound ran out, or its agent ended it.
+  virtual void gone(const std::shared_ptr<WaitingHook>& waiting) = 0;
+};
+
+}  // namespace idlewyn::relay
