@@ -308,16 +308,18 @@ void AppServerClient::ask(Thread& thread, ApprovalRequest request) {
   if (!request.prefix.empty()) question.alwaysRule = prefixRule(request.prefix);
   question.key = request.threadID + " " + request.itemID + " " + request.approvalID;
   pending_.emplace(key, Pending{{}, std::move(request)});
-  const std::string prompt = sink_.ask(
-      std::move(question), [this, key](PermissionDecision decision) { answer(key, decision); });
+  const std::string prompt =
+      sink_.ask(std::move(question),
+                [this, key](std::optional<PermissionDecision> decision) { answer(key, decision); });
   if (const auto open = pending_.find(key); open != pending_.end()) open->second.promptID = prompt;
 }
 
-void AppServerClient::answer(const std::string& key, PermissionDecision decision) {
+void AppServerClient::answer(const std::string& key, std::optional<PermissionDecision> decision) {
   const auto found = pending_.find(key);
   if (found == pending_.end()) return;
   const Pending pending = std::move(found->second);
   pending_.erase(found);
+  if (!decision) return;  // the terminal's dialog stands
   json::Value verdict = decision == PermissionDecision::deny ? "decline" : "accept";
   if (decision == PermissionDecision::always && !pending.request.prefix.empty()) {
     verdict = json::Object{

@@ -2,6 +2,7 @@
 #include <tools/relay/agents/codex/HookAdapter.hpp>
 
 #include <algorithm>
+#include <stdexcept>
 #include <utility>
 
 #include <tools/relay/agents/codex/Patch.hpp>
@@ -162,8 +163,9 @@ void HookAdapter::ask(const Call& call, const HookEvent& event) {
   std::string prompt;
   if (waits) {
     open_.push_back({call, folder, {}, waiting});
-    prompt = sink_.ask(std::move(question),
-                       [this, waiting](PermissionDecision decision) { decide(waiting, decision); });
+    prompt = sink_.ask(
+        std::move(question),
+        [this, waiting](std::optional<PermissionDecision> decision) { decide(waiting, decision); });
   }
   if (prompt.empty()) {
     std::erase_if(open_, [&](const Open& open) { return open.waiting == waiting; });
@@ -175,17 +177,26 @@ void HookAdapter::ask(const Call& call, const HookEvent& event) {
   waiting->hold(policy_.isAway() ? std::nullopt : std::optional(policy_.waits().hiddenDialog));
 }
 
-void HookAdapter::decide(const std::shared_ptr<WaitingHook>& waiting, PermissionDecision decision) {
+void HookAdapter::decide(const std::shared_ptr<WaitingHook>& waiting,
+                         std::optional<PermissionDecision> decision) {
   const auto found = std::find_if(open_.begin(), open_.end(),
                                   [&](const Open& open) { return open.waiting == waiting; });
   if (found == open_.end()) return;
   const Open open = std::move(*found);
   open_.erase(found);
-  if (decision == PermissionDecision::always)
-    policy_.keep(
-        KeptRule(AgentProvider::codex, open.workingDirectory, open.call.tool, open.call.input));
+  if (!decision) return waiting->finish({});  // and the terminal's dialog appears
+  if (decision == PermissionDecision::always) keep(open);
   sink_.waiting(open.call.sessionID, false);
   waiting->finish(std::string(decision == PermissionDecision::deny ? denyOutput : allowOutput));
+}
+
+void HookAdapter::keep(const Open& open) {
+  try {
+    policy_.keep(
+        KeptRule(AgentProvider::codex, open.workingDirectory, open.call.tool, open.call.input));
+  } catch (const std::runtime_error&) {
+    // A full disk: allowed this once, and the question comes again.
+  }
 }
 
 void HookAdapter::gone(const std::shared_ptr<WaitingHook>& waiting) {

@@ -60,7 +60,9 @@ class HookAdapter final : public HookReceiver {
   void takeTool(const std::string& event, const Call& call, const json::Object& payload);
   void takeSubagent(const std::string& event, const Call& call);
   void ask(const Call& call, const HookEvent& event);
-  void decide(const std::shared_ptr<WaitingHook>& waiting, PermissionDecision decision);
+  void decide(const std::shared_ptr<WaitingHook>& waiting,
+              std::optional<PermissionDecision> decision);
+  void keep(const Open& open);
   void finishTurn(const std::string& sessionID);
   template <typename Condition>
   void withdraw(Condition condition);

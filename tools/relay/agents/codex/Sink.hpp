@@ -26,8 +26,9 @@ struct Question {
 
 class Sink {
  public:
-  /// Takes the person's answer. Called once at most, and never after `withdraw`.
-  using Answer = std::function<void(PermissionDecision)>;
+  /// Takes the person's answer, or no value when the question is given back to the terminal.
+  /// Called once at most, and never after `withdraw`.
+  using Answer = std::function<void(std::optional<PermissionDecision>)>;
 
   virtual ~Sink() = default;
 

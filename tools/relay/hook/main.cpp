@@ -1,0 +1,235 @@
+// SPDX-License-Identifier: MIT
+// The program that agents start for each event. It hands the event to the relay of this user and,
+// for a question, prints the answer. It must never be in an agent's way: whatever goes wrong, it
+// prints nothing and its exit status is 0, and then the agent asks at its terminal.
+//
+//     idlewyn-relay-hook AGENT EVENT [--socket PATH]
+//
+// Agents start it thousands of times an hour, so it needs the C library and nothing else.
+#include <fcntl.h>
+#include <poll.h>
+#include <pwd.h>
+#include <sys/random.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+namespace {
+
+constexpr size_t largestPayload = 16UL << 20U;
+constexpr long sendTime = 200;       // milliseconds until the relay must have taken an event
+constexpr long silenceTime = 3500;   // three signs of life missed
+constexpr long restartTime = 10000;  // as long as a question waits for the relay to come back
+constexpr long restartPause = 100;
+
+struct Text {
+  char* data = nullptr;
+  size_t size = 0;
+};
+
+struct Call {
+  const char* agent;
+  const char* event;
+  const char* socketPath;
+  char nonce[33];
+  pid_t parent;
+  Text payload;
+  /// When the hook leaves by itself; 0 without a bound.
+  long bound;
+};
+
+long now() {
+  timespec time{};
+  clock_gettime(CLOCK_MONOTONIC, &time);
+  return time.tv_sec * 1000 + time.tv_nsec / 1000000;
+}
+
+long earlier(long a, long b) { return a < b ? a : b; }
+
+/// False when the input can't be read, or when it is too long to be sent.
+bool readAll(int descriptor, Text& text) {
+  size_t capacity = 0;
+  for (;;) {
+    if (text.size + 1 >= capacity) {
+      capacity = capacity == 0 ? 65536 : 2 * capacity;
+      char* larger = static_cast<char*>(realloc(text.data, capacity));
+      if (!larger || capacity > 2 * largestPayload) return false;
+      text.data = larger;
+    }
+    const ssize_t size = read(descriptor, text.data + text.size, capacity - text.size);
+    if (size < 0 && errno == EINTR) continue;
+    if (size < 0) return false;
+    if (size == 0) return text.size <= largestPayload;
+    text.size += static_cast<size_t>(size);
+  }
+}
+
+/// A connected socket of a relay of this user, or -1.
+int connected(const char* path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  if (strlen(path) >= sizeof address.sun_path) return -1;
+  strcpy(address.sun_path, path);
+  const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  if (descriptor < 0) return -1;
+  ucred peer{};
+  socklen_t size = sizeof peer;
+  // A command that an agent is about to run is for nobody else's eyes.
+  const bool isMine =
+      connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
+      getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && peer.uid == geteuid();
+  if (isMine) return descriptor;
+  close(descriptor);
+  return -1;
+}
+
+bool sendAll(int descriptor, const char* data, size_t size, long deadline) {
+  while (size > 0) {
+    const ssize_t sent = send(descriptor, data, size, MSG_NOSIGNAL);
+    if (sent > 0) {
+      data += sent;
+      size -= static_cast<size_t>(sent);
+      continue;
+    }
+    if (errno != EAGAIN && errno != EINTR) return false;
+    const long left = deadline - now();
+    pollfd waiting{descriptor, POLLOUT, 0};
+    if (left <= 0 || poll(&waiting, 1, static_cast<int>(left)) < 0) return false;
+  }
+  return true;
+}
+
+/// A socket to which the whole event was sent, or -1.
+int told(const Call& call) {
+  const int descriptor = connected(call.socketPath);
+  if (descriptor < 0) return -1;
+  const long deadline = now() + sendTime;
+  char head[512];
+  const int size = snprintf(head, sizeof head, "%s %s %d %s\n", call.agent, call.event,
+                            static_cast<int>(call.parent), call.nonce);
+  const bool isSent = size > 0 && static_cast<size_t>(size) < sizeof head &&
+                      sendAll(descriptor, head, static_cast<size_t>(size), deadline) &&
+                      sendAll(descriptor, call.payload.data, call.payload.size, deadline) &&
+                      shutdown(descriptor, SHUT_WR) == 0;
+  if (isSent) return descriptor;
+  close(descriptor);
+  return -1;
+}
+
+/// The agent has gone: its process, or its end of our output.
+bool isAgentGone(const Call& call) {
+  pollfd output{STDOUT_FILENO, 0, 0};
+  const bool isClosed =
+      poll(&output, 1, 0) > 0 && (output.revents & (POLLERR | POLLHUP | POLLNVAL)) != 0;
+  return isClosed || getppid() != call.parent;
+}
+
+enum class Ending { answered, lost, leave };
+
+/// Takes the lines that have arrived. True when the answer was among them; it is printed then.
+bool takeLines(Text& text, Call& call, bool& isHeld) {
+  char* line = text.data;
+  while (char* end = static_cast<char*>(
+             memchr(line, '\n', static_cast<size_t>(text.data + text.size - line)))) {
+    *end = 0;
+    if (strncmp(line, "wait ", 5) == 0) {
+      const long seconds = atol(line + 5);
+      // Counted from the first relay that held the question.
+      if (seconds > 0 && call.bound == 0) call.bound = now() + seconds * 1000;
+      isHeld = true;
+    } else if (strncmp(line, "answer ", 7) == 0) {
+      if (line[7] != 0) puts(line + 7);
+      return true;
+    }
+    line = end + 1;
+  }
+  text.size = static_cast<size_t>(text.data + text.size - line);
+  memmove(text.data, line, text.size);
+  return false;
+}
+
+Ending await(int descriptor, Call& call) {
+  static char buffer[65536];
+  Text text{buffer, 0};
+  bool isHeld = false;
+  long silent = now() + sendTime;
+  for (;;) {
+    const long deadline = call.bound > 0 ? earlier(silent, call.bound) : silent;
+    const long left = deadline - now();
+    if (left <= 0 || isAgentGone(call)) return Ending::leave;
+    // Wakes each half second for the agent's end, which no descriptor tells in every case.
+    pollfd waiting[2] = {{descriptor, POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
+    if (poll(waiting, 2, static_cast<int>(earlier(left, 500))) < 0 && errno != EINTR)
+      return Ending::leave;
+    if ((waiting[0].revents & (POLLIN | POLLHUP | POLLERR)) == 0) continue;
+    const ssize_t size = recv(descriptor, text.data + text.size, sizeof buffer - text.size, 0);
+    if (size < 0 && (errno == EAGAIN || errno == EINTR)) continue;
+    if (size <= 0) return isHeld ? Ending::lost : Ending::leave;
+    text.size += static_cast<size_t>(size);
+    if (takeLines(text, call, isHeld)) return Ending::answered;
+    if (text.size == sizeof buffer) return Ending::leave;
+    if (isHeld) silent = now() + silenceTime;
+  }
+}
+
+/// Asks, and asks again where the relay is restarted meanwhile.
+void ask(Call& call) {
+  int descriptor = told(call);
+  while (descriptor >= 0) {
+    const Ending ending = await(descriptor, call);
+    close(descriptor);
+    if (ending != Ending::lost) return;
+    const long deadline = now() + restartTime;
+    while ((descriptor = told(call)) < 0) {
+      if (now() >= deadline || isAgentGone(call)) return;
+      poll(nullptr, 0, restartPause);
+    }
+  }
+}
+
+void makeNonce(char (&nonce)[33]) {
+  unsigned char bytes[16] = {};
+  if (getrandom(bytes, sizeof bytes, 0) < 0) memset(bytes, 0, sizeof bytes);
+  for (size_t at = 0; at < sizeof bytes; ++at)
+    snprintf(nonce + 2 * at, 3, "%02x", bytes[at]);
+}
+
+/// The socket's one place. The environment may be that of another terminal or another time, so
+/// the password database says where this user's home is.
+const char* socketPath(int count, char** words) {
+  static char path[sizeof(sockaddr_un::sun_path)];
+  if (count == 5 && strcmp(words[3], "--socket") == 0) return words[4];
+  const passwd* user = getpwuid(geteuid());
+  if (count != 3 || !user) return nullptr;
+  const int size =
+      snprintf(path, sizeof path, "%s/.local/state/idlewyn-relay/hook.sock", user->pw_dir);
+  return size > 0 && static_cast<size_t>(size) < sizeof path ? path : nullptr;
+}
+
+/// A word of the head line.
+bool isWord(const char* text) {
+  return *text != 0 && strlen(text) < 64 && strpbrk(text, " \t\r\n") == nullptr;
+}
+
+}  // namespace
+
+int main(int count, char** words) {
+  signal(SIGPIPE, SIG_IGN);
+  const char* path = socketPath(count, words);
+  if (!path || !isWord(words[1]) || !isWord(words[2])) return 0;
+  Call call{words[1], words[2], path, {}, getppid(), {}, 0};
+  makeNonce(call.nonce);
+  if (!readAll(STDIN_FILENO, call.payload)) return 0;
+  if (strcmp(call.event, "PermissionRequest") == 0)
+    ask(call);
+  else
+    told(call);
+  return 0;
+}

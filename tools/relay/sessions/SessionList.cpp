@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: MIT
+#include <tools/relay/sessions/SessionList.hpp>
+
+#include <algorithm>
+
+#include <tools/relay-core/Secrets.hpp>
+#include <tools/relay/sessions/Line.hpp>
+
+namespace idlewyn::relay {
+namespace {
+
+constexpr std::size_t titleLimit = 200, summaryLimit = 400, activityLimit = 200;
+/// Nothing was heard of a session for so long: it has gone without a word.
+constexpr double silence = 24.0 * 3600.0;
+constexpr double finishedFor = 12.0 * 3600.0;
+constexpr std::size_t idLength = 32;
+
+AgentSession newRecord(AgentProvider provider, const std::string& id, Date at) {
+  return AgentSession(id, provider, {}, std::nullopt, SessionStatus::idle, at, at, std::nullopt,
+                      std::nullopt, std::nullopt, std::nullopt, std::nullopt, std::nullopt);
+}
+
+void endTurn(AgentSession& record, SessionStatus status, const std::string& text) {
+  record.status = status;
+  record.activity.reset();
+  record.turnStartedAt.reset();
+  const std::string line = oneLine(text, summaryLimit);
+  record.summary = line.empty() ? std::nullopt : std::optional(line);
+}
+
+void beginTurn(AgentSession& record, Date at) {
+  record.status = SessionStatus::working;
+  record.turnStartedAt = at;
+  record.summary.reset();
+  record.activity.reset();
+  record.taskDone.reset();
+  record.taskTotal.reset();
+}
+
+void take(AgentSession& record, const Event& event) {
+  switch (event.kind) {
+    case EventKind::seen:
+      if (const std::string title = oneLine(event.text, titleLimit); !title.empty())
+        record.title = title;
+      if (!event.folder.empty()) record.workingDirectory = event.folder;
+      break;
+    case EventKind::turnBegan: beginTurn(record, event.at); break;
+    case EventKind::activity:
+      record.status = SessionStatus::working;
+      record.activity = oneLine(event.text, activityLimit);
+      break;
+    case EventKind::progress:
+      record.taskDone = event.done;
+      record.taskTotal = event.total;
+      break;
+    case EventKind::finished: endTurn(record, SessionStatus::finished, event.text); break;
+    case EventKind::failed: endTurn(record, SessionStatus::failed, event.text); break;
+    case EventKind::interrupted: endTurn(record, SessionStatus::idle, {}); break;
+    case EventKind::waits:
+    case EventKind::goesOn:
+    case EventKind::ended: break;
+  }
+}
+
+}  // namespace
+
+void SessionList::apply(const Event& event) {
+  if (event.kind == EventKind::ended) return end({event.provider, event.sessionID});
+  Session& session = find(event.provider, event.sessionID, event.at);
+  take(session.record, event);
+  session.record.updatedAt = event.at;
+  // Whatever begins or ends a turn has closed the terminal's dialog.
+  if (event.kind >= EventKind::goesOn || event.kind == EventKind::turnBegan) {
+    session.waits = false;
+    session.isTooLong = false;
+  }
+  if (event.kind == EventKind::waits) session.waits = true;
+  changed();
+}
+
+std::string SessionList::ask(Question question, Answer answer) {
+  const Date now = clock_();
+  Session& session = find(question.provider, question.sessionID, now);
+  session.record.updatedAt = now;
+  session.isTooLong = question.detail.size() > longestDetail;
+  if (session.isTooLong || question.detail.empty() || !policy_.remoteApprovals()) {
+    changed();
+    return {};
+  }
+  PermissionPrompt record(idOf(question), std::move(question.toolName), std::move(question.detail),
+                          now, std::move(question.alwaysRule));
+  const std::string id = record.id;
+  prompts_.push_back(
+      {{question.provider, question.sessionID}, std::move(record), std::move(answer)});
+  changed();
+  return id;
+}
+
+void SessionList::withdraw(const std::string& promptID) {
+  const auto removed =
+      std::erase_if(prompts_, [&](const Prompt& prompt) { return prompt.record.id == promptID; });
+  if (removed > 0) changed();
+}
+
+std::vector<AgentSession> SessionList::sessions(AgentProvider provider) const {
+  std::vector<AgentSession> result;
+  const Date now = clock_();
+  for (const auto& [key, session] : sessions_) {
+    if (key.first != provider) continue;
+    const double age = (now - session.record.updatedAt).count();
+    const bool isOver = session.record.status == SessionStatus::finished ||
+                        session.record.status == SessionStatus::failed;
+    if (age < (isOver ? finishedFor : silence)) result.push_back(served(session));
+  }
+  return result;
+}
+
+void SessionList::decide(AgentProvider provider, const std::string& promptID,
+                         PermissionDecision decision, Decided decided) {
+  const auto found = std::find_if(prompts_.begin(), prompts_.end(), [&](const Prompt& prompt) {
+    return prompt.record.id == promptID && prompt.session.first == provider;
+  });
+  if (found == prompts_.end()) return decided(DecisionOutcome::gone);
+  if (decision == PermissionDecision::always && !found->record.alwaysRule)
+    return decided(DecisionOutcome::noRule);
+  // Removed first, answered then: nothing is answered twice.
+  const Answer answer = std::move(found->answer);
+  answered_.insert(promptID);
+  prompts_.erase(found);
+  answer(decision);
+  changed();
+  decided(DecisionOutcome::accepted);
+}
+
+void SessionList::withdrawAll() {
+  giveBack([](const Prompt&) { return true; });
+  changed();
+}
+
+SessionList::Session& SessionList::find(AgentProvider provider, const std::string& sessionID,
+                                        Date at) {
+  return sessions_.try_emplace({provider, sessionID}, newRecord(provider, sessionID, at))
+      .first->second;
+}
+
+void SessionList::end(const Key& key) {
+  giveBack([&](const Prompt& prompt) { return prompt.session == key; });
+  if (sessions_.erase(key) > 0) changed();
+}
+
+void SessionList::giveBack(const std::function<bool(const Prompt&)>& which) {
+  std::vector<Prompt> given;
+  std::vector<Prompt> kept;
+  for (Prompt& prompt : prompts_)
+    (which(prompt) ? given : kept).push_back(std::move(prompt));
+  prompts_ = std::move(kept);
+  for (const Prompt& prompt : given) {
+    if (const auto session = sessions_.find(prompt.session); session != sessions_.end())
+      session->second.waits = true;
+    prompt.answer(std::nullopt);
+  }
+}
+
+AgentSession SessionList::served(const Session& session) const {
+  AgentSession record = session.record;
+  const Key key(record.provider, record.id);
+  const auto oldest = std::find_if(prompts_.begin(), prompts_.end(),
+                                   [&](const Prompt& prompt) { return prompt.session == key; });
+  if (oldest != prompts_.end()) record.permission = oldest->record;
+  if (oldest == prompts_.end() && !session.waits) return record;
+  record.status = SessionStatus::waitingForInput;
+  if (session.isTooLong && !record.permission)
+    record.summary = "The question is too long to be answered from here.";
+  return record;
+}
+
+std::string SessionList::idOf(const Question& question) const {
+  std::string id = digestOf(secret_ + "\n" + question.sessionID + "\n" + question.key);
+  id.resize(idLength);
+  const bool isTaken = question.key.empty() || answered_.contains(id) ||
+                       std::any_of(prompts_.begin(), prompts_.end(),
+                                   [&](const Prompt& prompt) { return prompt.record.id == id; });
+  return isTaken ? randomToken().substr(0, idLength) : id;
+}
+
+void SessionList::changed() const {
+  if (changed_) changed_();
+}
+
+}  // namespace idlewyn::relay
