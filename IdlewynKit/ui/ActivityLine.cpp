@@ -16,6 +16,7 @@ View ActivityLine::body() const {
       showsIcon ? View(platform::Label(text, "terminal")) : View(platform::Text(text));
   return content.font(compact ? Font::system(TextStyle::caption2).monospaced() : Typography::mono)
       .foreground(style)
+      .code()
       .lineLimit(1)
       .truncation(platform::TruncationMode::middle);
 }

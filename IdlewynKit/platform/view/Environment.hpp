@@ -45,6 +45,8 @@ class IDLEWYNKIT_EXPORT Environment {
   /// Absent for as many lines as a text needs; less than one counts as one.
   std::optional<int> lineLimit;
   TruncationMode truncation = TruncationMode::tail;
+  /// Texts are paths or commands: see View::code.
+  bool isCode = false;
 
   template <EnvironmentKey Key>
   EnvironmentValue<Key> value() const {

@@ -35,6 +35,8 @@ enum class FontWeight : std::uint16_t {
   heavy = 800,
 };
 
+/// The monospaced design draws each character by itself: without ligatures and contextual
+/// alternates, so that `!=` and `->` look like what they are.
 enum class FontDesign : std::uint8_t { standard, rounded, monospaced };
 
 class Font {

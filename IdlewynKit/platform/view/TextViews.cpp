@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 
+#include <IdlewynKit/platform/text/LogicalOrder.hpp>
 #include <IdlewynKit/platform/view/Views.hpp>
 #include <IdlewynKit/platform/view/internal/layout/FrameBuilder.hpp>
 #include <IdlewynKit/platform/view/internal/layout/Resolver.hpp>
@@ -35,6 +36,15 @@ class TextNode final : public ViewNode {
 };
 
 using TimeFormat = TimeText (*)(Date date, Date now, std::string_view locale);
+
+/// What of a text is drawn. In one line nothing is broken.
+std::string_view drawn(Resolver& resolver, std::string_view text) {
+  const Environment& environment = resolver.environment;
+  if (!environment.isCode) return text;
+  const bool mayBreak = environment.lineLimit.value_or(2) > 1;
+  std::string code = textInLogicalOrder(text, mayBreak);
+  return code == text ? text : resolver.keep(std::move(code));
+}
 
 /// Changes with time.
 class TimeTextBox final : public WrapperBox {
@@ -95,7 +105,8 @@ class TimeTextNode final : public ViewNode {
 
 TextBox::TextBox(Resolver& resolver, std::string_view text)
     : Box(Stretch()),
-      request_(request(resolver.environment, text)),
+      spoken_(text),
+      request_(request(resolver.environment, drawn(resolver, text))),
       paint_(resolver.paint(resolver.environment.foreground)),
       ideal_(shapeText(request_)) {}
 
@@ -142,7 +153,7 @@ void TextBox::place(Point origin, const Proposal& proposal, FrameBuilder& canvas
   if (const auto& text = shaped(proposal)) {
     canvas.draw(TextOperation{text, origin, stretchedOver(paint_, rect)});
   }
-  canvas.speak(AccessibleRole::text, request_.text, rect);
+  canvas.speak(AccessibleRole::text, spoken_, rect);
 }
 
 }  // namespace internal

@@ -104,6 +104,7 @@ View View::foreground(const ShapeStyle& style) const {
   return environment(&Environment::foreground, style);
 }
 View View::tint(const ShapeStyle& style) const { return environment(&Environment::tint, style); }
+View View::code() const { return environment(&Environment::isCode, true); }
 View View::lineLimit(std::optional<int> lines) const {
   return environment(&Environment::lineLimit, lines);
 }

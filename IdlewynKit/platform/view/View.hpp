@@ -76,6 +76,10 @@ class IDLEWYNKIT_EXPORT View {
   View foreground(const ShapeStyle& style) const;
   View tint(const ShapeStyle& style) const;
   View lineLimit(std::optional<int> lines) const;
+  /// Texts are drawn as paths and commands are read: lines run from left to right, each word of a
+  /// right-to-left script stands in an isolate (UAX #9), so that folders and arguments keep their
+  /// order, and no line is broken beside a hyphen. Their accessible labels are as they were.
+  View code() const;
   View truncation(TruncationMode mode) const;
   View monospacedDigits() const;
 

@@ -20,6 +20,7 @@ namespace idlewyn::platform {
 
 /// Takes its font, colour, line limit and truncation from its environment. Where it is offered
 /// less width than it needs it breaks into lines, as many as the limit allows, and loses the rest.
+/// A word that is broken gets no hyphen.
 class IDLEWYNKIT_EXPORT Text : public View {
  public:
   /// Any bytes; what is not UTF-8 is shown as U+FFFD.

@@ -50,11 +50,13 @@ View promptPanel(const PermissionPrompt& prompt) {
       Text(displayLine(prompt.toolName)).font(Typography::metaStrong).foreground(color),
       Text(displayBlock(prompt.detail))
           .font(Typography::monoBody)
+          .code()
           .foreground(primary)
           .lineLimit(8)};
   if (prompt.alwaysRule && !prompt.alwaysRule->empty()) {
     lines.push_back(Text("Always: " + displayBlock(*prompt.alwaysRule))
                         .font(Typography::mono)
+                        .code()
                         .foreground(secondary)
                         .lineLimit(2));
   }

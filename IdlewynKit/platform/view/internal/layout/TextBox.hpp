@@ -30,6 +30,7 @@ class TextBox final : public Box {
   /// Null where there is no room.
   const std::shared_ptr<const ShapedText>& shaped(const Proposal& proposal);
 
+  std::string_view spoken_;
   TextRequest request_;
   Paint paint_;
   std::shared_ptr<const ShapedText> ideal_;

@@ -26,6 +26,14 @@ PangoEllipsizeMode ellipsizeMode(TruncationMode mode) {
 
 int units(double points) { return static_cast<int>(std::lround(points * PANGO_SCALE)); }
 
+std::string featuresOf(const Font& font) {
+  std::string features;
+  if (font.hasMonospacedDigits()) features = "tnum=1";
+  if (font.design() != FontDesign::monospaced) return features;
+  if (!features.empty()) features += ", ";
+  return features + "liga=0, clig=0, dlig=0, hlig=0, calt=0";
+}
+
 /// The lines of one text at one width.
 class Shaping {
  public:
@@ -38,11 +46,12 @@ class Shaping {
         size_(font.size),
         collector_(context_, font.font.hasMonospacedDigits()) {
     pango_layout_set_font_description(layout_, font.description.get());
-    PangoAttrList* attributes = nullptr;
-    if (font.font.hasMonospacedDigits()) {
-      attributes = pango_attr_list_new();
-      pango_attr_list_insert(attributes, pango_attr_font_features_new("tnum=1"));
-    }
+    PangoAttrList* attributes = pango_attr_list_new();
+    // Where a word is broken Pango would draw a hyphen that is not in the text.
+    pango_attr_list_insert(attributes, pango_attr_insert_hyphens_new(FALSE));
+    const std::string features = featuresOf(font.font);
+    if (!features.empty())
+      pango_attr_list_insert(attributes, pango_attr_font_features_new(features.c_str()));
     pango_layout_set_attributes(layout_, attributes);
     pango_attr_list_unref(attributes);
     metrics_.capHeight = font.capHeight;
