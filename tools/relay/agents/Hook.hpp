@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include <tools/relay/agents/Json.hpp>
 
@@ -35,6 +36,10 @@ struct HookEvent {
   /// Set for a question; finished in every case.
   std::shared_ptr<WaitingHook> waiting;
 };
+
+/// What the hook program sends: a line `AGENT EVENT PARENT NONCE`, then the payload as a JSON
+/// object. No value for anything else.
+std::optional<HookEvent> hookEvent(std::string_view text);
 
 /// Takes the events of one agent.
 class HookReceiver {

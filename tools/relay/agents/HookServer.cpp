@@ -6,14 +6,12 @@
 #include <unistd.h>
 
 #include <array>
-#include <charconv>
 #include <chrono>
 #include <deque>
 #include <filesystem>
 #include <stdexcept>
 #include <vector>
 
-#include <boost/asio/steady_timer.hpp>
 #include <boost/asio/write.hpp>
 
 namespace idlewyn::relay {
@@ -33,28 +31,6 @@ bool isThisUser(int descriptor) {
   socklen_t size = sizeof peer;
   return getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
          peer.uid == geteuid();
-}
-
-/// `AGENT EVENT PARENT NONCE`, then the payload. No value for anything else.
-std::optional<HookEvent> hookEvent(std::string_view text) {
-  const std::size_t end = text.find('\n');
-  if (end == std::string_view::npos) return std::nullopt;
-  std::array<std::string_view, 4> words;
-  std::string_view head = text.substr(0, end);
-  for (std::string_view& word : words) {
-    const std::size_t space = head.find(' ');
-    word = head.substr(0, space);
-    head.remove_prefix(space == std::string_view::npos ? head.size() : space + 1);
-  }
-  auto payload = json::parsed(text.substr(end + 1));
-  if (!payload || words[1].empty()) return std::nullopt;
-  HookEvent event;
-  event.agent = words[0];
-  event.name = words[1];
-  std::from_chars(words[2].data(), words[2].data() + words[2].size(), event.parent);
-  event.nonce = words[3];
-  event.payload = std::move(*payload);
-  return event;
 }
 
 }  // namespace
@@ -191,7 +167,8 @@ HookServer::HookServer(asio::io_context& context, std::string path,
     : context_(context),
       path_(std::move(path)),
       receivers_(std::move(receivers)),
-      acceptor_(context) {}
+      acceptor_(context),
+      pause_(context) {}
 
 HookServer::~HookServer() {
   for (const auto& connection : connections_)
@@ -218,9 +195,17 @@ void HookServer::start() {
   accept();
 }
 
+void HookServer::acceptLater() {
+  pause_.expires_after(patience);
+  pause_.async_wait([this](boost::system::error_code error) {
+    if (!error) accept();
+  });
+}
+
 void HookServer::accept() {
   acceptor_.async_accept([this](boost::system::error_code error, Local::socket socket) {
     if (error == asio::error::operation_aborted) return;
+    if (error) return acceptLater();
     const bool isWelcome =
         !error && connections_.size() < mostConnections && isThisUser(socket.native_handle());
     if (isWelcome) {

@@ -8,6 +8,7 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
+#include <boost/asio/steady_timer.hpp>
 
 #include <tools/relay/agents/Hook.hpp>
 
@@ -40,11 +41,14 @@ class HookServer {
   class Connection;
 
   void accept();
+  /// Out of descriptors: tries again after a while.
+  void acceptLater();
 
   boost::asio::io_context& context_;
   std::string path_;
   std::map<std::string, HookReceiver*> receivers_;
   boost::asio::local::stream_protocol::acceptor acceptor_;
+  boost::asio::steady_timer pause_;
   std::set<std::shared_ptr<Connection>> connections_;
   bool isListening_ = false;
 };
