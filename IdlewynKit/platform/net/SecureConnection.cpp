@@ -110,6 +110,7 @@ SecureConnection::Input SecureConnection::nextRecord() {
     return Input::some;
   }
   const int error = SSL_get_error(ssl, count);
+  isDry_ = true;
   if (error == SSL_ERROR_WANT_READ || error == SSL_ERROR_WANT_WRITE) return Input::none;
   isAlerted_ = error == SSL_ERROR_SSL && ERR_GET_REASON(ERR_peek_error()) >= SSL_AD_REASON_OFFSET;
   ERR_clear_error();

@@ -270,14 +270,15 @@ void SessionCore::actByRecord(SecureConnection& connection, int socket, int even
   const auto bytes = [&] { return connection.received() + connection.sent(); };
   const std::uint64_t before = bytes();
   int left = events;
+  connection.expectInput();
   while (true) {
     const Input input = connection.nextRecord();
     if (input == Input::none) left &= ~CURL_CSELECT_IN;
     // libcurl would wait for the rest of an answer that can't come any more.
     if (connection.ledger().isBroken()) shutdown(socket, SHUT_RDWR);
     if (left != 0) act(socket, left);
-    if (input != Input::some || !loop().isWatched(socket)) break;
     if (loop().isTurnOver()) return actLater(socket);
+    if (input != Input::some || !loop().isWatched(socket)) break;
     left = CURL_CSELECT_IN;
   }
   if ((events & CURL_CSELECT_OUT) != 0 && bytes() == before) {

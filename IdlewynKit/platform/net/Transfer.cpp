@@ -127,6 +127,15 @@ struct Transfer::Callbacks {
     });
   }
 
+  // Called after each of libcurl's steps with a transfer. One record for each step, that is: with
+  // one for each call from outside, every record would cost a step of every transfer.
+  static int afterStep(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+    if (const auto& connection = of(self).connection_; connection && connection->isOverHTTP2()) {
+      connection->nextRecordIfAny();
+    }
+    return 0;
+  }
+
   static std::size_t headLine(char* text, std::size_t, std::size_t size, void* self) {
     constexpr std::size_t none = 0;
     return guarded(self, Ending::headTooLarge, none, [&](Transfer& transfer) {
@@ -243,6 +252,9 @@ void Transfer::configureTLS() {
   set(handle_, CURLOPT_CAPATH, static_cast<char*>(nullptr));
   set(handle_, CURLOPT_SSL_CTX_FUNCTION, &Callbacks::newConnection);
   set(handle_, CURLOPT_SSL_CTX_DATA, this);
+  set(handle_, CURLOPT_NOPROGRESS, 0L);
+  set(handle_, CURLOPT_XFERINFOFUNCTION, &Callbacks::afterStep);
+  set(handle_, CURLOPT_XFERINFODATA, this);
 }
 
 // Since the last call, or since libcurl began to run the handle.

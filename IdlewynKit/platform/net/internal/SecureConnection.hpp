@@ -33,6 +33,12 @@ class SecureConnection {
   /// Makes the next record readable for libcurl, over HTTP/2. `none` when there is no whole one;
   /// `ended` when libcurl will find the end of the connection or an error.
   Input nextRecord();
+  /// The same where there may be one: not after there was none, until `expectInput`.
+  void nextRecordIfAny() {
+    if (!isDry_) nextRecord();
+  }
+  /// The socket has something to read.
+  void expectInput() noexcept { isDry_ = false; }
   /// Before a request goes over a kept connection: whether it can't, for the server takes no
   /// more, or has sent what nobody asked for with the end of the last answer. The socket shows
   /// nothing of what OpenSSL has read already.
@@ -59,6 +65,7 @@ class SecureConnection {
   std::uint64_t sent_ = 0;
   bool isOverHTTP2_ = false;  // and the handshake is done
   bool isOpen_ = false;       // reading is allowed, over HTTP/2
+  bool isDry_ = true;
   bool hasRefused_ = false;
   bool isAlerted_ = false;
   bool isSpoilt_ = false;
