@@ -25,6 +25,7 @@ void ConnectionSockets::add(int localPort, const std::vector<int>& opened,
   for (const int socket : opened) {
     if (localPortOf(socket) != localPort) continue;
     remove(socket);
+    if (connection.isShared()) connection.secure->use(socket);
     entries_.emplace(socket, Entry{localPort, connection});
     sockets_.emplace(localPort, socket);
     if (connection.isShared()) ++shared_[connection.origin];

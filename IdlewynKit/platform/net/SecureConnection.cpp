@@ -54,6 +54,26 @@ struct SecureConnection::Callbacks {
   }
 
   // Before each reading, and after each reading and writing, of the bytes under TLS.
+  // The same for our own reading. The end of the connection is left for libcurl to find: OpenSSL
+  // would tell of it once only.
+  static long peek(BIO* transport, int operation, const char*, std::size_t, int, long, int result,
+                   std::size_t* count) {
+    auto& self = *reinterpret_cast<SecureConnection*>(BIO_get_callback_arg(transport));
+    if (operation == BIO_CB_READ && self.loop_.isTurnOver()) {
+      self.hasRefused_ = true;
+    } else if (operation != (BIO_CB_READ | BIO_CB_RETURN)) {
+      return result;
+    } else if (result > 0) {
+      self.received_ += *count;
+      return result;
+    } else if (!BIO_should_retry(transport)) {
+      self.isOver_ = true;
+    }
+    BIO_clear_retry_flags(transport);
+    BIO_set_retry_read(transport);
+    return -1;
+  }
+
   static long transfer(BIO* transport, int operation, const char*, std::size_t, int, long,
                        int result, std::size_t* count) {
     auto& self = *reinterpret_cast<SecureConnection*>(BIO_get_callback_arg(transport));
@@ -77,7 +97,7 @@ struct SecureConnection::Callbacks {
 };
 
 bool SecureConnection::mayRead() noexcept {
-  if (isOverHTTP2_ && !isOpen_) return false;
+  if (isOverHTTP2_) return isOver_;
   if (!loop_.isTurnOver()) return true;
   hasRefused_ = true;
   return false;
@@ -96,22 +116,51 @@ Owned SecureConnection::of(const void* ssl) {
   return owned == nullptr ? nullptr : *owned;
 }
 
-SecureConnection::Input SecureConnection::nextRecord() {
+void SecureConnection::use(int socket) {
+  BIO_free(static_cast<BIO*>(direct_));
+  BIO* const direct = BIO_new_socket(socket, BIO_NOCLOSE);
+  direct_ = direct;
+  if (direct == nullptr) throw std::bad_alloc();
+  BIO_set_callback_ex(direct, &Callbacks::peek);
+  BIO_set_callback_arg(direct, reinterpret_cast<char*>(this));
+}
+
+SecureConnection::~SecureConnection() {
+  auto* const direct = static_cast<BIO*>(direct_);
+  if (direct != nullptr) BIO_set_callback_ex(direct, nullptr);
+  BIO_free(direct);
+}
+
+// Past libcurl, whose own transport works within its own calls only. Gives OpenSSL's error.
+int SecureConnection::peek() {
   auto* const ssl = static_cast<SSL*>(ssl_);
-  if (ssl == nullptr) return Input::ended;
-  if (SSL_pending(ssl) > 0) return Input::some;              // looked at before, and not read yet
+  auto* const direct = static_cast<BIO*>(direct_);
+  BIO* const reading = SSL_get_rbio(ssl);
+  BIO* const writing = SSL_get_wbio(ssl);
+  for (BIO* const kept : {reading, writing, direct, direct})
+    BIO_up_ref(kept);
+  SSL_set0_rbio(ssl, direct);
+  SSL_set0_wbio(ssl, direct);
   static std::array<char, SSL3_RT_MAX_PLAIN_LENGTH> record;  // the loop's thread only
   ERR_clear_error();
-  isOpen_ = true;
   const int count = SSL_peek(ssl, record.data(), static_cast<int>(record.size()));
-  isOpen_ = false;
-  if (count > 0) {
-    ledger_.take({record.data(), static_cast<std::size_t>(count)});
-    return Input::some;
-  }
-  const int error = SSL_get_error(ssl, count);
+  const int error = SSL_get_error(ssl, count);  // which asks the transport
+  SSL_set0_rbio(ssl, reading);
+  SSL_set0_wbio(ssl, writing);
+  if (count > 0) ledger_.take({record.data(), static_cast<std::size_t>(count)});
+  return error;
+}
+
+SecureConnection::Input SecureConnection::nextRecord() {
+  auto* const ssl = static_cast<SSL*>(ssl_);
+  if (ssl == nullptr || direct_ == nullptr) return Input::ended;
+  if (SSL_pending(ssl) > 0) return Input::some;  // looked at before, and not read yet
+  if (isOver_) return Input::ended;
+  const int error = peek();
+  if (error == SSL_ERROR_NONE) return Input::some;
   isDry_ = true;
-  if (error == SSL_ERROR_WANT_READ || error == SSL_ERROR_WANT_WRITE) return Input::none;
+  if (error == SSL_ERROR_WANT_READ) return isOver_ ? Input::ended : Input::none;
+  if (error == SSL_ERROR_WANT_WRITE) return Input::none;
   isAlerted_ = error == SSL_ERROR_SSL && ERR_GET_REASON(ERR_peek_error()) >= SSL_AD_REASON_OFFSET;
   ERR_clear_error();
   return Input::ended;

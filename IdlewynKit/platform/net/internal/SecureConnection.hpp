@@ -25,6 +25,13 @@ class SecureConnection {
   /// The one through which that connection (an SSL) passes; null when there is none.
   static std::shared_ptr<SecureConnection> of(const void* ssl);
 
+  ~SecureConnection();
+  SecureConnection(const SecureConnection&) = delete;
+  SecureConnection& operator=(const SecureConnection&) = delete;
+
+  /// The socket that libcurl has opened for the connection. Throws std::bad_alloc.
+  void use(int socket);
+
   bool isOverHTTP2() const noexcept { return isOverHTTP2_; }
   /// Bytes that passed in either direction, those of TLS itself included.
   std::uint64_t received() const noexcept { return received_; }
@@ -57,14 +64,16 @@ class SecureConnection {
  private:
   struct Callbacks;
   bool mayRead() noexcept;
+  int peek();
 
   const IOLoop& loop_;
   void* ssl_ = nullptr;  // SSL; null before the handshake and after the connection's end
+  void* direct_ = nullptr;  // BIO over the socket
   HTTP2Ledger ledger_;
   std::uint64_t received_ = 0;
   std::uint64_t sent_ = 0;
   bool isOverHTTP2_ = false;  // and the handshake is done
-  bool isOpen_ = false;       // reading is allowed, over HTTP/2
+  bool isOver_ = false;       // the socket gives no more
   bool isDry_ = true;
   bool hasRefused_ = false;
   bool isAlerted_ = false;
