@@ -186,6 +186,18 @@ class DashboardTest(unittest.TestCase):
         self.assertIn("project2", names)
         self.assertRegex(" ".join(names), r"Last seen \d+\W*s\w* ago", "the age of what is shown")
 
+    def test_3_what_a_failing_agent_asked_is_not_offered(self):
+        self.relay.heal()
+        self.relay.show(*self.sessions)
+        eventually(lambda: self.named("push button", "Allow Bash"), "the prompt's buttons")
+        self.relay.fault("v1/sessions", "status=503")
+        eventually(lambda: not self.named("push button", "Allow Bash"), "no buttons")
+        self.assertTrue(self.says("It waited for an answer then."))
+        self.relay.heal()
+        eventually(lambda: self.named("push button", "Allow Bash"), "they are back")
+        self.relay.show(session(1), self.sessions[1])
+        eventually(lambda: not self.named("push button", "Allow Bash"), "it was answered")
+
     def test_3_a_key_fetches_at_once(self):
         before = self.relay.rounds()
         eventually(lambda: self.relay.rounds() > before, "a fetch; the next by itself is 3 s away")

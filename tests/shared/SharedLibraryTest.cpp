@@ -22,6 +22,12 @@ TEST(Version, OfTheLoadedLibraryIsTheBuilds) {
   EXPECT_EQ(IdlewynKitVersionNumber, PROJECT_VERSION_NUMBER);
 }
 
+TEST(SharedLibrary, ShowsTextSafely) {
+  EXPECT_EQ(displayLine("a\nb\u202E"), "a\\u{0A}b\\u{202E}");
+  EXPECT_EQ(displayBlock("a\nb\u202E"), "a\nb\\u{202E}");
+  EXPECT_EQ(displayJSON("[\"\u202E\"]"), "[\"\\u202E\"]");
+}
+
 // An application's own service and delegate, made of what is public.
 class FakeService final : public SessionService {
  public:

@@ -23,7 +23,15 @@ namespace {
 constexpr Color primary(Palette::ink, Palette::OnDark::primary);
 constexpr Color secondary(Palette::ink.opacity(0.72), Palette::OnDark::secondary);
 
-View state(const AgentSession& session) {
+View state(const AgentSession& session, std::optional<Date> oldSince) {
+  if (oldSince) {
+    const View words = Text(std::string(label(session.status)) + " when last seen");
+    return Row({words, Text::relative(*oldSince), Text("ago")}, VerticalAlignment::centre,
+               Spacing::xs)
+        .font(Typography::metaStrong)
+        .foreground(secondary)
+        .lineLimit(1);
+  }
   const View status = Text(std::string(label(session.status)))
                           .font(Typography::metaStrong)
                           .foreground(tint(session.status));
@@ -36,7 +44,9 @@ View progress(const AgentSession& session) {
   return tasks ? View(TaskProgressView(tasks->done, tasks->total, tint(session.status))) : View();
 }
 
-View doing(const AgentSession& session) {
+View doing(const AgentSession& session, bool isOld) {
+  if (isOld && session.permission)
+    return Text("It waited for an answer then.").font(Typography::supporting).foreground(secondary);
   if (const auto activity = session.currentActivity())
     return ActivityLine(displayLine(*activity), secondary, true, false);
   if (const auto summary = session.displaySummary())
@@ -72,10 +82,11 @@ View CardView::body() const {
                          .foreground(secondary)
                          .lineLimit(1);
   const View heading = Column({Row({name, View(ProviderBadge(session.provider, true)).lineLimit(1),
-                                    Spacer(), state(session)}),
+                                    Spacer(), state(session, oldSince)}),
                                Row({title, Spacer(), progress(session)})},
                               HorizontalAlignment::leading, Spacing::hairline);
-  const View text = Column({heading, doing(session)}, HorizontalAlignment::leading, Spacing::s);
+  const View text = Column({heading, doing(session, oldSince.has_value())},
+                           HorizontalAlignment::leading, Spacing::s);
   return Row({icon, text}, VerticalAlignment::top, Spacing::s);
 }
 

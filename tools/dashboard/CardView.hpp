@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <optional>
+
 #include <IdlewynKit/UI.hpp>
 #include <IdlewynKit/model/SessionSnapshot.hpp>
 
@@ -23,6 +25,8 @@ struct CardView {
   friend bool operator==(const CardView&, const CardView&) = default;
 
   idlewyn::AgentSession session;
+  /// When its agent, which does not answer, was last seen.
+  std::optional<idlewyn::Date> oldSince;
 };
 
 /// What went wrong, and the age of what is still shown of the agent.

@@ -56,6 +56,7 @@ bool DashboardModel::look() {
   snapshot_ = isPaired() ? SnapshotStore::shared().load() : SessionSnapshot::empty();
   errors_.clear();
   lastSeen_.clear();
+  answered_.clear();
   for (const AgentSession& session : snapshot_.sessions)
     lastSeen_.emplace(session.provider, snapshot_.updatedAt);
   return true;
@@ -102,8 +103,9 @@ void DashboardModel::show(SnapshotResult result) {
   // The shared snapshot has one age for all: it must not make new what an agent said before.
   if (isPaired() && errors_.empty()) SnapshotStore::shared().save(snapshot_);
   for (const Connection& connection : connections_) {
-    if (!errors_.contains(connection.provider))
-      lastSeen_.insert_or_assign(connection.provider, snapshot_.updatedAt);
+    if (errors_.contains(connection.provider)) continue;
+    lastSeen_.insert_or_assign(connection.provider, snapshot_.updatedAt);
+    isNew |= answered_.insert(connection.provider).second;
   }
   isNew |= 0 < std::erase_if(answering_, [this](const auto& answer) {
              return std::ranges::none_of(snapshot_.sessions, [&](const AgentSession& session) {
@@ -111,6 +113,19 @@ void DashboardModel::show(SnapshotResult result) {
              });
            });
   if (isNew && changed) changed();
+}
+
+std::optional<Date> DashboardModel::oldSince(AgentProvider provider) const {
+  if (answered_.contains(provider) && !errors_.contains(provider)) return std::nullopt;
+  const auto seen = lastSeen_.find(provider);
+  return seen == lastSeen_.end() ? snapshot_.updatedAt : seen->second;
+}
+
+SessionSnapshot DashboardModel::liveSnapshot() const {
+  SessionSnapshot live = snapshot_;
+  std::erase_if(live.sessions,
+                [&](const AgentSession& session) { return oldSince(session.provider); });
+  return live;
 }
 
 std::vector<Trouble> DashboardModel::troubles() const {

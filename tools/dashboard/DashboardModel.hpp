@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -50,6 +51,11 @@ class DashboardModel : public std::enable_shared_from_this<DashboardModel> {
 
   bool isDemo() const;
   const idlewyn::SessionSnapshot& snapshot() const { return snapshot_; }
+  /// Without the agents that do not answer.
+  idlewyn::SessionSnapshot liveSnapshot() const;
+  /// When an agent that does not answer, or has not answered yet, was last seen; else nothing. Its
+  /// sessions are marked, and its prompts are not offered.
+  std::optional<idlewyn::Date> oldSince(idlewyn::AgentProvider provider) const;
   std::vector<Trouble> troubles() const;
   bool isAnswering(const std::string& promptID) const { return answering_.contains(promptID); }
 
@@ -73,6 +79,8 @@ class DashboardModel : public std::enable_shared_from_this<DashboardModel> {
   idlewyn::SessionSnapshot snapshot_;
   std::map<idlewyn::AgentProvider, std::string> errors_;
   std::map<idlewyn::AgentProvider, idlewyn::Date> lastSeen_;
+  /// Those that have answered since they are known.
+  std::set<idlewyn::AgentProvider> answered_;
   std::map<std::string, idlewyn::PermissionDecision> answering_;
   bool isFetching_ = false;
 };

@@ -160,7 +160,7 @@ void DashboardWindow::show() {
   const char* title = model_->isDemo() ? "Demo Sessions" : "Sessions";
   gtk_window_set_title(window_, title);
   gtk_label_set_text(GTK_LABEL(title_), title);
-  headline_.show(HeadlineView{SnapshotLead(model_->snapshot())}, look_);
+  headline_.show(HeadlineView{SnapshotLead(model_->liveSnapshot())}, look_);
   showTroubles();
   showCards();
   // From here one Tab leads to the first question, and none is answered by a stray key.
@@ -192,7 +192,7 @@ void DashboardWindow::showCards() {
     if (!card) {
       // The answer is for the session as it is shown when the button is pressed.
       const auto answer = [this, key](PermissionDecision decision) {
-        for (const AgentSession& now : model_->snapshot().sessions)
+        for (const AgentSession& now : model_->liveSnapshot().sessions)
           if (CardKey{now.provider, now.id} == key) return model_->answer(now, decision);
       };
       card = std::make_unique<SessionCard>(answer);
@@ -200,7 +200,7 @@ void DashboardWindow::showCards() {
       order_.push_back(key);
     }
     const bool isAnswering = session.permission && model_->isAnswering(session.permission->id);
-    card->show(session, isAnswering, look_);
+    card->show(session, model_->oldSince(session.provider), isAnswering, look_);
     order.push_back(std::move(key));
   }
   for (const CardKey& key : order_) {

@@ -59,17 +59,19 @@ SessionCard::SessionCard(Answer answer)
 
 SessionCard::~SessionCard() { g_object_unref(box_); }
 
-void SessionCard::show(const AgentSession& session, bool isAnswering, Look look) {
-  view_.show(CardView{session}, look);
+void SessionCard::show(const AgentSession& session, std::optional<Date> oldSince, bool isAnswering,
+                       Look look) {
+  view_.show(CardView{session, oldSince}, look);
   if (std::string name = displayLine(session.projectName()); name_ != name) {
     name_ = std::move(name);
     gtk_accessible_update_property(GTK_ACCESSIBLE(box_), GTK_ACCESSIBLE_PROPERTY_LABEL,
                                    name_.c_str(), -1);
   }
-  if (session.permission != shown_) {
+  const auto offered = oldSince ? std::nullopt : session.permission;
+  if (offered != shown_) {
     if (prompt_ != nullptr) gtk_box_remove(GTK_BOX(box_), std::exchange(prompt_, nullptr));
     buttons_ = nullptr;
-    shown_ = session.permission;
+    shown_ = offered;
     if (shown_) makePrompt(*shown_);
   }
   if (buttons_ != nullptr) gtk_widget_set_sensitive(buttons_, isAnswering ? FALSE : TRUE);

@@ -26,7 +26,9 @@ class SessionCard {
   ~SessionCard();
 
   GtkWidget* widget() const { return box_; }
-  void show(const idlewyn::AgentSession& session, bool isAnswering, Look look);
+  /// With `oldSince` the session is marked, and what it asks is not offered.
+  void show(const idlewyn::AgentSession& session, std::optional<idlewyn::Date> oldSince,
+            bool isAnswering, Look look);
 
  private:
   void makePrompt(const idlewyn::PermissionPrompt& prompt);
