@@ -30,9 +30,7 @@ class RegistryService : public boost::asio::execution_context::service {
 
 }  // namespace
 
-void Completion::deliver(URLSession::Outcome outcome) {
-  registry_->deliver(*this, std::move(outcome));
-}
+void Completion::deliver(URLSession::Outcome& outcome) { registry_->deliver(*this, outcome); }
 
 std::shared_ptr<CompletionRegistry> CompletionRegistry::of(
     boost::asio::execution_context& context) {
@@ -50,13 +48,13 @@ void CompletionRegistry::add(std::shared_ptr<CompletionRegistry> registry,
   registry->waiting_.emplace(completion.get(), completion);
 }
 
-void CompletionRegistry::deliver(Completion& completion, URLSession::Outcome outcome) {
+void CompletionRegistry::deliver(Completion& completion, URLSession::Outcome& outcome) {
   const std::lock_guard lock(handingOver);
   const auto found = waiting_.find(&completion);
   if (found == waiting_.end()) return;
-  const auto kept = std::move(found->second);
+  const auto kept = found->second;
+  kept->post(outcome);
   waiting_.erase(found);
-  kept->post(std::move(outcome));
 }
 
 void CompletionRegistry::abandonAll() {

@@ -124,12 +124,12 @@ void IOLoop::set(Alarm& alarm, Clock::time_point due) {
   clear(alarm);
   alarm.due_ = due;
   alarm.isSet_ = true;
-  alarms_.emplace(due, &alarm);
+  alarms_.insert(alarm);
 }
 
 void IOLoop::clear(Alarm& alarm) {
   if (!alarm.isSet_) return;
-  alarms_.erase({alarm.due_, &alarm});
+  alarms_.erase(alarms_.iterator_to(alarm));
   alarm.isSet_ = false;
 }
 
@@ -189,13 +189,16 @@ void IOLoop::drop(int socket) {
 }
 
 void IOLoop::runLate() {
-  std::vector<Task> tasks;
-  tasks.swap(late_);
-  for (Task& task : tasks) {
+  LateTask* task = std::exchange(late_, nullptr);
+  while (task != nullptr) {
+    LateTask* const next = std::exchange(task->next_, nullptr);
     beginTurn();
-    task();
+    task->runLate();
+    task = next;
   }
 }
+
+void IOLoop::whenIdle(LateTask& task) noexcept { task.next_ = std::exchange(late_, &task); }
 
 void IOLoop::beginTurn() noexcept { turnEnd_ = Clock::now() + turn; }
 
@@ -204,7 +207,7 @@ void IOLoop::run() {
   std::array<epoll_event, 128> events;
   int roundsLate = 0;
   while (true) {
-    const bool hasLate = !late_.empty();
+    const bool hasLate = late_ != nullptr;
     const int count = epoll_wait(epoll_, events.data(), static_cast<int>(events.size()),
                                  hasLate ? 0 : millisecondsToNextAlarm());
     for (int i = 0; i < count; ++i)
@@ -250,8 +253,8 @@ bool IOLoop::runPosted() {
 
 void IOLoop::ringDue() {
   const Clock::time_point now = Clock::now();
-  while (!alarms_.empty() && alarms_.begin()->first <= now) {
-    Alarm& alarm = *alarms_.begin()->second;
+  while (!alarms_.empty() && alarms_.begin()->due_ <= now) {
+    Alarm& alarm = *alarms_.begin();
     clear(alarm);
     beginTurn();
     alarm.ring();
@@ -261,7 +264,7 @@ void IOLoop::ringDue() {
 int IOLoop::millisecondsToNextAlarm() const {
   if (alarms_.empty()) return -1;
   const auto left =
-      std::chrono::ceil<std::chrono::milliseconds>(alarms_.begin()->first - Clock::now());
+      std::chrono::ceil<std::chrono::milliseconds>(alarms_.begin()->due_ - Clock::now());
   return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, INT_MAX));
 }
 

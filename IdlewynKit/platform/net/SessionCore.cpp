@@ -2,79 +2,39 @@
 #include <IdlewynKit/platform/net/internal/SessionCore.hpp>
 
 #include <curl/curl.h>
-#include <fcntl.h>
-#include <linux/sockios.h>
 #include <sys/epoll.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
-#include <array>
+#include <memory>
+#include <new>
 #include <utility>
 #include <vector>
 
+#include <IdlewynKit/platform/net/internal/MultiHandle.hpp>
+
 namespace idlewyn::platform {
 namespace {
-
-// Enough for every running transfer of a few origins. Left alone, libcurl throws warm
-// connections away whenever few transfers are under way.
-constexpr long keptConnections = 512;
 
 // While it is not known whether exchanges with an origin can share a connection, so many are
 // begun, each with its own; the others wait for one of them to know, but not for long.
 constexpr std::size_t mostUnconnected = 2;
 constexpr auto longestWaitForConnection = std::chrono::milliseconds(250);
 
-bool holdsBytes(int socket) {
-  int unread = 0;
-  int unsent = 0;
-  return (ioctl(socket, FIONREAD, &unread) == 0 && unread > 0) ||
-         (ioctl(socket, SIOCOUTQ, &unsent) == 0 && unsent > 0);
-}
-
-bool isInheritedUnixSocket(int descriptor) {
-  sockaddr_storage name{};
-  socklen_t size = sizeof name;
-  return fcntl(descriptor, F_GETFD) == 0 &&
-         getsockname(descriptor, reinterpret_cast<sockaddr*>(&name), &size) == 0 &&
-         name.ss_family == AF_UNIX;
-}
-
-// The two lowest numbers that are free; -1 where there is none.
-std::array<int, 2> freeDescriptors() {
-  std::array<int, 2> found;
-  for (int& descriptor : found)
-    descriptor = open("/", O_PATH | O_CLOEXEC);
-  for (const int descriptor : found) {
-    if (descriptor >= 0) close(descriptor);
-  }
-  return found;
-}
-
-// Programs started later would inherit the two sockets that libcurl makes for wake-ups and does
-// not tell us. A wake-up, which nobody waits for here, puts a byte between them: that tells them
-// from what other threads have opened meanwhile.
-void closeWakeupPairOnExec(CURLM* multi, std::array<int, 2> likely) {
-  constexpr int searched = 64;
-  std::vector<int> quiet;
-  for (int i = likely[0]; i < likely[1] + searched; ++i) {
-    if (isInheritedUnixSocket(i) && !holdsBytes(i)) quiet.push_back(i);
-  }
-  curl_multi_wakeup(multi);
-  for (const int socket : quiet) {
-    if (holdsBytes(socket)) fcntl(socket, F_SETFD, FD_CLOEXEC);
-  }
-}
-
 }  // namespace
 
 struct SessionCore::Callbacks {
-  static int watch(CURL*, curl_socket_t socket, int what, void* self, void*) {
+  static int watch(CURL* handle, curl_socket_t socket, int what, void* self, void*) {
     auto& core = *static_cast<SessionCore*>(self);
     std::uint32_t events = 0;
     if (what == CURL_POLL_IN || what == CURL_POLL_INOUT) events |= EPOLLIN;
     if (what == CURL_POLL_OUT || what == CURL_POLL_INOUT) events |= EPOLLOUT;
-    core.loop().watch(socket, events, what == CURL_POLL_REMOVE ? nullptr : &core);
+    try {
+      core.loop().watch(socket, events, what == CURL_POLL_REMOVE ? nullptr : &core);
+    } catch (const std::bad_alloc&) {
+      Transfer* transfer = nullptr;
+      curl_easy_getinfo(handle, CURLINFO_PRIVATE, &transfer);
+      if (transfer != nullptr) core.doom(*transfer);
+    }
     return 0;
   }
 
@@ -98,12 +58,14 @@ SessionCore::SessionCore(std::shared_ptr<URLSessionDelegate> delegate)
 void SessionCore::submit(std::shared_ptr<Transfer> transfer) {
   IOLoop* const loop = IOLoop::shared();
   if (loop != nullptr) loop_ = loop;
+  transfer->node.push_back(transfer);
   const bool isPosted =
       loop != nullptr && !isInvalidated_ &&
-      loop->post([self = shared_from_this(), transfer] { self->start(transfer); });
+      loop->post([self = shared_from_this(), transfer] { self->start(*transfer); });
   if (isPosted) return;
   const Ending ending = loop == nullptr ? Ending::noResources : Ending::cancelledBySession;
-  transfer->completion->deliver(transfer->finish(ending, CURLE_OK));
+  transfer->finish(ending, CURLE_OK);
+  transfer->completion->deliver(*transfer->outcome);
 }
 
 void SessionCore::cancel(std::shared_ptr<Transfer> transfer) {
@@ -113,7 +75,9 @@ void SessionCore::cancel(std::shared_ptr<Transfer> transfer) {
     core.end(*transfer, Ending::cancelledByCaller);
   });
   // The loop is no more, or stayed behind in the parent process.
-  if (!isPosted) transfer->completion->deliver(transfer->cancelled());
+  if (isPosted) return;
+  URLSession::Outcome outcome = transfer->cancelled();
+  transfer->completion->deliver(outcome);
 }
 
 void SessionCore::finishTasksAndInvalidate() {
@@ -129,32 +93,39 @@ void SessionCore::finishTasksAndInvalidate() {
   });
 }
 
-void SessionCore::start(const std::shared_ptr<Transfer>& transfer) {
-  if (isClosing_ || !openMulti()) {
-    const Ending ending = isClosing_ ? Ending::cancelledBySession : Ending::noResources;
-    transfer->completion->deliver(transfer->finish(ending, CURLE_OK));
-    return;
-  }
-  const std::string& name = transfer->origin();
+void SessionCore::start(Transfer& transfer) {
+  transfer.place = transfer.node.begin();
+  const Ending ending = tryToStart(transfer);
+  if (ending == Ending::none) return;
+  finished_.splice(finished_.end(), transfer.node);
+  finish(transfer, ending, CURLE_OK);
+}
+
+// Why it can't be, or none.
+Ending SessionCore::tryToStart(Transfer& transfer) try {
+  if (isClosing_) return Ending::cancelledBySession;
+  if (!openMulti()) return Ending::noResources;
+  const std::string& name = transfer.origin();
   Origin& origin = origins_.try_emplace(name, *this, name).first->second;
-  transfer->place = origin.waiting.insert(origin.waiting.end(), transfer);
-  transfer->state = Transfer::State::waiting;
-  loop().set(*transfer, transfer->deadline());
+  origin.waiting.splice(origin.waiting.end(), transfer.node);
+  transfer.state = Transfer::State::waiting;
+  loop().set(transfer, transfer.deadline());
   launchWaiting(origin);
+  return Ending::none;
+} catch (const std::bad_alloc&) {
+  return Ending::noResources;
 }
 
 bool SessionCore::openMulti() {
   if (multi_ != nullptr) return true;
-  const std::array<int, 2> likely = freeDescriptors();
-  auto* multi = curl_multi_init();
-  if (multi == nullptr) return false;
-  multi_ = multi;
-  closeWakeupPairOnExec(multi, likely);
+  OwnedMulti owned = makeMulti();
+  if (owned == nullptr) return false;
+  void* const multi = owned.get();
   curl_multi_setopt(multi, CURLMOPT_SOCKETFUNCTION, &Callbacks::watch);
   curl_multi_setopt(multi, CURLMOPT_SOCKETDATA, this);
   curl_multi_setopt(multi, CURLMOPT_TIMERFUNCTION, &Callbacks::setTimer);
   curl_multi_setopt(multi, CURLMOPT_TIMERDATA, this);
-  curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, keptConnections);
+  multi_ = owned.release();
   return true;
 }
 
@@ -179,11 +150,31 @@ void SessionCore::launchWaiting(Origin& origin) {
     transfer.isUnconnected = true;
     ++origin.unconnected;
     if (transfer.open() && curl_multi_add_handle(multi_, transfer.handle()) == CURLM_OK) continue;
-    // Memory is short. It ends later, not in the midst of this walk through the lists.
-    loop().post([self = shared_from_this(), kept = transfer.shared_from_this()] {
-      self->end(*kept, Ending::noResources);
-    });
+    doom(transfer);
   }
+}
+
+// Memory is short. The transfer ends later, not in the midst of libcurl or of a walk through lists.
+void SessionCore::doom(Transfer& transfer) noexcept {
+  transfer.isDoomed = hasDoomed_ = true;
+  runWhenIdle();
+}
+
+void SessionCore::endDoomed() {
+  while (hasDoomed_) {
+    Transfer* const transfer = nextDoomed();
+    hasDoomed_ = transfer != nullptr;
+    if (transfer != nullptr) end(*transfer, Ending::noResources);
+  }
+}
+
+Transfer* SessionCore::nextDoomed() {
+  for (auto& [name, origin] : origins_) {
+    for (const auto& transfer : origin.running) {
+      if (transfer->isDoomed) return transfer.get();
+    }
+  }
+  return nullptr;
 }
 
 void SessionCore::Origin::ring() {
@@ -220,19 +211,14 @@ void SessionCore::end(Transfer& transfer, Ending ending, int curlCode) {
   using State = Transfer::State;
   const State state = std::exchange(transfer.state, State::ended);
   if (state == State::ended) return;
-  const std::shared_ptr<Transfer> kept = *transfer.place;
   loop().clear(transfer);
   if (ending == Ending::deadline) transfer.spoilSilentConnection();
   if (transfer.handle() != nullptr) curl_multi_remove_handle(multi_, transfer.handle());
   const auto found = origins_.find(transfer.origin());
   auto& list = state == State::running ? found->second.running : found->second.waiting;
-  list.erase(transfer.place);
+  finished_.splice(finished_.end(), list, transfer.place);
   forgetUnconnected(transfer, found->second);
-  // Not one by one: the caller would be woken for each.
-  if (finished_.empty()) {
-    loop().whenIdle([self = shared_from_this()] { self->deliverFinished(); });
-  }
-  finished_.emplace_back(transfer.completion, transfer.finish(ending, curlCode));
+  finish(transfer, ending, curlCode);
   launchWaiting(found->second);
   if (found->second.running.empty()) {
     loop().clear(found->second);
@@ -241,10 +227,35 @@ void SessionCore::end(Transfer& transfer, Ending ending, int curlCode) {
   closeWhenDone();
 }
 
+// Callers are told later, not one by one: they would be woken for each.
+void SessionCore::finish(Transfer& transfer, Ending ending, int curlCode) {
+  transfer.finish(ending, curlCode);
+  runWhenIdle();
+}
+
+void SessionCore::runWhenIdle() noexcept {
+  if (waitingForIdle_) return;
+  waitingForIdle_ = shared_from_this();
+  loop().whenIdle(*this);
+}
+
+void SessionCore::runLate() {
+  const auto self = std::move(waitingForIdle_);
+  endDoomed();
+  readAgain();
+  deliverFinished();
+}
+
 void SessionCore::deliverFinished() {
-  auto finished = std::exchange(finished_, {});
-  for (auto& [completion, outcome] : finished)
-    completion->deliver(std::move(outcome));
+  const auto self = shared_from_this();
+  try {
+    for (; !finished_.empty(); finished_.pop_front()) {
+      Transfer& transfer = *finished_.front();
+      transfer.completion->deliver(*transfer.outcome);
+    }
+  } catch (const std::bad_alloc&) {
+    loop().set(retry_, IOLoop::Clock::now() + std::chrono::milliseconds(20));
+  }
 }
 
 void SessionCore::ring() { act(CURL_SOCKET_TIMEOUT, 0); }
@@ -282,16 +293,33 @@ void SessionCore::actByRecord(SecureConnection& connection, int socket, int even
     left = CURL_CSELECT_IN;
   }
   if ((events & CURL_CSELECT_OUT) != 0 && bytes() == before) {
+    pauseWriting(socket, before);
+  }
+}
+
+void SessionCore::pauseWriting(int socket, std::uint64_t bytes) {
+  try {
+    stalled_.push_back({socket, bytes});
     loop().pauseWriting(socket);
-    stalled_.push_back({socket, before});
+  } catch (const std::bad_alloc&) {
+    // It goes on asking: slow, but right.
   }
 }
 
 // What is left may be in libcurl's or OpenSSL's memory, of which epoll knows nothing.
 void SessionCore::actLater(int socket) {
-  loop().whenIdle([self = shared_from_this(), socket] {
-    if (self->multi_ != nullptr && self->loop().isWatched(socket)) self->ready(socket, EPOLLIN);
-  });
+  try {
+    unreadSockets_.push_back(socket);
+    runWhenIdle();
+  } catch (const std::bad_alloc&) {
+    // What is left in the socket will be told again.
+  }
+}
+
+void SessionCore::readAgain() {
+  for (const int socket : std::exchange(unreadSockets_, {})) {
+    if (multi_ != nullptr && loop().isWatched(socket)) ready(socket, EPOLLIN);
+  }
 }
 
 void SessionCore::resumeStalled() {

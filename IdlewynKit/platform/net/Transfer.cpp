@@ -54,6 +54,13 @@ Ending endingOf(HeadFault fault) {
   return Ending::switchedProtocols;
 }
 
+URLError errorOf(Ending ending, const URL& url) {
+  TransferFacts facts;
+  facts.ending = ending;
+  const Verdict verdict = verdictOf(facts);
+  return URLError(verdict.code, url, verdict.reason);
+}
+
 template <class... Arguments>
 void set(void* handle, CURLoption option, Arguments... arguments) {
   curl_easy_setopt(static_cast<CURL*>(handle), option, arguments...);
@@ -66,18 +73,18 @@ struct Transfer::Callbacks {
 
   // No exception may cross libcurl, which is C: where memory is short the transfer ends.
   template <class Result, class Action>
-  static Result guarded(void* self, Ending ending, Result failure, Action action) {
+  static Result guarded(void* self, Result failure, Action action) {
     try {
       return action(of(self));
     } catch (const std::bad_alloc&) {
-      of(self).ending_ = ending;
+      of(self).ending_ = Ending::noResources;
       return failure;
     }
   }
 
   static curl_socket_t openSocket(void* self, curlsocktype, curl_sockaddr* address) {
     const int opened = socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
-    const bool isKept = guarded(self, Ending::noResources, false, [&](Transfer& transfer) {
+    const bool isKept = guarded(self, false, [&](Transfer& transfer) {
       if (opened < 0) return true;
       setsockopt(opened, IPPROTO_TCP, TCP_USER_TIMEOUT, &longestSilence, sizeof longestSilence);
       transfer.openedSockets_.push_back(opened);
@@ -100,7 +107,7 @@ struct Transfer::Callbacks {
   }
 
   static CURLcode newConnection(CURL*, void* sslContext, void* self) {
-    return guarded(self, Ending::noResources, CURLE_SSL_CONNECT_ERROR, [&](Transfer& transfer) {
+    return guarded(self, CURLE_SSL_CONNECT_ERROR, [&](Transfer& transfer) {
       transfer.trust_ =
           std::make_shared<TrustCheck>(transfer.session_->delegate(), transfer.prepared_.host);
       install(transfer.trust_, sslContext);
@@ -113,7 +120,7 @@ struct Transfer::Callbacks {
   // Called each time that libcurl is about to send the request: when a kept connection has
   // died before a byte of the answer, or a stream was refused, it tries again by itself.
   static int aboutToSend(void* self, char*, char*, int, int localPort) {
-    return guarded(self, Ending::noResources, CURL_PREREQFUNC_ABORT, [&](Transfer& transfer) {
+    const int result = guarded(self, CURL_PREREQFUNC_ABORT, [&](Transfer& transfer) {
       transfer.isConnectionNew_ = transfer.hasNewConnection();
       if (transfer.sendings_ > 0 && !transfer.mayRepeat()) return CURL_PREREQFUNC_ABORT;
       transfer.learnConnection(localPort);
@@ -125,6 +132,9 @@ struct Transfer::Callbacks {
       transfer.countSending();
       return CURL_PREREQFUNC_OK;
     });
+    // A connection that we could not take note of is not to be found by the next request.
+    if (of(self).ending_ == Ending::noResources) set(of(self).handle_, CURLOPT_FORBID_REUSE, 1L);
+    return result;
   }
 
   // Called after each of libcurl's steps with a transfer. One record for each step, that is: with
@@ -138,7 +148,7 @@ struct Transfer::Callbacks {
 
   static std::size_t headLine(char* text, std::size_t, std::size_t size, void* self) {
     constexpr std::size_t none = 0;
-    return guarded(self, Ending::headTooLarge, none, [&](Transfer& transfer) {
+    return guarded(self, none, [&](Transfer& transfer) {
       const HeadFault fault = transfer.reader_.takeHeadLine({text, size});
       if (fault == HeadFault::none && transfer.reader_.endedHeadStatus() != 101) return size;
       transfer.ending_ = endingOf(fault);
@@ -148,7 +158,7 @@ struct Transfer::Callbacks {
 
   static std::size_t body(char* bytes, std::size_t, std::size_t size, void* self) {
     constexpr std::size_t none = 0;
-    return guarded(self, Ending::bodyTooLarge, none, [&](Transfer& transfer) {
+    return guarded(self, none, [&](Transfer& transfer) {
       if (!transfer.hasBody_) transfer.expectBody();
       if (IOLoop::Clock::now() > transfer.deadline_) {
         transfer.ending_ = Ending::deadline;  // a few bytes can be unpacked for very long
@@ -164,7 +174,8 @@ struct Transfer::Callbacks {
 Transfer::Transfer(std::shared_ptr<SessionCore> session, PreparedRequest prepared)
     : session_(std::move(session)),
       prepared_(std::move(prepared)),
-      deadline_(deadlineAfter(prepared_.request.timeoutInterval)) {}
+      deadline_(deadlineAfter(prepared_.request.timeoutInterval)),
+      noResources_(errorOf(Ending::noResources, prepared_.request.url)) {}
 
 Transfer::~Transfer() { close(); }
 
@@ -173,7 +184,15 @@ void Transfer::close() {
   curl_slist_free_all(static_cast<curl_slist*>(std::exchange(fields_, nullptr)));
 }
 
-bool Transfer::open() {
+bool Transfer::open() noexcept {
+  try {
+    return configure();
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+bool Transfer::configure() {
   // Never one that was used before: a reset handle may keep a pointer into an earlier answer.
   handle_ = curl_easy_init();
   if (handle_ == nullptr || !addFields()) return false;
@@ -257,90 +276,6 @@ void Transfer::configureTLS() {
   set(handle_, CURLOPT_XFERINFODATA, this);
 }
 
-// Since the last call, or since libcurl began to run the handle.
-bool Transfer::hasNewConnection() {
-  long connects = 0;
-  curl_easy_getinfo(static_cast<CURL*>(handle_), CURLINFO_NUM_CONNECTS, &connects);
-  return connects > std::exchange(connects_, connects);
-}
-
-// libcurl is about to send the request again. It may where the server has declared that it did
-// not process the request, if over a new connection: `startAfresh` sees to that otherwise.
-bool Transfer::mayRepeat() {
-  if (!wasUnprocessed()) {
-    ending_ = Ending::wouldSendTwice;
-  } else if (isConnectionNew_) {
-    forgetSending();
-    return true;
-  }
-  return false;
-}
-
-void Transfer::forgetSending() {
-  if (sendings_ > 0) isRepeated_ = true;
-  if (stream_ != 0) connection_->ledger().closeStream(std::exchange(stream_, 0));
-  sendings_ = 0;
-}
-
-void Transfer::learnConnection(int localPort) {
-  curl_tlssessioninfo* session = nullptr;
-  curl_easy_getinfo(static_cast<CURL*>(handle_), CURLINFO_TLS_SSL_PTR, &session);
-  connection_ = SecureConnection::of(session == nullptr ? nullptr : session->internals);
-  if (isConnectionNew_) session_->sockets().add(localPort, openedSockets_, {origin(), connection_});
-  session_->tellConnected(*this, connection_ && connection_->isOverHTTP2());
-}
-
-bool Transfer::isOverSpoiltConnection(int localPort) const {
-  if (isConnectionNew_) return false;
-  return (connection_ && connection_->isUsedUp()) || session_->sockets().isSpoilt(localPort);
-}
-
-void Transfer::countSending() {
-  ++sendings_;
-  if (!connection_) return;
-  receivedBefore_ = connection_->received();
-  if (connection_->isOverHTTP2()) stream_ = connection_->ledger().openStream();
-}
-
-void Transfer::spoilSilentConnection() {
-  const bool isSilent = connection_ && sendings_ > 0 && connection_->received() == receivedBefore_;
-  if (isSilent) connection_->spoil();
-}
-
-bool Transfer::wasUnprocessed() const {
-  const std::string& method = prepared_.request.method;
-  return (method == "GET" || method == "HEAD") && stream_ != 0 && !isRepeated_ &&
-         !reader_.hasHead() && connection_->ledger().isUnprocessed(stream_);
-}
-
-bool Transfer::wantsFreshConnection(int curlCode) const {
-  return isConnectionStale_ ||
-         (curlCode != CURLE_OK && ending_ == Ending::none && wasUnprocessed());
-}
-
-void Transfer::demandFreshConnection() {
-  forgetSending();
-  isConnectionStale_ = false;
-  connects_ = 0;
-  set(handle_, CURLOPT_FORBID_REUSE, 0L);
-  set(handle_, CURLOPT_FRESH_CONNECT, 1L);
-}
-
-// To libcurl any end of a stream without an error is the end of its content. A server says so
-// itself, unless the length or the kind of the answer tells where the content ends.
-bool Transfer::isCutOff() {
-  if (stream_ == 0) return false;
-  const HTTP2Ledger::Stream known = connection_->ledger().closeStream(std::exchange(stream_, 0));
-  const int status = reader_.endedHeadStatus();
-  if (prepared_.request.method == "HEAD" || status == 204 || status == 304) return false;
-  curl_off_t announced = -1, received = 0;
-  auto* const handle = static_cast<CURL*>(handle_);
-  curl_easy_getinfo(handle, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
-  curl_easy_getinfo(handle, CURLINFO_SIZE_DOWNLOAD_T, &received);
-  if (announced >= 0) return received != announced;
-  return !known.isEnded || known.contentSize != static_cast<std::uint64_t>(received);
-}
-
 void Transfer::expectBody() {
   hasBody_ = true;
   curl_off_t size = -1;
@@ -348,7 +283,16 @@ void Transfer::expectBody() {
   if (size > 0) reader_.expectBody(static_cast<std::size_t>(size));
 }
 
-URLSession::Outcome Transfer::finish(Ending ending, int curlCode) {
+void Transfer::finish(Ending ending, int curlCode) noexcept {
+  try {
+    outcome.emplace(outcomeOf(ending, curlCode));
+  } catch (const std::bad_alloc&) {
+    outcome.emplace(std::move(noResources_));
+  }
+  close();
+}
+
+URLSession::Outcome Transfer::outcomeOf(Ending ending, int curlCode) {
   TransferFacts facts;
   facts.ending = ending == Ending::none ? ending_ : ending;
   facts.trust = trust_ ? trust_->result : TrustResult::notAsked;
@@ -359,7 +303,6 @@ URLSession::Outcome Transfer::finish(Ending ending, int curlCode) {
   facts.isAlerted = connection_ && connection_->isAlerted();
   facts.isCutOff = isCutOff();
   const Verdict verdict = verdictOf(facts);
-  close();
   switch (verdict.kind) {
     case Verdict::Kind::answer:
       if (curlCode != CURLE_OK) reader_.dropBody();
@@ -371,9 +314,7 @@ URLSession::Outcome Transfer::finish(Ending ending, int curlCode) {
 }
 
 URLSession::Outcome Transfer::cancelled() const {
-  TransferFacts facts;
-  facts.ending = Ending::cancelledByCaller;
-  return URLError(URLErrorCode::cancelled, prepared_.request.url, verdictOf(facts).reason);
+  return errorOf(Ending::cancelledByCaller, prepared_.request.url);
 }
 
 void Transfer::ring() { session_->end(*this, Ending::deadline); }

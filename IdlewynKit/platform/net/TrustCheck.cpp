@@ -120,6 +120,8 @@ int verify(X509_STORE_CTX* context, void* argument) {
   try {
     check.result =
         check.hasDelegate ? askDelegate(context, check) : defaultHandling(context, check.host);
+  } catch (const std::bad_alloc&) {
+    check.result = TrustResult::noResources;
   } catch (...) {
     check.result = TrustResult::cancelled;  // the delegate's exception may not cross OpenSSL
   }

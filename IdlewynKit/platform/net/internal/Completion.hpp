@@ -23,12 +23,13 @@ class Completion {
  public:
   virtual ~Completion() = default;
 
-  /// From any thread; only the first outcome counts.
-  void deliver(URLSession::Outcome outcome);
+  /// From any thread; only the first outcome counts. Throws std::bad_alloc and leaves the
+  /// outcome as it was where the caller's executor lacks memory; it may be tried again.
+  void deliver(URLSession::Outcome& outcome);
 
  protected:
-  /// Hands handler and outcome to the executor and lets go of both.
-  virtual void post(URLSession::Outcome outcome) = 0;
+  /// Hands handler and outcome to the executor and lets go of both, or of neither when it throws.
+  virtual void post(URLSession::Outcome& outcome) = 0;
   /// Lets go of both without running the handler.
   virtual void drop() = 0;
 
@@ -49,7 +50,7 @@ class CompletionRegistry {
   static void add(std::shared_ptr<CompletionRegistry> registry,
                   const std::shared_ptr<Completion>& completion, std::function<void()> abandon);
 
-  void deliver(Completion& completion, URLSession::Outcome outcome);
+  void deliver(Completion& completion, URLSession::Outcome& outcome);
   void abandonAll();
 
  private:
@@ -60,30 +61,38 @@ template <class Handler>
 class HandlerCompletion final : public Completion {
  public:
   explicit HandlerCompletion(Handler handler)
-      : waiting_(Waiting{
+      : waiting_(std::make_shared<std::optional<Waiting>>(Waiting{
             // Tracked: the caller's loop does not run dry while the exchange is under way.
             boost::asio::prefer(
                 boost::asio::any_io_executor(boost::asio::get_associated_executor(handler)),
                 boost::asio::execution::outstanding_work.tracked),
-            std::move(handler)}) {}
+            std::move(handler), std::nullopt})) {}
 
  private:
   struct Waiting {
     boost::asio::any_io_executor executor;
     Handler handler;
+    std::optional<URLSession::Outcome> outcome;
   };
 
-  void post(URLSession::Outcome outcome) override {
-    Waiting waiting = std::move(*waiting_);
-    waiting_.reset();
-    boost::asio::post(waiting.executor,
-                      [handler = std::move(waiting.handler),
-                       outcome = std::move(outcome)]() mutable { handler(std::move(outcome)); });
+  void post(URLSession::Outcome& outcome) override {
+    (*waiting_)->outcome.emplace(std::move(outcome));
+    try {
+      boost::asio::post(boost::asio::any_io_executor((*waiting_)->executor), [shared = waiting_] {
+        Waiting waiting = std::move(**shared);
+        shared->reset();
+        waiting.handler(std::move(*waiting.outcome));
+      });
+    } catch (...) {
+      outcome = std::move(*(*waiting_)->outcome);
+      throw;
+    }
+    waiting_.reset();  // the executor's alone from here on, and destroyed with its context
   }
 
   void drop() override { waiting_.reset(); }
 
-  std::optional<Waiting> waiting_;
+  std::shared_ptr<std::optional<Waiting>> waiting_;
 };
 
 /// Makes the handler of an asynchronous operation a registered completion.

@@ -5,10 +5,11 @@
 #include <cstdint>
 #include <functional>
 #include <mutex>
-#include <set>
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include <boost/intrusive/set.hpp>
 
 namespace idlewyn::platform {
 
@@ -21,15 +22,27 @@ class IOLoop {
   using Task = std::function<void()>;
 
   /// Something that waits for a point in time. Belongs to the loop's thread.
-  class Alarm {
+  class Alarm : public boost::intrusive::set_base_hook<> {
    public:
     virtual ~Alarm() = default;
     virtual void ring() = 0;
+    friend bool operator<(const Alarm& a, const Alarm& b) noexcept { return a.due_ < b.due_; }
 
    private:
     friend class IOLoop;
     Clock::time_point due_{};
     bool isSet_ = false;
+  };
+
+  /// Something to do when nothing else is at hand. Belongs to the loop's thread.
+  class LateTask {
+   public:
+    virtual ~LateTask() = default;
+    virtual void runLate() = 0;
+
+   private:
+    friend class IOLoop;
+    LateTask* next_ = nullptr;
   };
 
   /// Something that owns sockets. Belongs to the loop's thread.
@@ -61,18 +74,23 @@ class IOLoop {
   /// Watches a socket for epoll events on behalf of `owner`; no owner ends the watch.
   void watch(int socket, std::uint32_t events, SocketOwner* owner);
   /// The socket belongs to a connection: it may stay with epoll between its watches, since
-  /// `forget` will be called when it is closed.
+  /// `forget` will be called when it is closed. Alone among what is for the loop's thread, this
+  /// and `watch` of a socket that was not adopted can lack memory.
   void adopt(int socket);
   void forget(int socket);
-  bool isWatched(int socket) { return watchOf(socket).owner != nullptr; }
+  bool isWatched(int socket) const noexcept {
+    const auto index = static_cast<std::size_t>(socket);
+    return index < watches_.size() && watches_[index].owner != nullptr;
+  }
   /// Until writing is resumed, readiness to be written to is no event of the socket.
   void pauseWriting(int socket);
   void resumeWriting(int socket);
   /// Whether the owner, alarm or task that runs has had its share of time, and is to leave the
   /// rest for a later round: the others' deadlines must be kept.
   bool isTurnOver() const noexcept { return Clock::now() > turnEnd_; }
-  /// Runs the task when nothing else is at hand, at the latest a few rounds of events later.
-  void whenIdle(Task task) { late_.push_back(std::move(task)); }
+  /// Runs the task when nothing else is at hand, at the latest a few rounds of events later. It
+  /// must not be waiting for that already, and lives until then.
+  void whenIdle(LateTask& task) noexcept;
 
  private:
   struct Watch {
@@ -102,9 +120,9 @@ class IOLoop {
   std::mutex mutex_;
   std::vector<Task> posted_;
   bool isStopping_ = false;
-  std::set<std::pair<Clock::time_point, Alarm*>> alarms_;
+  boost::intrusive::multiset<Alarm> alarms_;
   std::vector<Watch> watches_;  // by socket
-  std::vector<Task> late_;
+  LateTask* late_ = nullptr;
   Clock::time_point turnEnd_{};
   std::thread thread_;
 };

@@ -67,7 +67,7 @@ class SecureConnection {
   int peek();
 
   const IOLoop& loop_;
-  void* ssl_ = nullptr;  // SSL; null before the handshake and after the connection's end
+  void* ssl_ = nullptr;     // SSL; null before the handshake and after the connection's end
   void* direct_ = nullptr;  // BIO over the socket
   HTTP2Ledger ledger_;
   std::uint64_t received_ = 0;

@@ -22,6 +22,7 @@ namespace idlewyn::platform {
 /// transfers that run or wait their turn. Its transfers keep it; the session lets go of it.
 class SessionCore final : public IOLoop::Alarm,
                           public IOLoop::SocketOwner,
+                          public IOLoop::LateTask,
                           public std::enable_shared_from_this<SessionCore> {
  public:
   /// Transfers to one origin that run at the same time; the others wait first in, first out.
@@ -48,6 +49,7 @@ class SessionCore final : public IOLoop::Alarm,
   void end(Transfer& transfer, Ending ending, int curlCode = 0);
   void ring() override;
   void ready(int socket, std::uint32_t events) override;
+  void runLate() override;
 
  private:
   struct Callbacks;
@@ -69,8 +71,23 @@ class SessionCore final : public IOLoop::Alarm,
     std::uint64_t bytes;
   };
 
-  void start(const std::shared_ptr<Transfer>& transfer);
+  /// Tries again to tell callers what could not be told for want of memory.
+  struct Retry final : IOLoop::Alarm {
+    explicit Retry(SessionCore& core) : core(core) {}
+    void ring() override { core.deliverFinished(); }
+
+    SessionCore& core;
+  };
+
+  void start(Transfer& transfer);
+  Ending tryToStart(Transfer& transfer);
   bool openMulti();
+  void finish(Transfer& transfer, Ending ending, int curlCode);
+  void doom(Transfer& transfer) noexcept;
+  void endDoomed();
+  Transfer* nextDoomed();
+  void runWhenIdle() noexcept;
+  void readAgain();
   void launchWaiting(Origin& origin);
   bool mayLaunch(const Origin& origin) const;
   void launchDecided();
@@ -78,6 +95,7 @@ class SessionCore final : public IOLoop::Alarm,
   void act(int socket, int events);
   void actByRecord(SecureConnection& connection, int socket, int events);
   void actLater(int socket);
+  void pauseWriting(int socket, std::uint64_t bytes);
   void resumeStalled();
   bool startAfresh(Transfer& transfer, int curlCode);
   void closeWhenDone();
@@ -90,7 +108,11 @@ class SessionCore final : public IOLoop::Alarm,
   ConnectionSockets sockets_;
   void* multi_ = nullptr;  // CURLM
   bool isClosing_ = false;
-  std::vector<std::pair<std::shared_ptr<Completion>, URLSession::Outcome>> finished_;
+  Transfer::List finished_;  // their callers don't know yet
+  Retry retry_{*this};
+  std::shared_ptr<SessionCore> waitingForIdle_;  // this one, while it waits
+  bool hasDoomed_ = false;
+  std::vector<int> unreadSockets_;
   std::unordered_map<std::string, Origin> origins_;  // those with transfers
   // Each exchange there takes a connection of its own.
   std::unordered_set<std::string> unsharedOrigins_;

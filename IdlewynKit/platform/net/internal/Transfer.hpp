@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <list>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include <IdlewynKit/platform/net/URLSession.hpp>
@@ -36,7 +37,7 @@ class Transfer final : public IOLoop::Alarm, public std::enable_shared_from_this
   IOLoop::Clock::time_point deadline() const noexcept { return deadline_; }
 
   /// Makes the libcurl handle (CURL), ready to be run. False when memory is short.
-  bool open();
+  bool open() noexcept;
   /// The handle; null while the transfer waits for its turn.
   void* handle() const noexcept { return handle_; }
 
@@ -48,10 +49,10 @@ class Transfer final : public IOLoop::Alarm, public std::enable_shared_from_this
   bool wantsFreshConnection(int curlCode) const;
   void demandFreshConnection();
 
-  /// Frees the handle and gives the outcome; to be called once, when no multi handle runs it.
+  /// Frees the handle and sets the outcome; to be called once, when no multi handle runs it.
   /// `ending` none leaves the word to what was recorded during the transfer and to libcurl's
-  /// result.
-  URLSession::Outcome finish(Ending ending, int curlCode);
+  /// result. Where there is no memory for an outcome, the outcome says so.
+  void finish(Ending ending, int curlCode) noexcept;
 
   /// What a caller is told whose cancelling can't reach the loop; reads nothing of the loop's.
   URLSession::Outcome cancelled() const;
@@ -64,15 +65,22 @@ class Transfer final : public IOLoop::Alarm, public std::enable_shared_from_this
   void ring() override;
 
   std::shared_ptr<Completion> completion;
+  std::optional<URLSession::Outcome> outcome;
+  /// This transfer, until its session's lists hold it: made where memory may be short.
+  List node;
   /// Where its session's lists hold it, while it waits or runs.
   List::iterator place;
   State state = State::ended;
+  /// Memory was short: the session is about to end it.
+  bool isDoomed = false;
   /// It runs and has no connection yet.
   bool isUnconnected = false;
 
  private:
   struct Callbacks;
   void close();
+  bool configure();
+  URLSession::Outcome outcomeOf(Ending ending, int curlCode);
   bool isOverSpoiltConnection(int localPort) const;
   bool hasNewConnection();
   bool mayRepeat();
@@ -89,6 +97,7 @@ class Transfer final : public IOLoop::Alarm, public std::enable_shared_from_this
   std::shared_ptr<SessionCore> session_;
   PreparedRequest prepared_;
   IOLoop::Clock::time_point deadline_;
+  URLError noResources_;  // while there is memory
   void* handle_ = nullptr;
   void* fields_ = nullptr;  // curl_slist
   ResponseReader reader_;

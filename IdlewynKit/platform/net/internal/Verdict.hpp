@@ -16,8 +16,8 @@ enum class Ending {
   deadline,
   cancelledByCaller,
   cancelledBySession,
-  noResources,   // memory or descriptors; nothing was sent
-  headTooLarge,  // for us, or for the memory that is left; the body likewise
+  noResources,  // memory or descriptors
+  headTooLarge,
   bodyTooLarge,
   layeredCodings,  // the status counts; the content is not decoded
   unequalLengths,
