@@ -37,11 +37,21 @@ void makeSelectableByPointer(GtkWidget* label) {
   gtk_widget_add_controller(label, focus);
 }
 
+// As the library's own texts: no hyphen where a word is broken, no ligature in a command.
+void drawAsWritten(GtkWidget* label) {
+  PangoAttrList* attributes = pango_attr_list_new();
+  pango_attr_list_insert(attributes, pango_attr_insert_hyphens_new(FALSE));
+  pango_attr_list_insert(attributes, pango_attr_font_features_new("liga=0, clig=0, calt=0"));
+  gtk_label_set_attributes(GTK_LABEL(label), attributes);
+  pango_attr_list_unref(attributes);
+}
+
 GtkWidget* makeLabel(const std::string& text, const char* style) {
   GtkWidget* label = gtk_label_new(text.c_str());
   gtk_label_set_wrap(GTK_LABEL(label), TRUE);
   gtk_label_set_wrap_mode(GTK_LABEL(label), PANGO_WRAP_WORD_CHAR);
   gtk_label_set_xalign(GTK_LABEL(label), 0);
+  drawAsWritten(label);
   makeSelectableByPointer(label);
   gtk_widget_add_css_class(label, style);
   return label;
