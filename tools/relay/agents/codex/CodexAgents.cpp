@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include <tools/relay/agents/ProcessWatch.hpp>
 #include <tools/relay/agents/codex/AppServerSource.hpp>
 #include <tools/relay/agents/codex/HookAdapter.hpp>
 
@@ -69,6 +70,7 @@ class CodexAgents::Parts {
       : sink(list, std::move(clock)),
         rollouts(watch, [this](const std::string& session,
                                const TurnEnd& end) { hooks.turnEnded(session, end); }),
+        processes(context),
         hooks(sink, policy, rollouts, [this](const std::string& id) { return isServed(id); }) {
     for (const std::string& home : homes)
       sources.push_back(std::make_unique<AppServerSource>(context, watch, sink, home));
@@ -82,6 +84,7 @@ class CodexAgents::Parts {
 
   ListSink sink;
   RolloutWatch rollouts;
+  ProcessWatch processes;
   HookAdapter hooks;
   std::vector<std::unique_ptr<AppServerSource>> sources;
 };
@@ -98,7 +101,15 @@ void CodexAgents::start() {
     source->start();
 }
 
-void CodexAgents::receive(const HookEvent& event) { parts_->hooks.receive(event); }
+void CodexAgents::receive(const HookEvent& event) {
+  const std::string session(json::text(event.payload, "session_id"));
+  parts_->hooks.receive(event);
+  if (event.name == "SessionEnd") return parts_->processes.forget(session);
+  if (session.empty() || parts_->isServed(session)) return;
+  // A hook's parent is Codex itself, or the server that runs the session for it.
+  parts_->processes.watch(session, static_cast<pid_t>(event.parent),
+                          [this, session] { parts_->hooks.endSession(session); });
+}
 
 void CodexAgents::gone(const std::shared_ptr<WaitingHook>& waiting) { parts_->hooks.gone(waiting); }
 

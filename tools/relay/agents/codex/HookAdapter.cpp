@@ -63,12 +63,7 @@ void HookAdapter::receive(const HookEvent& event) {
 void HookAdapter::takeEvent(const std::string& event, const json::Object& payload) {
   const Call call = callOf(payload);
   const std::string& session = call.sessionID;
-  if (event == "SessionEnd") {
-    withdraw([&](const Open& open) { return open.call.sessionID == session; });
-    rollouts_.forget(session);
-    turns_.erase(session);
-    return sink_.ended(session);
-  }
+  if (event == "SessionEnd") return endSession(session);
   const std::string folder(json::text(payload, "cwd"));
   const bool begins = event == "UserPromptSubmit" && call.agentID.empty();
   std::string title;
@@ -88,6 +83,13 @@ void HookAdapter::takeEvent(const std::string& event, const json::Object& payloa
   if (!call.agentID.empty()) return;
   turn.summary = json::text(payload, "last_assistant_message");
   finishTurn(session);
+}
+
+void HookAdapter::endSession(const std::string& sessionID) {
+  withdraw([&](const Open& open) { return open.call.sessionID == sessionID; });
+  rollouts_.forget(sessionID);
+  turns_.erase(sessionID);
+  sink_.ended(sessionID);
 }
 
 void HookAdapter::takeTool(const std::string& event, const Call& call,

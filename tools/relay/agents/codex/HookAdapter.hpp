@@ -31,6 +31,8 @@ class HookAdapter final : public HookReceiver {
 
   void receive(const HookEvent& event) override;
   void gone(const std::shared_ptr<WaitingHook>& waiting) override;
+  /// Codex has gone, whether it said so or not.
+  void endSession(const std::string& sessionID);
   void turnEnded(const std::string& sessionID, const TurnEnd& end);
 
  private:
