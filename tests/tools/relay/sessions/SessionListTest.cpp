@@ -9,22 +9,11 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/tools/relay/support/StandIns.hpp>
 #include <tools/relay/sessions/Line.hpp>
 
 namespace idlewyn::relay {
 namespace {
-
-class StandInPolicy final : public Policy {
- public:
-  bool remoteApprovals() const override { return isOn; }
-  bool isAway() const override { return false; }
-  bool isAttentive(AgentProvider) const override { return true; }
-  Waits waits() const override { return {}; }
-  bool isAllowed(const KeptRule&) const override { return false; }
-  void keep(KeptRule) override {}
-
-  bool isOn = true;
-};
 
 class SessionListTest : public ::testing::Test {
  protected:
