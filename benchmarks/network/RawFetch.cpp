@@ -13,7 +13,7 @@
 namespace idlewyn::bench {
 namespace {
 
-constexpr long keptConnections = 2'000;
+constexpr long keptConnections = 20'000;
 
 [[noreturn]] void fail(const char* what) {
   std::fprintf(stderr, "raw fetch: %s\n", what);
@@ -49,7 +49,7 @@ void check(const CURLMsg& message) {
 
 }  // namespace
 
-RawFetch::RawFetch(std::string address, std::string pin)
+RawFetch::RawFetch(std::function<std::string(std::size_t)> address, std::string pin)
     : address_(std::move(address)), pin_(std::move(pin)) {
   curl_global_init(CURL_GLOBAL_DEFAULT);
   multi_ = curl_multi_init();
@@ -58,23 +58,23 @@ RawFetch::RawFetch(std::string address, std::string pin)
 }
 
 RawFetch::~RawFetch() {
+  for (void* const handle : handles_)
+    curl_easy_cleanup(handle);
   curl_multi_cleanup(multi_);
   curl_slist_free_all(static_cast<curl_slist*>(fields_));
 }
 
-void* RawFetch::transfer(std::string& body) {
+void* RawFetch::transfer(std::size_t number) {
   CURL* handle = curl_easy_init();
   if (handle == nullptr) fail("no memory");
-  curl_easy_setopt(handle, CURLOPT_URL, address_.c_str());
+  curl_easy_setopt(handle, CURLOPT_URL, address_(number).c_str());
   curl_easy_setopt(handle, CURLOPT_HTTPHEADER, fields_);
   curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(handle, CURLOPT_PROXY, "");
   curl_easy_setopt(handle, CURLOPT_ACCEPT_ENCODING, "");
   curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, &takeBody);
-  curl_easy_setopt(handle, CURLOPT_WRITEDATA, &body);
   if (pin_.empty()) return handle;
   curl_easy_setopt(handle, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
-  curl_easy_setopt(handle, CURLOPT_PIPEWAIT, 1L);
   curl_easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, 0L);
   curl_easy_setopt(handle, CURLOPT_CAINFO, nullptr);
   curl_easy_setopt(handle, CURLOPT_CAPATH, nullptr);
@@ -85,17 +85,18 @@ void* RawFetch::transfer(std::string& body) {
 
 std::vector<std::string> RawFetch::fetch(std::size_t count) {
   std::vector<std::string> bodies(count);
-  for (std::string& body : bodies)
-    curl_multi_add_handle(multi_, transfer(body));
+  for (std::size_t i = 0; i < count; ++i) {
+    if (i == handles_.size()) handles_.push_back(transfer(i));
+    curl_easy_setopt(handles_[i], CURLOPT_WRITEDATA, &bodies[i]);
+    curl_multi_add_handle(multi_, handles_[i]);
+  }
   int running = 0;
   do {
     if (curl_multi_perform(multi_, &running) != CURLM_OK) fail("curl_multi_perform");
     int left = 0;
     while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
       check(*message);
-      CURL* handle = message->easy_handle;
-      curl_multi_remove_handle(multi_, handle);
-      curl_easy_cleanup(handle);
+      curl_multi_remove_handle(multi_, message->easy_handle);
     }
     if (running > 0) curl_multi_poll(multi_, nullptr, 0, 1000, nullptr);
   } while (running > 0);

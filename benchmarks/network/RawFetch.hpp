@@ -2,32 +2,35 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
 namespace idlewyn::bench {
 
 /// What a program would do that uses libcurl itself, and well: one multi handle with all of its
-/// connections kept, transfers that wait for a shared connection over TLS, and a pinned
-/// certificate in place of authorities.
+/// connections kept, an easy handle for each relay that is used again, and a pinned certificate
+/// in place of authorities. Like the library it asks all relays at once.
 class RawFetch {
  public:
-  /// An empty pin is for plain http.
-  RawFetch(std::string address, std::string pin);
+  /// `address` gives that of a relay by its number; an empty pin is for plain http.
+  RawFetch(std::function<std::string(std::size_t)> address, std::string pin);
   ~RawFetch();
   RawFetch(const RawFetch&) = delete;
   RawFetch& operator=(const RawFetch&) = delete;
 
-  /// The bodies of `count` answers that were fetched at once. Ends the program when one fails.
+  /// The bodies of the answers of the first `count` relays, fetched at once. Ends the program
+  /// when one fails.
   std::vector<std::string> fetch(std::size_t count);
 
  private:
-  void* transfer(std::string& body);
+  void* transfer(std::size_t number);
 
-  const std::string address_;
+  const std::function<std::string(std::size_t)> address_;
   const std::string pin_;
-  void* multi_;   // CURLM
-  void* fields_;  // curl_slist
+  void* multi_;                 // CURLM
+  void* fields_;                // curl_slist
+  std::vector<void*> handles_;  // CURL, by relay
 };
 
 }  // namespace idlewyn::bench

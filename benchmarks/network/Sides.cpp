@@ -16,10 +16,19 @@
 namespace idlewyn::bench {
 namespace {
 
-void snapshot(const Connection& connection, std::size_t count) {
+using Connections = std::vector<Connection>;
+
+void snapshot(Connections& connections, const Relay& relay, std::size_t count) {
+  std::optional<std::string> pin;
+  if (!relay.pin.empty()) pin = relay.pin;
+  for (std::size_t i = connections.size(); i < count; ++i) {
+    connections.emplace_back(AgentProvider::claude, *URL::parse(addressOf(relay, i)), "token",
+                             "account", Date(), pin);
+  }
   const LiveSessionService service{RelayClient(URLSession::shared())};
+  const auto end = connections.begin() + static_cast<std::ptrdiff_t>(count);
   const SnapshotResult result =
-      wait(service.snapshot(std::vector(count, connection), SessionSnapshot::empty()));
+      wait(service.snapshot(Connections(connections.begin(), end), SessionSnapshot::empty()));
   if (result.errors.empty() && result.snapshot.sessions.size() >= count) return;
   std::fprintf(stderr, "a snapshot failed: %s\n",
                result.errors.empty() ? "no sessions"
@@ -40,19 +49,25 @@ void decode(std::vector<std::string> bodies) {
 
 }  // namespace
 
-std::string sessionsAddress(const Relay& relay) {
-  return relay.address + "/v1/sessions?provider=claude";
+std::string addressOf(const Relay& relay, std::size_t number) {
+  constexpr std::string_view first = "127.0.0.1";
+  const std::size_t at = relay.address.find(first);
+  const std::string host =
+      "127.0." + std::to_string(number / 250) + "." + std::to_string(1 + number % 250);
+  return std::string(relay.address).replace(at, first.size(), host);
+}
+
+std::string sessionsAddress(const std::string& address) {
+  return address + "/v1/sessions?provider=claude";
 }
 
 Fetch makeSide(const std::string& name, const Relay& relay) {
   if (name == "library") {
-    std::optional<std::string> pin;
-    if (!relay.pin.empty()) pin = relay.pin;
-    const Connection connection(AgentProvider::claude, *URL::parse(relay.address), "token",
-                                "account", Date(), pin);
-    return [=](std::size_t count) { snapshot(connection, count); };
+    const auto connections = std::make_shared<Connections>();
+    return [=](std::size_t count) { snapshot(*connections, relay, count); };
   }
-  auto raw = std::make_shared<RawFetch>(sessionsAddress(relay), relay.pin);
+  auto raw = std::make_shared<RawFetch>(
+      [relay](std::size_t i) { return sessionsAddress(addressOf(relay, i)); }, relay.pin);
   if (name == "raw") return [=](std::size_t count) { keep(raw->fetch(count)); };
   return [=](std::size_t count) { decode(raw->fetch(count)); };
 }

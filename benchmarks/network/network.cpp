@@ -35,8 +35,8 @@ struct Targets {
 
 // Both share two processors with the server, where a thread that waits for another is not free.
 const Targets shown;
-const Targets by100{Target(3, 1.5), Target(1.9, 1.5)};
-const Targets by1000{Target(2, 1.2), Target(1.6, 1.2)};
+const Targets by100{Target(3, 1.5), Target(1.9, 1.2)};
+const Targets by1000{Target(3, 1.5), Target(2, 1.2)};
 
 struct Protocol {
   const char* name;
@@ -89,7 +89,7 @@ class Network {
 
   void againstNode(const Protocol& protocol, std::size_t count) {
     const Fetch library = makeSide("library", protocol.relay);
-    NodeFetch node(sessionsAddress(protocol.relay));
+    NodeFetch node(sessionsAddress(protocol.relay.address));
     for (int i = 0; i < 10; ++i) {
       library(count);
       node.fetch(count);
@@ -147,8 +147,9 @@ int main(int argc, char** argv) {
   const std::string serving =
       "access_log off; root " + files.path().string() + "; default_type application/json;";
   using Site = NginxSite::Protocol;
-  const Nginx nginx({NginxSite(Site::plain, serving), NginxSite(Site::http1OverTLS, serving),
-                     NginxSite(Site::http2, serving)});
+  const Nginx nginx({NginxSite(Site::plain, serving, true),
+                     NginxSite(Site::http1OverTLS, serving, true),
+                     NginxSite(Site::http2, serving, true)});
   const std::vector<Protocol> protocols{
       {"http", {nginx.address(0), ""}},
       {"TLS", {nginx.address(1), nginx.fingerprint(1)}},
@@ -160,16 +161,17 @@ int main(int argc, char** argv) {
   Comparisons comparisons(argc, argv);
   Network network(comparisons, isQuick ? 9 : 21);
   for (const Protocol& protocol : protocols) {
-    network.warm(protocol, 1, shown);
-    network.warm(protocol, 10, shown);
+    for (const std::size_t count : {1, 2, 10})
+      network.warm(protocol, count, shown);
     network.warm(protocol, 100, by100);
+    network.warm(protocol, 500, by100);
     network.warm(protocol, 1'000, by1000);
-    for (const std::size_t count : {1, 10, 100, 1'000})
+    for (const std::size_t count : {1, 10, 100, 1'000})            // of one relay
       if (hasNode && protocol.name != std::string_view("HTTP/2"))  // which its fetch can't speak
         network.againstNode(protocol, count);
-    for (const std::size_t count : {1, 10, 100})
+    for (const std::size_t count : {1, 2, 10, 100, 500})
       network.cold(protocol, count, std::nullopt);
-    network.cold(protocol, 1'000, 1.0);
+    network.cold(protocol, 1'000, Target(2.5, 1.25));
     network.held(protocol, 1'000);
   }
   return comparisons.finish();

@@ -55,7 +55,8 @@ std::string Nginx::serverBlock(std::size_t site) const {
   using Protocol = NginxSite::Protocol;
   const Protocol protocol = sites_[site].protocol;
   const std::string number = std::to_string(site);
-  std::string text = "server { listen 127.0.0.1:" + std::to_string(ports_[site]);
+  const std::string host = sites_[site].isOnAllLoopback ? "0.0.0.0:" : "127.0.0.1:";
+  std::string text = "server { listen " + host + std::to_string(ports_[site]);
   if (protocol != Protocol::plain) text += " ssl";
   if (protocol == Protocol::http2) text += " http2";
   text += " backlog=4096;\n";
@@ -63,13 +64,14 @@ std::string Nginx::serverBlock(std::size_t site) const {
     text += "ssl_certificate " + number + ".certificate.pem;\n";
     text += "ssl_certificate_key " + number + ".key.pem;\n";
   }
+  if (sites_[site].isOnAllLoopback) text += "allow 127.0.0.0/8; deny all;\n";
   return text + sites_[site].directives + "\n}\n";
 }
 
 std::string Nginx::configuration() const {
   std::string text =
       "daemon off; master_process off; pid nginx.pid; error_log error.log;\n"
-      "events { worker_connections 4096; }\n"
+      "events { worker_connections 16384; }\n"
       "http {\n"
       "log_format line '$server_port $server_protocol $connection $sent_http_content_encoding';\n"
       "access_log access.log line; keepalive_requests 1000000;\n";

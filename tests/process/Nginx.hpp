@@ -21,12 +21,14 @@ namespace idlewyn::testing {
 struct NginxSite {
   enum class Protocol { plain, http1OverTLS, http2 };
 
-  NginxSite(Protocol protocol, std::string directives)
-      : protocol(protocol), directives(std::move(directives)) {}
+  NginxSite(Protocol protocol, std::string directives, bool isOnAllLoopback = false)
+      : protocol(protocol), directives(std::move(directives)), isOnAllLoopback(isOnAllLoopback) {}
 
   Protocol protocol;
   /// The inside of its `server` block, but for ports and certificate.
   std::string directives;
+  /// Listens on every address of 127.0.0.0/8, and not on 127.0.0.1 alone.
+  bool isOnAllLoopback = false;
 };
 
 /// What nginx logged of a request that it has answered.

@@ -5,18 +5,16 @@
 #include <fcntl.h>
 #include <linux/sockios.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <vector>
 
 namespace idlewyn::platform {
 namespace {
-
-// Enough for every running transfer of a few origins. Left alone, libcurl throws warm
-// connections away whenever few transfers are under way.
-constexpr long keptConnections = 512;
 
 bool holdsBytes(int socket) {
   int unread = 0;
@@ -66,8 +64,15 @@ OwnedMulti makeMulti() {
   OwnedMulti multi(curl_multi_init(), [](void* handle) { curl_multi_cleanup(handle); });
   if (multi == nullptr) return multi;
   closeWakeupPairOnExec(multi.get(), likely);
-  curl_multi_setopt(multi.get(), CURLMOPT_MAXCONNECTS, keptConnections);
+  keepConnections(multi.get(), fewestKeptConnections);
   return multi;
+}
+
+void keepConnections(void* multi, std::size_t count) {
+  rlimit files{};
+  getrlimit(RLIMIT_NOFILE, &files);
+  const rlim_t kept = std::min<rlim_t>(count, std::clamp<rlim_t>(files.rlim_cur / 2, 1, 1 << 20));
+  curl_multi_setopt(static_cast<CURLM*>(multi), CURLMOPT_MAXCONNECTS, static_cast<long>(kept));
 }
 
 }  // namespace idlewyn::platform

@@ -5,12 +5,11 @@
 #include <sys/epoll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <memory>
 #include <new>
 #include <utility>
 #include <vector>
-
-#include <IdlewynKit/platform/net/internal/MultiHandle.hpp>
 
 namespace idlewyn::platform {
 namespace {
@@ -149,6 +148,7 @@ void SessionCore::launchWaiting(Origin& origin) {
     transfer.state = Transfer::State::running;
     transfer.isUnconnected = true;
     ++origin.unconnected;
+    countStart();
     if (transfer.open() && curl_multi_add_handle(multi_, transfer.handle()) == CURLM_OK) continue;
     doom(transfer);
   }
@@ -180,6 +180,21 @@ Transfer* SessionCore::nextDoomed() {
 void SessionCore::Origin::ring() {
   isUnlimited = true;
   core.launchWaiting(*this);
+}
+
+// Kept are as many connections as transfers have begun since none ran, each of which may have its
+// own: where fewer are kept, each round of fetches closes and opens the difference.
+void SessionCore::countStart() {
+  ++running_;
+  if (++begun_ <= kept_) return;
+  kept_ = 2 * begun_;
+  keepConnections(multi_, kept_);
+}
+
+void SessionCore::countEnd() {
+  if (--running_ > 0) return;
+  const std::size_t wanted = std::max(fewestKeptConnections, std::exchange(begun_, 0));
+  if (std::exchange(kept_, wanted) != wanted) keepConnections(multi_, wanted);
 }
 
 void SessionCore::forgetUnconnected(Transfer& transfer, Origin& origin) {
@@ -215,6 +230,7 @@ void SessionCore::end(Transfer& transfer, Ending ending, int curlCode) {
   if (ending == Ending::deadline) transfer.spoilSilentConnection();
   if (transfer.handle() != nullptr) curl_multi_remove_handle(multi_, transfer.handle());
   const auto found = origins_.find(transfer.origin());
+  if (state == State::running) countEnd();
   auto& list = state == State::running ? found->second.running : found->second.waiting;
   finished_.splice(finished_.end(), list, transfer.place);
   forgetUnconnected(transfer, found->second);

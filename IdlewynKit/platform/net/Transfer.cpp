@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <string_view>
 #include <utility>
@@ -85,6 +86,7 @@ struct Transfer::Callbacks {
   static curl_socket_t openSocket(void* self, curlsocktype, curl_sockaddr* address) {
     const int opened = socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
     const bool isKept = guarded(self, false, [&](Transfer& transfer) {
+      transfer.lacksDescriptors_ = opened < 0 && errno != EAFNOSUPPORT;
       if (opened < 0) return true;
       setsockopt(opened, IPPROTO_TCP, TCP_USER_TIMEOUT, &longestSilence, sizeof longestSilence);
       transfer.openedSockets_.push_back(opened);
@@ -302,6 +304,7 @@ URLSession::Outcome Transfer::outcomeOf(Ending ending, int curlCode) {
   facts.curlText = errorText_.data();
   facts.isAlerted = connection_ && connection_->isAlerted();
   facts.isCutOff = isCutOff();
+  facts.lacksDescriptors = lacksDescriptors_;
   const Verdict verdict = verdictOf(facts);
   switch (verdict.kind) {
     case Verdict::Kind::answer:

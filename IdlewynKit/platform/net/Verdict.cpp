@@ -100,6 +100,7 @@ Verdict verdictOf(const TransferFacts& facts) {
     return connectionLost;
   }
   if (facts.curlCode != CURLE_OK && facts.isAlerted) return secureConnectionFailed;
+  if (facts.curlCode == CURLE_COULDNT_CONNECT && facts.lacksDescriptors) return noResources;
   // The status counts, whatever became of the body.
   if (facts.curlCode == CURLE_BAD_CONTENT_ENCODING && facts.isHeadComplete) return answer;
   return verdictOfCurl(facts.curlCode, facts.curlText);

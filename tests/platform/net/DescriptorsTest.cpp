@@ -33,9 +33,12 @@ void expect(const std::string& outcome, std::string_view expected, const std::st
 std::string fetchWith(rlim_t descriptors, const std::shared_ptr<URLSession>& session,
                       const std::string& address) {
   leaveDescriptors(descriptors);
-  std::string outcome = fetch(session, address);
+  const URLSession::Outcome outcome = exchange(session, requestFor(address));
   leaveDescriptors(std::nullopt);
-  return outcome;
+  const auto* error = std::get_if<URLError>(&outcome);
+  const bool isUnreached = error != nullptr && error->code == URLErrorCode::cannotConnectToHost;
+  const bool namesThem = isUnreached && error->reason.find("file descriptors") != std::string::npos;
+  return namesThem ? "no descriptors" : describe(outcome);
 }
 
 [[noreturn]] void runOutOfDescriptors(rlim_t count, bool isDelegated) {
@@ -43,13 +46,15 @@ std::string fetchWith(rlim_t descriptors, const std::shared_ptr<URLSession>& ses
   static RawServer server{RawServer::TLS()};
   const std::string refused = "https://127.0.0.1:" + std::to_string(refusedPort());
   const auto early = isDelegated ? trustingSession() : URLSession::ephemeral();
-  expect(fetchWith(count, early, refused), "-1004", "the first request");
+  const std::string first = fetchWith(count, early, refused);
+  // The loop needs two. How many a session and a connection need is libcurl's affair.
+  if (count < 3 || first != "-1004") expect(first, "no descriptors", "the first request");
   const auto session = trustingSession();
   expect(fetch(session, server.url("/")), "200 ok", "once there are descriptors");
   expect(fetchWith(0, session, server.url("/")), "200 ok", "over the kept connection");
-  expect(fetchWith(0, session, refused), "-1004", "another connection");
+  expect(fetchWith(0, session, refused), "no descriptors", "another connection");
   expect(fetchWith(0, session, "https://relay.invalid/"), "-1003", "a name to look up");
-  expect(fetchWith(0, trustingSession(), server.url("/")), "-1004", "another session");
+  expect(fetchWith(0, trustingSession(), server.url("/")), "no descriptors", "another session");
   // Of two descriptors the connection takes one on either side, and the authorities can't be read.
   const auto undelegated = URLSession::ephemeral();
   expect(fetch(undelegated, refused), "-1004", "nobody listens");
@@ -58,14 +63,13 @@ std::string fetchWith(rlim_t descriptors, const std::shared_ptr<URLSession>& ses
   for (int attempt = 0; attempt < 20 && midst == "-1202"; ++attempt) {
     midst = fetchWith(2, undelegated, server.url("/"));
   }
-  expect(midst, "-1004", "in the midst of a handshake");
+  expect(midst, "no descriptors", "in the midst of a handshake");
   expect(fetch(undelegated, server.url("/")), "-1202", "the same handshake in better times");
   std::_Exit(0);
 }
 
 TEST(URLSessionDeathTest, BlamesNoCertificateWhenDescriptorsRunOut) {
   ::testing::FLAGS_gtest_death_test_style = "threadsafe";
-  // The loop opens two, a session two and a connection one.
   for (rlim_t count = 0; count < 6; ++count) {
     EXPECT_EXIT(runOutOfDescriptors(count, count % 2 == 0), ::testing::ExitedWithCode(0), "")
         << count;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
 #include <memory>
 
 namespace idlewyn::platform {
@@ -8,8 +9,14 @@ namespace idlewyn::platform {
 /// A libcurl multi handle (CURLM).
 using OwnedMulti = std::unique_ptr<void, void (*)(void*)>;
 
+/// Connections that are kept at the least: enough for every running transfer of a few origins.
+/// Left alone, libcurl throws warm connections away whenever few transfers are under way.
+constexpr std::size_t fewestKeptConnections = 512;
+
 /// A new one that keeps warm connections, and of which programs that are started later inherit
 /// nothing. Null when libcurl lacks memory or descriptors.
 OwnedMulti makeMulti();
+/// At most half of the descriptors that the process may open are spent on that.
+void keepConnections(void* multi, std::size_t count);
 
 }  // namespace idlewyn::platform

@@ -13,6 +13,7 @@
 
 #include <IdlewynKit/platform/net/internal/ConnectionSockets.hpp>
 #include <IdlewynKit/platform/net/internal/IOLoop.hpp>
+#include <IdlewynKit/platform/net/internal/MultiHandle.hpp>
 #include <IdlewynKit/platform/net/internal/Transfer.hpp>
 #include <IdlewynKit/platform/net/internal/Verdict.hpp>
 
@@ -91,6 +92,8 @@ class SessionCore final : public IOLoop::Alarm,
   void launchWaiting(Origin& origin);
   bool mayLaunch(const Origin& origin) const;
   void launchDecided();
+  void countStart();
+  void countEnd();
   void forgetUnconnected(Transfer& transfer, Origin& origin);
   void act(int socket, int events);
   void actByRecord(SecureConnection& connection, int socket, int events);
@@ -108,6 +111,9 @@ class SessionCore final : public IOLoop::Alarm,
   ConnectionSockets sockets_;
   void* multi_ = nullptr;  // CURLM
   bool isClosing_ = false;
+  std::size_t running_ = 0;
+  std::size_t begun_ = 0;  // since none ran
+  std::size_t kept_ = fewestKeptConnections;
   Transfer::List finished_;  // their callers don't know yet
   Retry retry_{*this};
   std::shared_ptr<SessionCore> waitingForIdle_;  // this one, while it waits

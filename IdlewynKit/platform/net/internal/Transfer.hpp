@@ -113,6 +113,7 @@ class Transfer final : public IOLoop::Alarm, public std::enable_shared_from_this
   bool isConnectionStale_ = false;
   bool isRepeated_ = false;  // as the server had not processed it
   bool hasBody_ = false;
+  bool lacksDescriptors_ = false;
   Ending ending_ = Ending::none;
   std::array<char, 256> errorText_{};
 };

@@ -38,6 +38,8 @@ struct TransferFacts {
   bool isCutOff = false;
   /// The server ended the connection by an alert of TLS.
   bool isAlerted = false;
+  /// There was no descriptor for a socket.
+  bool lacksDescriptors = false;
   /// libcurl's words on the matter, which never leave this floor.
   std::string_view curlText;
 };
