@@ -113,7 +113,7 @@ class Network {
     std::printf("%s %zu: raw %.1f MB, %d threads\n", protocol.name, count, raw.peakMegabytes,
                 raw.threads);
     // A third of it is the sessions themselves, which raw transfers don't make.
-    comparisons_.value(title("peak MB,", protocol, count, "library"), Target(45, 30),
+    comparisons_.value(title("peak MB,", protocol, count, "library"), Target(150, 100),
                        library.peakMegabytes);
     comparisons_.value(title("threads,", protocol, count, "library"), 2, library.threads);
   }
