@@ -4,7 +4,7 @@
 #include <utility>
 
 #include <boost/asio/co_spawn.hpp>
-#include <boost/asio/experimental/deferred.hpp>
+#include <boost/asio/deferred.hpp>
 #include <boost/asio/experimental/parallel_group.hpp>
 #include <boost/asio/strand.hpp>
 #include <boost/asio/this_coro.hpp>
@@ -96,7 +96,7 @@ awaitable<Gathered> gather(LiveSessionService service, std::vector<Connection> c
   co_await asio::this_coro::throw_if_cancelled(false);
   const auto strand = co_await asio::this_coro::executor;
   const auto spawn = [&](const Connection& connection) {
-    return asio::co_spawn(strand, fetchAsChild(service, connection), asio::experimental::deferred);
+    return asio::co_spawn(strand, fetchAsChild(service, connection), asio::deferred);
   };
   std::vector<decltype(spawn(connections.front()))> children;
   children.reserve(connections.size());

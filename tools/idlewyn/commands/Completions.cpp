@@ -14,7 +14,7 @@ std::string joined(const std::vector<std::string>& words) {
 }
 
 // Single quotes as bash and zsh write them inside single quotes; fish takes the other form too.
-std::string quoted(std::string_view text) {
+std::string shellQuoted(std::string_view text) {
   std::string result = "'";
   for (const char c : text)
     result += c == '\'' ? std::string("'\\''") : std::string(1, c);
@@ -90,13 +90,14 @@ std::string bashCase(const Command& command) {
     if (option.isArgument()) words.insert(words.end(), option.words.begin(), option.words.end());
     takesPrompt = takesPrompt || option.kind == ValueKind::promptID;
     if (option.isArgument() || !option.takesValue()) continue;
-    values +=
-        "          " + option.name + ") " +
-        (option.kind == ValueKind::file ? "files=1" : "words=" + quoted(joined(option.words))) +
-        " ;;\n";
+    values += "          " + option.name + ") " +
+              (option.kind == ValueKind::file ? "files=1"
+                                              : "words=" + shellQuoted(joined(option.words))) +
+              " ;;\n";
   }
-  return "      '" + std::string(first) + " '" + (second.empty() ? "" : quoted(second) + "' '") +
-         "*)\n        case $prev in\n" + values + "          *) words=" + quoted(joined(words)) +
+  return "      '" + std::string(first) + " '" +
+         (second.empty() ? "" : shellQuoted(second) + "' '") + "*)\n        case $prev in\n" +
+         values + "          *) words=" + shellQuoted(joined(words)) +
          (takesPrompt ? " prompts=1" : "") + " ;;\n        esac ;;\n";
 }
 
@@ -127,7 +128,7 @@ std::string zshEscaped(std::string_view text) {
 std::string zshList(const std::vector<Word>& words, const std::string& margin) {
   std::string text;
   for (const Word& word : words)
-    text += margin + "  " + quoted(word.name + ":" + zshEscaped(word.summary)) + "\n";
+    text += margin + "  " + shellQuoted(word.name + ":" + zshEscaped(word.summary)) + "\n";
   return text + margin + ")\n" + margin + "_describe command commands\n";
 }
 
@@ -139,15 +140,16 @@ std::string zshAction(const Option& option) {
 
 std::string zshSpec(const Option& option) {
   const std::string value = ":" + zshEscaped(option.value) + ":" + zshAction(option);
-  if (option.isArgument()) return quoted((option.isRequired ? "" : ":") + value);
-  return quoted(option.name + (option.takesValue() ? "=" : "") + "[" + zshEscaped(option.help) +
-                "]" + (option.takesValue() ? value : ""));
+  if (option.isArgument()) return shellQuoted((option.isRequired ? "" : ":") + value);
+  return shellQuoted(option.name + (option.takesValue() ? "=" : "") + "[" +
+                     zshEscaped(option.help) + "]" + (option.takesValue() ? value : ""));
 }
 
 std::string zshCase(const Command& command) {
   const auto [first, second] = wordsOf(command);
-  std::string text = "      " + quoted(first) + (second.empty() ? "' '*" : "' '" + quoted(second)) +
-                     ")\n        shift " + (second.empty() ? "1" : "2") + " words\n        " +
+  std::string text = "      " + shellQuoted(first) +
+                     (second.empty() ? "' '*" : "' '" + shellQuoted(second)) + ")\n        shift " +
+                     (second.empty() ? "1" : "2") + " words\n        " +
                      "((CURRENT -= " + (second.empty() ? "1" : "2") + "))\n        _arguments " +
                      "'--help[Show help]'";
   for (const Option& option : command.options)
@@ -212,14 +214,14 @@ std::string fishOptions(const Command& command) {
 std::string bashCompletions(const CommandTable& table) {
   std::string text = bashHead;
   const std::string mark = "@COMMANDS@";
-  text.replace(text.find(mark), mark.size(), quoted(namesBehind(table, "") + " --help --version"));
+  text.replace(text.find(mark), mark.size(),
+               shellQuoted(namesBehind(table, "") + " --help --version"));
   for (const Command& command : table.commands) {
     if (!command.isHidden) text += bashCase(command);
   }
   for (const CommandGroup& group : table.groups) {
-    text += "      '" + group.name +
-            " '*)\n        ((COMP_CWORD == 2)) && words=" + quoted(namesBehind(table, group.name)) +
-            " ;;\n";
+    text += "      '" + group.name + " '*)\n        ((COMP_CWORD == 2)) && words=" +
+            shellQuoted(namesBehind(table, group.name)) + " ;;\n";
   }
   return text + bashTail;
 }

@@ -23,7 +23,9 @@
 namespace idlewyn::command {
 namespace {
 
-std::string quoted(const std::exception_ptr& error) { return "“" + describe(error).message + "”"; }
+std::string inQuotes(const std::exception_ptr& error) {
+  return "“" + describe(error).message + "”";
+}
 
 bool hasCode(const std::exception_ptr& error, ExitCode code) {
   return error && describe(error).code == code;
@@ -206,7 +208,7 @@ void DemoTour::answerAgain(const PromptRecord& prompt, const Connection& connect
     error = std::current_exception();
   }
   tour_.expect(hasCode(error, ExitCode::promptExpired), "the second answer came too late");
-  tour_.show("allow " + displayLine(prompt.id) + ": " + quoted(error));
+  tour_.show("allow " + displayLine(prompt.id) + ": " + inQuotes(error));
 }
 
 void DemoTour::showSnapshot(const SnapshotResult& result) {
