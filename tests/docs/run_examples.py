@@ -95,7 +95,7 @@ class Guide(ExampleTest):
         with Relay() as relay:
             self.run_example("guide", relay.pairingLink)
         self.assertNotEqual(self.picture(), invented)
-        self.run_example("draw", "/nonexistent/picture.svg", status=1)
+        self.run_example("draw", str(self.home / "absent/picture.svg"), status=1)
 
     def picture(self):
         file = self.home / "picture.svg"

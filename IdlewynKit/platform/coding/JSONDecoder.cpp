@@ -59,6 +59,16 @@ simdjson::error_code refusal(std::string_view text) {
   return text.starts_with("\xEF\xBB\xBF") ? simdjson::TAPE_ERROR : simdjson::SUCCESS;
 }
 
+/// Whether a number is too wide for the parser. Later versions of it have an error of their own
+/// for integers.
+template <typename Code>
+bool isWideNumber(Code error) {
+  if constexpr (requires { Code::BIGINT_ERROR; }) {
+    if (error == Code::BIGINT_ERROR) return true;
+  }
+  return error == Code::NUMBER_ERROR;
+}
+
 /// How many levels of lists and objects a text has, texts within it aside.
 std::size_t levelsOf(std::string_view text) {
   std::size_t level = 0, deepest = 0;
@@ -110,7 +120,7 @@ void JSONDecoder::read(std::string_view text, std::size_t spare, const Shape& sh
     error = (*parser).parse(text.data(), text.size(), mustCopy).get(root);
   }
   dom::parser thorough;
-  const bool isNarrowed = error == simdjson::NUMBER_ERROR || error == simdjson::DEPTH_ERROR;
+  const bool isNarrowed = isWideNumber(error) || error == simdjson::DEPTH_ERROR;
   if (isNarrowed) error = parseThoroughly(thorough, text, root);
   if (error == simdjson::MEMALLOC) throw std::bad_alloc();
   if (error != simdjson::SUCCESS) {

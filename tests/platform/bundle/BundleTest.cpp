@@ -82,15 +82,16 @@ void expectMain(const std::string& expected, const char* variable, const fs::pat
 
 TEST(Bundle, OfTheApplicationIsNamedByItOrByTheEnvironmentOrLiesBesideIt) {
   const TemporaryFolder folder;
-  const fs::path code = folder.path() / "code.json", variable = folder.path() / "variable.json";
+  const fs::path code = folder.path() / "code.json", variable = folder.path() / "variable.json",
+                 absent = folder.path() / "absent.json";
   overwrite(code, R"({"from":"code"})");
   overwrite(variable, R"({"from":"variable"})");
   expectMain("beside", nullptr, {});
   expectMain("beside", "", {});
   expectMain("variable", variable.c_str(), {});
   expectMain("code", variable.c_str(), code);
-  expectMain("nothing", "/nonexistent", {});
-  expectMain("nothing", variable.c_str(), "/nonexistent");
+  expectMain("nothing", absent.c_str(), {});
+  expectMain("nothing", variable.c_str(), absent);
 }
 
 TEST(Bundle, OfTheLibraryIsBesideItElseWhereItIsInstalled) {

@@ -26,7 +26,7 @@ TEST(DefaultHandling, WantsAKnownIssuerADateInRangeAndTheHost) {
   const std::string file = folder.path() / "authority.pem";
   std::ofstream(file) << authority.pem();
   setenv("SSL_CERT_FILE", file.c_str(), 1);
-  setenv("SSL_CERT_DIR", "/nonexistent", 1);
+  setenv("SSL_CERT_DIR", (folder.path() / "absent").c_str(), 1);
   const std::tuple<const char*, Shape, const char*, std::string> rows[] = {
       {"the address", Shape{"127.0.0.1", -1, 1, &authority}, "127.0.0.1", "200 ok"},
       {"the name in capitals", Shape{"localhost", -1, 1, &authority}, "LOCALHOST", "200 ok"},

@@ -28,11 +28,12 @@ class Demo(CommandTest):
         self.assertFalse((self.home / "data").exists(), "nothing of the user's is touched")
 
     def test_tour_fails_without_a_relay_that_works(self):
-        for program, reason in (("/nowhere", "can't be started"), ("/bin/false", "ended at once"),
+        absent = str(self.home / "absent")
+        for program, reason in ((absent, "can't be started"), ("/bin/false", "ended at once"),
                                 ("/bin/echo", "introduce")):
             self.environment["IDLEWYN_SANDBOX_RELAY"] = program
             self.run_command("demo", status=1, has=reason)
-        self.environment["TMPDIR"] = "/nonexist"
+        self.environment["TMPDIR"] = absent
         self.run_command("demo", status=1, has="TMPDIR must")
         self.assertEqual(self.left(), [])
 

@@ -48,7 +48,7 @@ class Places(CommandTest):
         self.keyring.unlock()
         self.run_command("pair", link, "--agent", "claude")
         listed, link = self.connections(), self.relay.renew()
-        address, nowhere = self.keyring.address, "unix:path=/nonexistent"
+        address, nowhere = self.keyring.address, f"unix:path={self.home}/absent"
         self.relay.forget()
         for out, back, bus, word in (
                 (self.keyring.lock, self.keyring.unlock, address, "is locked"),

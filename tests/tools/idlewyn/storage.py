@@ -318,7 +318,7 @@ class Pictures(CommandTest):
                                   (("--appearance", "pink"), 2), (("--scale", "0"), 2),
                                   (("--scale", "nan"), 2),
                                   (("--output", str(self.home), "--format", "png"), 1),
-                                  (("--output", "/nonexistent/a.png"), 1)):
+                                  (("--output", str(self.home / "absent/a.png")), 1)):
             self.run_command("render", *arguments, status=status)
         shown = Terminal(self.environment, "render").finish(self, 2)
         self.assertIn("--output", shown)
