@@ -2,6 +2,9 @@
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 find_package(OpenSSL 3.0 REQUIRED)
+if(POLICY CMP0167)  # CMake 3.30 leaves finding Boost to Boost's own package
+  cmake_policy(SET CMP0167 NEW)
+endif()
 find_package(Boost 1.81 REQUIRED)
 pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl>=7.88)
 pkg_check_modules(SIMDJSON REQUIRED IMPORTED_TARGET simdjson>=3.0)
