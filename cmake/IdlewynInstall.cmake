@@ -33,6 +33,9 @@ foreach(component IN LISTS IDLEWYN_COMPONENTS)
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endforeach()
 
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/licenses/idlewynkit)
+
 # Loaded at run time from the folder beside the library.
 install(TARGETS idlewyn_secretservice LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/idlewynkit)
 
