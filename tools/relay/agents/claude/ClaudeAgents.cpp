@@ -170,11 +170,15 @@ std::optional<std::chrono::seconds> ClaudeAgents::boundOf(const HookEvent& event
 
 void ClaudeAgents::ask(const HookEvent& event, const Call& call) {
   tell(EventKind::waits, call.sessionID);
+  readSessionFile(configurationFolder(event.payload) + "/sessions/" + std::to_string(event.parent) +
+                  ".json");
   Open open{call, {}, event.waiting, {}, false, false};
   bool waits = false;
   const auto bound = boundOf(event, call, waits, open.hidesDialog);
   if (!policy_.remoteApprovals() || isQuestionTool(call.tool) || !waits)
     return event.waiting->finish({});
+  // Claude may have said that it waits before its hook has said what for.
+  open.isSeenWaiting = sessions_[call.sessionID].status == "waiting";
   Question question(AgentProvider::claude, call.sessionID, call.tool,
                     detailOf(call.tool, inputOf(event.payload)), event.nonce);
   if (auto rules = suggestedRules(event.payload)) {
