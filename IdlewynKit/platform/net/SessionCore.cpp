@@ -63,6 +63,7 @@ void SessionCore::submit(std::shared_ptr<Transfer> transfer) {
       loop->post([self = shared_from_this(), transfer] { self->start(*transfer); });
   if (isPosted) return;
   const Ending ending = loop == nullptr ? Ending::noResources : Ending::cancelledBySession;
+  transfer->node.clear();  // it would keep itself for ever
   transfer->finish(ending, CURLE_OK);
   transfer->completion->deliver(*transfer->outcome);
 }
