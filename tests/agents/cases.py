@@ -14,6 +14,11 @@ class Stage:
     def __init__(self, agent, relay):
         self.agent, self.relay = agent, relay
 
+    def run(self, script):
+        """While a device asks: a hook that hides its agent's dialog waits for no other."""
+        self.relay.sessions()
+        self.agent.run(script)
+
     def file(self, name):
         return self.agent.project / name
 
@@ -40,7 +45,7 @@ class Stage:
 
 
 def allow(stage):
-    stage.agent.run("one")
+    stage.run("one")
     prompt = stage.relay.next_prompt("one.txt")
     stage.relay.is_status("waitingForInput")
     stage.relay.answer("allow", prompt)
@@ -50,14 +55,14 @@ def allow(stage):
 
 
 def deny(stage):
-    stage.agent.run("two")
+    stage.run("two")
     stage.relay.answer("deny", stage.relay.next_prompt("two.txt"))
     stage.done()
     stage.missing("two.txt")
 
 
 def always(stage):
-    stage.agent.run("three")
+    stage.run("three")
     prompt = stage.relay.next_prompt("three.txt")
     assert prompt["alwaysRule"], prompt
     stage.relay.answer("always", prompt)
@@ -67,7 +72,7 @@ def always(stage):
 
 def always_again_in_another_session(stage):
     stage.agent.restart()
-    stage.agent.run("three")
+    stage.run("three")
     stage.exists("three.txt")
     stage.done()
     assert stage.relay.prompt() is None
@@ -79,7 +84,7 @@ def off_before_kept_rules(stage):
         return "the agent keeps its rules itself"
     stage.relay.run("approvals", "off")
     try:
-        stage.agent.run("three")
+        stage.run("three")
         stage.agent.terminal.shows(stage.agent.dialog)
         stage.missing("three.txt")
         stage.agent.terminal.keys("Escape")
@@ -89,7 +94,7 @@ def off_before_kept_rules(stage):
 
 
 def answered_at_the_terminal(stage):
-    stage.agent.run("slow")
+    stage.run("slow")
     prompt = stage.relay.next_prompt("slow.txt")
     if stage.hides_dialog:
         stage.agent.terminal.keys("Escape")
@@ -105,7 +110,7 @@ def answered_at_the_terminal(stage):
 
 
 def two_prompts_at_once(stage):
-    stage.agent.run("both")
+    stage.run("both")
     first = wait_until(stage.relay.prompt, "the first prompt is shown")
     stage.relay.answer("allow", first)
     second = wait_until(stage.relay.prompt, "the second prompt is shown")
@@ -115,7 +120,7 @@ def two_prompts_at_once(stage):
 
 
 def write_a_file(stage):
-    stage.agent.run("write")
+    stage.run("write")
     prompt = stage.relay.next_prompt("written.txt")
     assert "hello" in prompt["detail"], prompt
     stage.relay.answer("allow", prompt)
@@ -124,7 +129,7 @@ def write_a_file(stage):
 
 
 def subagent(stage):
-    stage.agent.run("sub")
+    stage.run("sub")
     stage.relay.answer("allow", stage.relay.next_prompt("one.txt"))
     stage.exists("one.txt")
     stage.done()
@@ -135,7 +140,7 @@ def subagent(stage):
 
 
 def interrupt(stage):
-    stage.agent.run("long")
+    stage.run("long")
     stage.relay.is_status("working")
     time.sleep(1)
     stage.agent.terminal.keys("Escape")
@@ -145,13 +150,13 @@ def interrupt(stage):
 
 
 def api_error(stage):
-    stage.agent.run("bad")
+    stage.run("bad")
     session = stage.relay.is_status("failed")
     assert "Fake error" in session["summary"], session
 
 
 def approvals_off_with_a_prompt_open(stage):
-    stage.agent.run("two")
+    stage.run("two")
     prompt = stage.relay.next_prompt("two.txt")
     stage.relay.run("approvals", "off")
     try:
@@ -166,7 +171,7 @@ def approvals_off_with_a_prompt_open(stage):
 
 
 def relay_restarted_with_a_prompt_open(stage):
-    stage.agent.run("two")
+    stage.run("two")
     before = stage.relay.next_prompt("two.txt")
     stage.relay.kill()
     time.sleep(1)
@@ -193,7 +198,7 @@ def relay_stopped(stage):
 
 def agent_killed(stage):
     import os
-    stage.agent.run("two")
+    stage.run("two")
     stage.relay.next_prompt("two.txt")
     os.kill(stage.agent.terminal.pid, signal.SIGKILL)
     if type(stage.agent) is agents.Codex:
