@@ -14,7 +14,7 @@ import sys
 INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]')
 # The standard library's, the system's, Boost's and ours.
 KNOWN = re.compile(r"\w+$|(boost|sys|netinet|arpa|linux|IdlewynKit|tools|examples)/|"
-                   r"(dlfcn|fcntl|libintl|link|netdb|poll|pthread|pwd|signal|spawn|termios|unistd)\.h$")
+                   r"(dlfcn|fcntl|ifaddrs|libintl|link|netdb|poll|pthread|pwd|signal|spawn|termios|unistd)\.h$")
 FREE = ("Export.hpp", "Version.hpp")
 SOURCES = (".hpp", ".cpp")
 UMBRELLAS = ("IdlewynKit/IdlewynKit.hpp", "IdlewynKit/UI.hpp", "IdlewynKit/Version.cpp")
