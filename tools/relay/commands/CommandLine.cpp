@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <iostream>
 #include <stdexcept>
@@ -17,6 +18,7 @@
 #include <IdlewynKit/Version.hpp>
 #include <IdlewynKit/platform/text/DisplayText.hpp>
 
+#include <tools/relay/agents/install/HookFiles.hpp>
 #include <tools/relay/commands/AddressCheck.hpp>
 #include <tools/relay/commands/Control.hpp>
 #include <tools/relay/commands/Report.hpp>
@@ -39,6 +41,8 @@ struct Given {
   int number = 0;
   SetupOptions setup;
   ServeOptions serve;
+  HookFilesOptions hooks;
+  int status = 0;
 };
 
 using Run = std::function<void(Given&)>;
@@ -96,6 +100,23 @@ void runServe(Given& given) {
   serve(given.serve);
 }
 
+/// The hook program beside this one, as its command line names it for ever.
+std::string hookProgram() {
+  return (std::filesystem::canonical("/proc/self/exe").parent_path() / "idlewyn-relay-hook")
+      .string();
+}
+
+Run hooks(HookAction action) {
+  return [action](Given& given) {
+    given.hooks.action = action;
+    given.hooks.home = homeFolder();
+    given.hooks.program = hookProgram();
+    if (given.folder != defaultStateFolder()) given.hooks.socket = given.folder + "/hook.sock";
+    given.hooks.isTerminal = ::isatty(STDIN_FILENO) != 0;
+    given.status = runHooks(given.hooks, std::cin, std::cout);
+  };
+}
+
 Run asking(const char* command, Report report) {
   return [command, report](Given& given) {
     write(given,
@@ -144,6 +165,22 @@ void declareLink(CLI::App& app, Given& given) {
 void declareDevice(CLI::App& app, Given& given) {
   withJSON(app, given);
   app.add_option("DEVICE", given.device, "Its ID or name, as devices shows it")->required();
+}
+
+void declareHooks(CLI::App& hooks, Given& given, Run& run) {
+  const auto add = [&](const char* name, const char* help, HookAction action) {
+    CLI::App* declared = hooks.add_subcommand(name, help);
+    declared->add_option("--config-dir", given.hooks.folders,
+                         "An agent's configuration folder; may be repeated");
+    declared->add_option("--agent", given.hooks.agent, "Whose folder it is, if it doesn't show")
+        ->check(CLI::IsMember({"claude", "codex"}));
+    declared->add_flag("--yes", given.hooks.isSure, "Write without asking");
+    declared->callback([&run, action] { run = idlewyn::relay::hooks(action); });
+  };
+  hooks.require_subcommand(1);
+  add("install", "Let the agents tell the relay what they do", HookAction::install);
+  add("remove", "Take the relay's hooks out again", HookAction::remove);
+  add("show", "Show what is installed", HookAction::show);
 }
 
 void declareMode(CLI::App& app, Given& given) {
@@ -196,6 +233,7 @@ int runCommandLine(int argc, const char* const* argv) {
     command.declare(*declared, given);
     if (std::string_view(command.name) == "rules") declareRemove(*declared, given, run);
   }
+  declareHooks(*app.add_subcommand("hooks", "Connect the agents with the relay"), given, run);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -204,7 +242,7 @@ int runCommandLine(int argc, const char* const* argv) {
   }
   try {
     run(given);
-    return 0;
+    return given.status;
   } catch (const std::exception& error) {
     std::cerr << "idlewyn-relay: " << platform::displayLine(error.what()) << "\n";
     return 1;
