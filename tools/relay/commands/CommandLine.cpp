@@ -100,10 +100,11 @@ void runServe(Given& given) {
   serve(given.serve);
 }
 
-/// The hook program beside this one, as its command line names it for ever.
+/// The hook program: beside this one when installed, in a folder of its own when just built.
 std::string hookProgram() {
-  return (std::filesystem::canonical("/proc/self/exe").parent_path() / "idlewyn-relay-hook")
-      .string();
+  const auto folder = std::filesystem::canonical("/proc/self/exe").parent_path();
+  const auto beside = folder / "idlewyn-relay-hook";
+  return (std::filesystem::exists(beside) ? beside : folder / "hook" / beside.filename()).string();
 }
 
 Run hooks(HookAction action) {

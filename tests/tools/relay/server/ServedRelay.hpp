@@ -6,10 +6,7 @@
 #include <string>
 #include <thread>
 
-#include <boost/asio/executor_work_guard.hpp>
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/post.hpp>
-#include <boost/asio/use_future.hpp>
+#include <boost/asio.hpp>
 
 #include <IdlewynKit/IdlewynKit.hpp>
 #include <tests/support/TemporaryFolder.hpp>
