@@ -155,10 +155,10 @@ bool takeLines(Text& text, Call& call, bool& isHeld) {
   return false;
 }
 
-Ending await(int descriptor, Call& call) {
+/// `isHeld` becomes true when the relay says that it holds the question.
+Ending await(int descriptor, Call& call, bool& isHeld) {
   static char buffer[65536];
   Text text{buffer, 0};
-  bool isHeld = false;
   long silent = now() + sendTime;
   for (;;) {
     const long deadline = call.bound > 0 ? earlier(silent, call.bound) : silent;
@@ -171,7 +171,7 @@ Ending await(int descriptor, Call& call) {
     if ((waiting[0].revents & (POLLIN | POLLHUP | POLLERR)) == 0) continue;
     const ssize_t size = recv(descriptor, text.data + text.size, sizeof buffer - text.size, 0);
     if (size < 0 && (errno == EAGAIN || errno == EINTR)) continue;
-    if (size <= 0) return isHeld ? Ending::lost : Ending::leave;
+    if (size <= 0) return Ending::lost;
     text.size += static_cast<size_t>(size);
     if (takeLines(text, call, isHeld)) return Ending::answered;
     if (text.size == sizeof buffer) return Ending::leave;
@@ -179,18 +179,23 @@ Ending await(int descriptor, Call& call) {
   }
 }
 
-/// Asks, and asks again where the relay is restarted meanwhile.
+/// Asks, and asks again where the relay is restarted meanwhile. A relay that is being killed still
+/// takes connections for a moment and then drops them, so that being dropped ends nothing as long
+/// as the restart is waited for.
 void ask(Call& call) {
+  long deadline = 0;
   int descriptor = told(call);
   while (descriptor >= 0) {
-    const Ending ending = await(descriptor, call);
+    bool isHeld = false;
+    const Ending ending = await(descriptor, call, isHeld);
     close(descriptor);
+    if (isHeld) deadline = now() + restartTime;
     if (ending != Ending::lost) return;
-    const long deadline = now() + restartTime;
-    while ((descriptor = told(call)) < 0) {
+    do {
       if (now() >= deadline || isAgentGone(call)) return;
       poll(nullptr, 0, restartPause);
-    }
+      descriptor = told(call);
+    } while (descriptor < 0);
   }
 }
 
