@@ -7,27 +7,34 @@ namespace idlewyn::relay {
 
 Admission::Place::Place(Admission& admission, std::string origin)
     : admission_(admission), origin_(std::move(origin)) {
+  Count& count = admission_.origins_[origin_];
   ++admission_.all_;
   ++admission_.handshakes_;
-  ++admission_.open_[origin_];
+  ++count.open;
+  ++count.handshakes;
 }
 
 Admission::Place::~Place() {
   shookHands();
   --admission_.all_;
-  const auto entry = admission_.open_.find(origin_);
-  if (--entry->second == 0) admission_.open_.erase(entry);
+  const auto entry = admission_.origins_.find(origin_);
+  if (--entry->second.open == 0) admission_.origins_.erase(entry);
 }
 
 void Admission::Place::shookHands() {
-  if (std::exchange(isShaking_, false)) --admission_.handshakes_;
+  if (!std::exchange(isShaking_, false)) return;
+  --admission_.handshakes_;
+  --admission_.origins_.find(origin_)->second.handshakes;
 }
 
 std::unique_ptr<Admission::Place> Admission::enter(const std::string& origin, bool isThisMachine) {
-  const auto entry = open_.find(origin);
-  const std::size_t open = entry == open_.end() ? 0 : entry->second;
+  const auto entry = origins_.find(origin);
+  const Count count = entry == origins_.end() ? Count() : entry->second;
+  const std::size_t mostOpen = isThisMachine ? limits_.ofThisMachine : limits_.ofOneAddress;
+  const std::size_t mostHandshakes =
+      isThisMachine ? limits_.handshakesOfThisMachine : limits_.handshakesOfOneAddress;
   const bool isFull = all_ >= limits_.all || handshakes_ >= limits_.handshakes ||
-                      open >= (isThisMachine ? limits_.ofThisMachine : limits_.ofOneAddress);
+                      count.open >= mostOpen || count.handshakes >= mostHandshakes;
   return isFull ? nullptr : std::make_unique<Place>(*this, origin);
 }
 

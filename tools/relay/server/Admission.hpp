@@ -19,8 +19,11 @@ struct AdmissionLimits {
   std::size_t ofOneAddress = 64;
   /// Of this machine, where a proxy stands for many clients.
   std::size_t ofThisMachine = 384;
-  /// Connections whose TLS handshake isn't through.
-  std::size_t handshakes = 64;
+  /// Connections whose TLS handshake isn't through: in all, of one address and of this machine, so
+  /// that no address holds all places by staying silent.
+  std::size_t handshakes = 256;
+  std::size_t handshakesOfOneAddress = 16;
+  std::size_t handshakesOfThisMachine = 96;
 };
 
 class Admission {
@@ -47,7 +50,12 @@ class Admission {
 
  private:
   AdmissionLimits limits_;
-  std::map<std::string, std::size_t> open_;
+  struct Count {
+    std::size_t open = 0;
+    std::size_t handshakes = 0;
+  };
+
+  std::map<std::string, Count> origins_;
   std::size_t all_ = 0;
   std::size_t handshakes_ = 0;
 };
