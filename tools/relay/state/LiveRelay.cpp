@@ -44,6 +44,15 @@ state::Device* LiveRelay::find(const std::string& device) {
   return found == devices.end() ? nullptr : &*found;
 }
 
+void LiveRelay::serve(AgentSessions& sessions) {
+  sessions_ = &sessions;
+  for (state::Device& device : file_.state().devices) {
+    for (const AgentProvider provider : allCases<AgentProvider>()) {
+      if (device.digest(provider)) asked_[static_cast<std::size_t>(provider)] = clock_();
+    }
+  }
+}
+
 std::string LiveRelay::makeCode(const std::string& name) {
   // The code's label names the device: its id, then its name.
   return codes_.make(clock_(), randomText(PairingCodes::alphabet, 8) + name);

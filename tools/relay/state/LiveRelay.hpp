@@ -35,8 +35,9 @@ class LiveRelay final : public Service, public Policy {
   LiveRelay(const LiveRelay&) = delete;
   LiveRelay& operator=(const LiveRelay&) = delete;
 
-  /// Whose sessions are served; outlives the relay's calls.
-  void serve(AgentSessions& sessions) { sessions_ = &sessions; }
+  /// Whose sessions are served; outlives the relay's calls. Devices that are paired count as
+  /// attentive from now on, so that a question that was open before a restart waits for them.
+  void serve(AgentSessions& sessions);
 
   /// A code that lives five minutes; `name` becomes the device's.
   std::string makeCode(const std::string& name);
