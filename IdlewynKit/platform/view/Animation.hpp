@@ -35,8 +35,6 @@ class Animation {
   double duration_;
 };
 
-namespace internal {
-
 /// A copy of any value that can be compared with others of its type.
 class EquatableValue {
  public:
@@ -59,6 +57,8 @@ class EquatableValue {
   std::any value_;
   bool (*equals_)(const std::any&, const std::any&);
 };
+
+namespace internal {
 
 /// Texts are kept as copies, whatever they came as.
 template <class T>

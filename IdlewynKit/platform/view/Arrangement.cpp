@@ -88,7 +88,6 @@ Column::Column(std::vector<View> children, HorizontalAlignment alignment, double
     : View(internal::stack(internal::Axis::vertical, internal::partBefore(alignment), spacing,
                            std::move(children))) {}
 
-Spacer::Spacer(double minLength)
-    : View(internal::NodeReference(new internal::SpacerNode(minLength))) {}
+Spacer::Spacer(double minLength) : View(NodeReference(new internal::SpacerNode(minLength))) {}
 
 }  // namespace idlewyn::platform

@@ -136,7 +136,7 @@ View View::colorMultiply(const Color& color) const {
   return modified<internal::MultiplyNode>(color);
 }
 
-View View::pulseOn(internal::EquatableValue value) const {
+View View::pulseOn(EquatableValue value) const {
   return modified<internal::PulseNode>(std::move(value));
 }
 

@@ -63,8 +63,6 @@ class ProgressNode final : public ViewNode {
 }  // namespace internal
 
 ProgressBar::ProgressBar(double value, double total)
-    : View(
-          internal::NodeReference(new internal::ProgressNode(internal::fractionOf(value, total)))) {
-}
+    : View(NodeReference(new internal::ProgressNode(internal::fractionOf(value, total)))) {}
 
 }  // namespace idlewyn::platform

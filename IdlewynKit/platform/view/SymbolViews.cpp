@@ -121,10 +121,9 @@ class LabelNode final : public ViewNode {
 }  // namespace internal
 
 Symbol::Symbol(std::string systemName)
-    : View(internal::NodeReference(new internal::SymbolNode(std::move(systemName)))) {}
+    : View(NodeReference(new internal::SymbolNode(std::move(systemName)))) {}
 
 Label::Label(std::string title, std::string_view systemName)
-    : View(internal::NodeReference(
-          new internal::LabelNode(std::move(title), symbolNamed(systemName)))) {}
+    : View(NodeReference(new internal::LabelNode(std::move(title), symbolNamed(systemName)))) {}
 
 }  // namespace idlewyn::platform

@@ -158,16 +158,14 @@ void TextBox::place(Point origin, const Proposal& proposal, FrameBuilder& canvas
 
 }  // namespace internal
 
-Text::Text(std::string text)
-    : View(internal::NodeReference(new internal::TextNode(std::move(text)))) {}
+Text::Text(std::string text) : View(NodeReference(new internal::TextNode(std::move(text)))) {}
 
 Text Text::timer(Date start) {
-  return Text(internal::NodeReference(new internal::TimeTextNode(internal::timerText, start)));
+  return Text(NodeReference(new internal::TimeTextNode(internal::timerText, start)));
 }
 
 Text Text::relative(Date date) {
-  return Text(
-      internal::NodeReference(new internal::TimeTextNode(internal::relativeDateText, date)));
+  return Text(NodeReference(new internal::TimeTextNode(internal::relativeDateText, date)));
 }
 
 }  // namespace idlewyn::platform

@@ -113,13 +113,12 @@ View View::truncation(TruncationMode mode) const {
 }
 View View::monospacedDigits() const { return environment(&Environment::hasMonospacedDigits, true); }
 
-View View::animationOn(const Animation& animation, internal::EquatableValue value) const {
+View View::animationOn(const Animation& animation, EquatableValue value) const {
   return modified<internal::AnimationNode>(animation, std::move(value));
 }
 
 View View::id(std::string_view name) const {
-  return View(
-      internal::NodeReference(new internal::NamedNode(*this, internal::nameIdentity(name))));
+  return View(NodeReference(new internal::NamedNode(*this, internal::nameIdentity(name))));
 }
 
 }  // namespace idlewyn::platform

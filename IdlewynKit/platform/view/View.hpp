@@ -106,13 +106,13 @@ class IDLEWYNKIT_EXPORT View {
   /// turns round where it is. Inner animations override outer ones.
   template <std::equality_comparable T>
   View animation(const Animation& animation, const T& value) const {
-    return animationOn(animation, internal::EquatableValue(internal::Kept<T>(value)));
+    return animationOn(animation, EquatableValue(internal::Kept<T>(value)));
   }
   /// Fades down and up once, in a second, each time that `value` differs from that of the frame
   /// before. Not in a first frame.
   template <std::equality_comparable T>
   View pulse(const T& value) const {
-    return pulseOn(internal::EquatableValue(internal::Kept<T>(value)));
+    return pulseOn(EquatableValue(internal::Kept<T>(value)));
   }
 
   /// Makes this view one element of that name for assistive technology, instead of its parts.
@@ -129,7 +129,7 @@ class IDLEWYNKIT_EXPORT View {
   std::uint64_t identity() const noexcept { return node_.get() ? node_.get()->identity() : 0; }
 
  protected:
-  explicit View(internal::NodeReference node) noexcept : node_(std::move(node)) {}
+  explicit View(NodeReference node) noexcept : node_(std::move(node)) {}
 
  private:
   friend class internal::Resolver;
@@ -137,14 +137,13 @@ class IDLEWYNKIT_EXPORT View {
   /// A node around this view. It has the view's name, which a row or column looks for.
   template <class Node, class... Arguments>
   View modified(Arguments&&... arguments) const {
-    return View(internal::NodeReference(
-        new Node(*this, identity(), std::forward<Arguments>(arguments)...)));
+    return View(NodeReference(new Node(*this, identity(), std::forward<Arguments>(arguments)...)));
   }
   View environmentValue(std::type_index key, std::any value) const;
-  View animationOn(const Animation& animation, internal::EquatableValue value) const;
-  View pulseOn(internal::EquatableValue value) const;
+  View animationOn(const Animation& animation, EquatableValue value) const;
+  View pulseOn(EquatableValue value) const;
 
-  internal::NodeReference node_;
+  NodeReference node_;
 };
 
 namespace internal {

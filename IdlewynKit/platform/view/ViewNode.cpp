@@ -2,7 +2,7 @@
 #include <IdlewynKit/platform/view/ViewNode.hpp>
 #include <IdlewynKit/platform/view/internal/layout/Resolver.hpp>
 
-namespace idlewyn::platform::internal {
+namespace idlewyn::platform {
 
 ViewNode::~ViewNode() = default;
 
@@ -23,8 +23,8 @@ void ViewNode::destroy(const ViewNode* node) noexcept {
 ComponentNode::ComponentNode(const std::type_info& type) noexcept : type_(type.hash_code()) {}
 ComponentNode::~ComponentNode() = default;
 
-Box* ComponentNode::resolve(Resolver& resolver) const {
+internal::Box* ComponentNode::resolve(internal::Resolver& resolver) const {
   return resolver.resolveBody(body(resolver.environment), type_);
 }
 
-}  // namespace idlewyn::platform::internal
+}  // namespace idlewyn::platform

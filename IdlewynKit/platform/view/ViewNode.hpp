@@ -20,6 +20,8 @@ class Box;
 class Memory;
 class Resolver;
 
+}  // namespace internal
+
 /// A part of a description: never changes, shared by the views that hold it, on any thread.
 class IDLEWYNKIT_EXPORT ViewNode {
  public:
@@ -27,7 +29,7 @@ class IDLEWYNKIT_EXPORT ViewNode {
   ViewNode& operator=(const ViewNode&) = delete;
 
   /// The boxes of one frame, null for nothing.
-  virtual Box* resolve(Resolver& resolver) const = 0;
+  virtual internal::Box* resolve(internal::Resolver& resolver) const = 0;
 
   /// Of the name given by View::id here or inside modifiers; 0 for none.
   std::uint64_t identity() const noexcept { return identity_; }
@@ -75,7 +77,7 @@ class NodeReference {
 class IDLEWYNKIT_EXPORT ComponentNode : public ViewNode {
  public:
   virtual View body(const Environment& environment) const = 0;
-  Box* resolve(Resolver& resolver) const final;
+  internal::Box* resolve(internal::Resolver& resolver) const final;
 
  protected:
   /// The type tells components in one place apart: what moved in one does not go on in another.
@@ -86,5 +88,4 @@ class IDLEWYNKIT_EXPORT ComponentNode : public ViewNode {
   const std::uint64_t type_;
 };
 
-}  // namespace internal
 }  // namespace idlewyn::platform

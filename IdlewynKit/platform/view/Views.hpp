@@ -32,7 +32,7 @@ class IDLEWYNKIT_EXPORT Text : public View {
   static Text relative(Date date);
 
  private:
-  explicit Text(internal::NodeReference node) : View(std::move(node)) {}
+  explicit Text(NodeReference node) : View(std::move(node)) {}
 };
 
 /// A square of 1.2 times the font's size, in the foreground style. Assistive technology reads the
