@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/relay-core/HTTPMessages.hpp"
+#include <tools/relay-core/HTTPMessages.hpp>
 
 /// HTTP/1.1 messages (RFC 9112) as a server reads and writes them, without any socket.
 ///

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "PairingDesk.hpp"
 
-#include "tools/relay-core/Secrets.hpp"
+#include <tools/relay-core/Secrets.hpp>
 
 namespace idlewyn::sandbox {
 

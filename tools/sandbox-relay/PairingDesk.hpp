@@ -9,8 +9,8 @@
 #include <IdlewynKit/model/AgentProvider.hpp>
 #include <IdlewynKit/platform/base/Date.hpp>
 
-#include "tools/relay-core/PairingCodes.hpp"
-#include "tools/relay-core/Service.hpp"
+#include <tools/relay-core/PairingCodes.hpp>
+#include <tools/relay-core/Service.hpp>
 
 /// Pairing codes and the tokens they are exchanged for. Not thread-safe.
 ///

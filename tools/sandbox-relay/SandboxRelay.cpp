@@ -6,12 +6,12 @@
 #include <string_view>
 #include <utility>
 
+#include <tools/relay-core/Endpoints.hpp>
+#include <tools/relay-core/PairingLinkText.hpp>
 #include "Control.hpp"
 #include "SandboxService.hpp"
 #include "Server.hpp"
 #include "SteppedClock.hpp"
-#include "tools/relay-core/Endpoints.hpp"
-#include "tools/relay-core/PairingLinkText.hpp"
 
 namespace idlewyn::sandbox {
 namespace {

@@ -11,10 +11,10 @@
 
 #include <IdlewynKit/platform/base/URL.hpp>
 
+#include <tools/relay-core/ServerCertificate.hpp>
 #include "Faults.hpp"
 #include "RelayState.hpp"
 #include "RequestLog.hpp"
-#include "tools/relay-core/ServerCertificate.hpp"
 
 /// A relay on this machine: real sockets, real TLS, invented sessions that move with a clock
 /// which can be stepped, and faults on demand.

@@ -3,8 +3,8 @@
 
 #include <string>
 
+#include <tools/relay-core/Service.hpp>
 #include "RelayState.hpp"
-#include "tools/relay-core/Service.hpp"
 
 namespace idlewyn::sandbox {
 

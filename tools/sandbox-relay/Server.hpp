@@ -10,8 +10,8 @@
 #include <string>
 #include <thread>
 
+#include <tools/relay-core/ServerCertificate.hpp>
 #include "Delivery.hpp"
-#include "tools/relay-core/ServerCertificate.hpp"
 
 /// A small web server: a listening socket, and a thread for each connection.
 ///

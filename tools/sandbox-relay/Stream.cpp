@@ -12,7 +12,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "tools/relay-core/OpenSSLHandles.hpp"
+#include <tools/relay-core/OpenSSLHandles.hpp>
 
 namespace idlewyn::sandbox {
 

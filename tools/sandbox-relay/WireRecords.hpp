@@ -10,7 +10,7 @@
 
 #include <IdlewynKit/push/PushTokenRegistration.hpp>
 
-#include "tools/relay-core/WireRecords.hpp"
+#include <tools/relay-core/WireRecords.hpp>
 
 /// The JSON objects that control requests read and write.
 namespace idlewyn::sandbox::wire {

@@ -15,10 +15,10 @@
 
 #include <IdlewynKit/model/JSONCoding.hpp>
 
+#include <tools/relay-core/QRCode.hpp>
 #include "Control.hpp"
 #include "SandboxRelay.hpp"
 #include "WireRecords.hpp"
-#include "tools/relay-core/QRCode.hpp"
 
 namespace {
 

@@ -3,6 +3,7 @@
 
 #include <IdlewynKit/platform/text/DisplayText.hpp>
 
+#include <tools/idlewyn/commands/Commands.hpp>
 #include <tools/idlewyn/doctor/Doctor.hpp>
 #include <tools/idlewyn/records/Records.hpp>
 #include <tools/idlewyn/relays/RelayAddress.hpp>
@@ -50,7 +51,8 @@ class Visit {
 
   /// Gives the connections to be looked at next.
   std::vector<Connection> machine(std::optional<AgentProvider> agent) {
-    MachineExamination result = examineMachine(agent, with_);
+    MachineExamination result = examineMachine(
+        agent, [this]() -> ConnectionList& { return with_.connections(); }, with_.relays);
     add("This machine", result.checks);
     const bool isFailed =
         std::ranges::find(result.checks, CheckState::failed, &Check::state) != result.checks.end();

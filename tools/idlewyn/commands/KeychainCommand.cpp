@@ -4,6 +4,7 @@
 #include <IdlewynKit/storage/KeychainError.hpp>
 
 #include <tools/idlewyn/commands/Commands.hpp>
+#include <tools/idlewyn/pairings/KeychainTrouble.hpp>
 #include <tools/idlewyn/records/StorageRecords.hpp>
 
 namespace idlewyn::command {
@@ -33,12 +34,21 @@ Failure moveFailure(platform::KeychainStatus::Code status) {
           message + " Nothing is lost; the same command goes on where it stopped."};
 }
 
+KeychainRecord recordOf(const platform::KeychainLocation& location) {
+  KeychainRecord record(location);
+  if (const auto trouble = keychainTrouble()) {
+    record.problem = trouble->message;
+    record.remedy = trouble->remedy;
+  }
+  return record;
+}
+
 }  // namespace
 
 ExitCode runKeychainWhere(const Arguments&, Surroundings& with) {
   const platform::KeychainLocation location = platform::where();
   if (with.output.isJSON) {
-    with.output.json(KeychainRecord(location));
+    with.output.json(recordOf(location));
   } else {
     const std::string description = displayLine(location.description);
     with.output.line(description);
@@ -58,7 +68,7 @@ ExitCode runKeychainMove(const Arguments& given, Surroundings& with) {
   const platform::KeychainMove move = platform::moveKeychain(*to);
   if (move.status != platform::KeychainStatus::success) throw moveFailure(move.status);
   if (with.output.isJSON) {
-    with.output.json(KeychainRecord(platform::where()));
+    with.output.json(recordOf(platform::where()));
     return ExitCode::ok;
   }
   with.output.line("Moved: " + std::to_string(move.copied) +

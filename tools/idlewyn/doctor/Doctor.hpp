@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <tuple>
@@ -8,7 +9,9 @@
 
 #include <IdlewynKit/relay/Connection.hpp>
 
-#include <tools/idlewyn/commands/Commands.hpp>
+#include <tools/idlewyn/failure/Failure.hpp>
+#include <tools/idlewyn/pairings/ConnectionList.hpp>
+#include <tools/idlewyn/relays/Relays.hpp>
 
 /// What `doctor` looks at, and what it has to say about it.
 namespace idlewyn::command {
@@ -58,8 +61,10 @@ struct MachineExamination {
   std::vector<Connection> connections;
 };
 
-/// An `agent` that is not paired is a failed check.
-MachineExamination examineMachine(std::optional<AgentProvider> agent, Surroundings& with);
+/// An `agent` that is not paired is a failed check. `open` gives the list of connections, or
+/// throws a Failure.
+MachineExamination examineMachine(std::optional<AgentProvider> agent,
+                                  const std::function<ConnectionList&()>& open, Relays& relays);
 
 }  // namespace idlewyn::command
 

@@ -45,10 +45,11 @@ Check notPaired(std::optional<AgentProvider> agent) {
 }
 
 // Those that are paired are left in `connections`.
-Check examinePairings(std::optional<AgentProvider> agent, Surroundings& with,
+Check examinePairings(std::optional<AgentProvider> agent,
+                      const std::function<ConnectionList&()>& open,
                       std::vector<Connection>& connections) {
   try {
-    connections = with.connections().paired(agent);
+    connections = open().paired(agent);
     std::string names;
     for (const Connection& connection : connections)
       names += (names.empty() ? "" : ", ") + std::string(displayName(connection.provider));
@@ -111,12 +112,13 @@ Check examineNotifications(Relays& relays) {
 
 }  // namespace
 
-MachineExamination examineMachine(std::optional<AgentProvider> agent, Surroundings& with) {
+MachineExamination examineMachine(std::optional<AgentProvider> agent,
+                                  const std::function<ConnectionList&()>& open, Relays& relays) {
   MachineExamination result;
   result.checks.push_back(examineKeychain());
-  result.checks.push_back(examinePairings(agent, with, result.connections));
+  result.checks.push_back(examinePairings(agent, open, result.connections));
   result.checks.push_back(examineSharedStore());
-  result.checks.push_back(examineNotifications(with.relays));
+  result.checks.push_back(examineNotifications(relays));
   return result;
 }
 

@@ -20,6 +20,20 @@ namespace idlewyn::command {
 using platform::DecodingKey;
 using platform::field;
 
+/// When an agent last answered.
+struct AnswerTime {
+  AnswerTime(AgentProvider agent, Date answeredAt) : agent(agent), answeredAt(answeredAt) {}
+  explicit AnswerTime(DecodingKey) {}
+
+  static constexpr auto fields() {
+    return std::tuple{field("agent", &AnswerTime::agent),
+                      field("answeredAt", &AnswerTime::answeredAt)};
+  }
+
+  AgentProvider agent{};
+  Date answeredAt;
+};
+
 /// Why one agent's fetch failed.
 struct AgentErrorRecord {
   AgentErrorRecord(AgentProvider agent, const Failure& failure)

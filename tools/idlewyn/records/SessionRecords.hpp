@@ -11,7 +11,7 @@
 
 #include <tools/idlewyn/records/PromptRecord.hpp>
 #include <tools/idlewyn/records/Records.hpp>
-#include <tools/idlewyn/sessions/SharedSnapshot.hpp>
+#include <tools/idlewyn/sessions/OldAgents.hpp>
 
 /// What `--json` writes about sessions.
 namespace idlewyn::command {

@@ -8,7 +8,6 @@
 #include <IdlewynKit/platform/secrets/KeychainPlace.hpp>
 #include <IdlewynKit/push/PushTokenRegistration.hpp>
 
-#include <tools/idlewyn/pairings/KeychainTrouble.hpp>
 #include <tools/idlewyn/records/Records.hpp>
 
 /// What `--json` writes about what is kept on this machine. Nothing here can hold a secret.
@@ -56,12 +55,7 @@ struct KeychainRecord {
   explicit KeychainRecord(const platform::KeychainLocation& location)
       : place(location.place),
         directory(location.directory.native()),
-        description(location.description) {
-    if (const auto trouble = keychainTrouble()) {
-      problem = trouble->message;
-      remedy = trouble->remedy;
-    }
-  }
+        description(location.description) {}
   explicit KeychainRecord(DecodingKey) {}
 
   static constexpr auto fields() {

@@ -14,20 +14,6 @@
 /// The last snapshot, as every process of the product sees it.
 namespace idlewyn::command {
 
-/// When an agent last answered.
-struct AnswerTime {
-  AnswerTime(AgentProvider agent, Date answeredAt) : agent(agent), answeredAt(answeredAt) {}
-  explicit AnswerTime(platform::DecodingKey) {}
-
-  static constexpr auto fields() {
-    return std::tuple{platform::field("agent", &AnswerTime::agent),
-                      platform::field("answeredAt", &AnswerTime::answeredAt)};
-  }
-
-  AgentProvider agent{};
-  Date answeredAt;
-};
-
 struct LastSeen {
   SessionSnapshot snapshot;
   /// When each agent last answered: of one that failed since, the snapshot has older sessions.

@@ -22,7 +22,7 @@
 #include <boost/beast/ssl.hpp>
 
 #include <tools/relay-core/Endpoints.hpp>
-#include <tools/relay/state/WrongCodes.hpp>
+#include <tools/relay-core/Origin.hpp>
 
 namespace idlewyn::relay {
 namespace {

@@ -8,6 +8,7 @@
 #include <ctime>
 #include <utility>
 
+#include <tools/relay-core/Origin.hpp>
 #include <tools/relay-core/Secrets.hpp>
 
 namespace idlewyn::relay {

@@ -35,8 +35,4 @@ class WrongCodes {
   std::map<std::string, Count> counts_;
 };
 
-/// The address as it is counted: an IPv6 network of 64 bits counts as one, and an IPv4 address
-/// that is written as an IPv6 address counts as what it is.
-std::string countedOrigin(const std::string& address);
-
 }  // namespace idlewyn::relay

@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include <tests/support/TemporaryFolder.hpp>
+#include <tools/relay-core/Origin.hpp>
 #include <tools/relay-core/Secrets.hpp>
 #include <tools/relay/state/LiveRelay.hpp>
 #include <tools/relay/state/PrivateFiles.hpp>
