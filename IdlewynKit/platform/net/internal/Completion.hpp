@@ -76,15 +76,20 @@ class HandlerCompletion final : public Completion {
   };
 
   void post(URLSession::Outcome& outcome) override {
-    (*waiting_)->outcome.emplace(std::move(outcome));
+    Waiting& kept = **waiting_;
+    // Out of what the other thread destroys: references to an executor are counted with fences,
+    // which thread sanitizers don't see.
+    auto executor = std::move(kept.executor);
+    kept.outcome.emplace(std::move(outcome));
     try {
-      boost::asio::post(boost::asio::any_io_executor((*waiting_)->executor), [shared = waiting_] {
+      boost::asio::post(executor, [shared = waiting_] {
         Waiting waiting = std::move(**shared);
         shared->reset();
         waiting.handler(std::move(*waiting.outcome));
       });
     } catch (...) {
-      outcome = std::move(*(*waiting_)->outcome);
+      kept.executor = std::move(executor);
+      outcome = std::move(*kept.outcome);
       throw;
     }
     waiting_.reset();  // the executor's alone from here on, and destroyed with its context
