@@ -46,7 +46,7 @@ COVERAGE = {
 INC = "IdlewynKit/platform/text/internal/UnicodeTables.inc"
 SERVICE, NOTHING = "IdlewynKit/relay/SessionService.hpp", None
 TREES = {  # the files of a clean tree, what is copied from the repository, the command
-    "lint": (LINT, ["dev", ".clang-format", ".clang-tidy"], ["./dev", "lint"]),
+    "lint": (LINT, ["dev", "tools/dev/packages", ".clang-format", ".clang-tidy"], ["./dev", "lint"]),
     "docs": (DOCS, ["tools/dev/docs", "tools/dev/doxygen_filter.py", "docs/Doxyfile"],
              ["tools/dev/docs"]),
     "bench": ({BENCH: "#!/bin/sh\necho 1.0\n"}, ["benchmarks/run"],

@@ -231,10 +231,12 @@ int main(int count, char** words) {
   if (!path || !isWord(words[1]) || !isWord(words[2])) return 0;
   Call call{words[1], words[2], path, {}, getppid(), {}, 0};
   makeNonce(call.nonce);
-  if (!readAll(STDIN_FILENO, call.payload)) return 0;
-  if (strcmp(call.event, "PermissionRequest") == 0)
-    ask(call);
-  else
-    told(call);
+  if (readAll(STDIN_FILENO, call.payload)) {
+    if (strcmp(call.event, "PermissionRequest") == 0)
+      ask(call);
+    else
+      told(call);
+  }
+  free(call.payload.data);
   return 0;
 }
