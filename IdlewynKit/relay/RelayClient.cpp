@@ -56,9 +56,15 @@ std::vector<AgentSession> readSessions(const platform::Data& body, AgentProvider
   return sessions;
 }
 
+// A token that no Authorization field can carry would be stored and then fail every request.
+bool canBeSent(std::string_view token) {
+  return !token.empty() && token.find_first_of(std::string_view("\r\n\0", 3)) == token.npos;
+}
+
 Connection readPairing(const platform::Data& body, AgentProvider provider, URL serverURL,
                        std::optional<std::string> pin) {
   auto response = internal::decodedAnswer<internal::PairResponse>(body);
+  if (!canBeSent(response.token)) throw RelayError::invalidResponse();
   return Connection(provider, std::move(serverURL), std::move(response.token),
                     std::move(response.account), DateClock::now(), std::move(pin));
 }

@@ -124,6 +124,17 @@ TEST(RelayClient, RefusesBodiesThatLackWhatWasAskedFor) {
   }
 }
 
+TEST(RelayClient, RefusesTokensThatCannotBeSent) {
+  sandbox::SandboxRelay relay(plainHTTP());
+  const auto pairWith = [&](const std::string& token) {
+    relay.respondWith("*", 200, R"({"token":")" + token + R"(","account":"a"})");
+    return outcomeOf(liveService().pair(AgentProvider::claude, relay.address(), "code", {}));
+  };
+  EXPECT_EQ(pairWith("t0ken~+/="), "ok");
+  for (const char* token : {"", R"(two\nlines)", R"(two\rlines)", R"(ends\r\n)", R"(nul\u0000)"})
+    EXPECT_EQ(pairWith(token), RelayError::invalidResponse().errorDescription()) << token;
+}
+
 TEST(RelayClient, ReadsWhatTheRelaySays) {
   sandbox::SandboxRelay relay(plainHTTP());
   const LiveSessionService service = liveService();
