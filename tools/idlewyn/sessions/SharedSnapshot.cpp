@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <tools/idlewyn/sessions/SharedSnapshot.hpp>
 
+#include <cmath>
 #include <string_view>
 #include <tuple>
 #include <utility>
@@ -105,7 +106,8 @@ OldAgents LastSeen::oldAgents(Date now) const {
   constexpr double longest = 300;  // seconds
   OldAgents old = failedAgents();
   for (const auto& [agent, when] : answered) {
-    if ((now - when).count() > longest) old.emplace(agent, when);
+    // A time that is yet to come was taken by a clock that has been set back since.
+    if (std::abs((now - when).count()) > longest) old.emplace(agent, when);
   }
   return old;
 }
