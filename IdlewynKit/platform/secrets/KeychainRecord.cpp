@@ -51,7 +51,7 @@ std::optional<LeftPlace> parseLeft(std::string_view text) {
 
 /// Negative when there is none. Whatever else lies there, nobody is waited for.
 int openLockFile(const std::string& path) {
-  constexpr int flags = O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+  constexpr int flags = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
   int file = open(path.c_str(), O_RDWR | O_CREAT | flags, 0600);
   // Read-only media, or somebody else's: what can be read can be locked.
   if (file < 0) file = open(path.c_str(), O_RDONLY | flags);

@@ -161,6 +161,14 @@ TEST_F(SelectedKeychain, WhatIsNoFileIsNoLockAndHoldsNobodyUp) {
   });
 }
 
+TEST_F(SelectedKeychain, FollowsNoLinkInTheLocksPlace) {
+  std::filesystem::create_directories(directory);
+  std::filesystem::create_symlink("elsewhere", directory / "lock");
+  for (const auto kind : {KeychainLock::Kind::shared, KeychainLock::Kind::exclusive})
+    EXPECT_EQ(KeychainLock(directory, kind).state(), KeychainLock::State::impossible);
+  EXPECT_FALSE(std::filesystem::exists(directory / "elsewhere"));
+}
+
 TEST(MemoryKeychain, CanBeUsedInAChildWhateverItsParentsThreadsDid) {
   const auto items = sharedMemoryItems();
   const Data large = Data::ofText(std::string(1 << 20, 'x'));
