@@ -2,9 +2,11 @@
 """What the command keeps, where, and for whom."""
 import contextlib
 import fcntl
+import functools
 import http.server
 import json
 import re
+import resource
 import sqlite3
 import threading
 import time
@@ -172,13 +174,13 @@ class Snapshot(CommandTest):
     def bar(self):
         return json.loads(self.run_command("status", "--format", "waybar"))
 
-    def age(self):
-        """Makes the snapshot an old one."""
+    def age(self, when="2026-03-05T14:07:09.250Z"):
+        """Makes the snapshot one of another time."""
         place = self.home / f"data/idlewyn/defaults/{sandbox.GROUP}.sqlite3"
         with contextlib.closing(sqlite3.connect(place)) as database, database:
             read = "SELECT value FROM defaults WHERE key = 'sessionSnapshot'"
             snapshot = json.loads(database.execute(read).fetchone()[0])
-            snapshot["updatedAt"] = "2026-03-05T14:07:09.250Z"
+            snapshot["updatedAt"] = when
             database.execute("UPDATE defaults SET value = ? WHERE key = 'sessionSnapshot'",
                              (json.dumps(snapshot).encode(),))
 
@@ -242,6 +244,8 @@ class Snapshot(CommandTest):
         bar = self.bar()
         self.assertRegex(bar["text"], r"1 needs you \(.* ago\)")
         self.assertEqual((bar["class"], bar["alt"]), ("stale", "waitingForInput"))
+        self.age("2199-01-01T00:00:00.000Z")
+        self.assertEqual(self.bar()["class"], "stale", "the clock was ahead, and is right again")
 
     def test_is_as_old_as_the_answers(self):
         relay, other = self.paired("claude"), self.paired("codex")
@@ -312,6 +316,22 @@ class Pictures(CommandTest):
             self.run_command("render", "--output", f"{file}.png", "--appearance", look)
             pictures.add(file.with_suffix(".png").read_bytes())
         self.assertEqual(len(pictures), 3)
+
+    def test_replace_others_as_a_whole_and_follow_no_links(self):
+        file, link = self.home / "a.png", self.home / "link.png"
+        file.write_text("old")
+        file.chmod(0o640)
+        link.symlink_to(file)
+        self.run_command("render", "--output", str(link), status=1, has="is a link")
+
+        no_room = functools.partial(resource.setrlimit, resource.RLIMIT_FSIZE, (64, 64))
+        self.run_command("render", "--output", str(file), status=1, preexec_fn=no_room,
+                         restore_signals=False)  # Python ignores SIGXFSZ
+        self.assertEqual(file.read_text(), "old")
+        self.run_command("render", "--output", str(file))
+        self.assertEqual(file.read_bytes()[:4], b"\x89PNG")
+        self.assertEqual(file.stat().st_mode & 0o777, 0o640)
+        self.assertEqual({path.name for path in self.home.glob("*.png*")}, {"a.png", "link.png"})
 
     def test_of_nonsense_there_are_none(self):
         for arguments, status in ((("--format", "gif"), 2), (("--output", "a.gif"), 2),

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
-#include <fstream>
 #include <optional>
 #include <string_view>
 
@@ -41,14 +40,6 @@ PictureFormat formatOf(const Arguments& given) {
 }
 
 }  // namespace
-
-void writePicture(const platform::Data& picture, const std::string& file) {
-  std::ofstream output(file, std::ios::binary | std::ios::trunc);
-  output << picture.text() << std::flush;
-  if (!output) {
-    throw Failure(ExitCode::failure, "storage", "Can't write " + displayLine(file) + ".");
-  }
-}
 
 ExitCode runRender(const Arguments& given, Surroundings& with) {
   const LastSeen seen = lastSeen(given.agent());

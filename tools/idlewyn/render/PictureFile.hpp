@@ -7,7 +7,8 @@
 
 namespace idlewyn::command {
 
-/// Replaces the file. Throws a Failure of kind "storage".
+/// Replaces the file as a whole: a failure leaves what was there. Links are refused; a device or a
+/// pipe is written to. Throws a Failure of kind "storage".
 void writePicture(const platform::Data& picture, const std::string& file);
 
 }  // namespace idlewyn::command
