@@ -69,7 +69,8 @@ bool isWideNumber(Code error) {
   return error == Code::NUMBER_ERROR;
 }
 
-/// How many levels of lists and objects a text has, texts within it aside.
+/// How many levels of lists and objects a text has, texts within it aside. What follows a closing
+/// bracket that nothing opened is no JSON and isn't counted.
 std::size_t levelsOf(std::string_view text) {
   std::size_t level = 0, deepest = 0;
   bool isQuoted = false;
@@ -83,6 +84,7 @@ std::size_t levelsOf(std::string_view text) {
     } else if (c == '[' || c == '{') {
       deepest = std::max(deepest, ++level);
     } else if (c == ']' || c == '}') {
+      if (level == 0) break;
       --level;
     }
   }

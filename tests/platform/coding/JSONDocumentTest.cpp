@@ -28,6 +28,16 @@ bool isDocument(std::string_view text) {
   }
 }
 
+/// What the decoder says of a text that it refuses.
+std::string refusalOf(std::string_view text) {
+  try {
+    JSONDecoder().decode<Point>(text);
+  } catch (const DecodingError& error) {
+    return error.what();
+  }
+  return "";
+}
+
 /// Whether the decoder takes it as the value of a key that nobody reads.
 bool isIgnored(std::string_view value) {
   return isDocument(R"({"x":1,"other":)" + std::string(value) + "}");
@@ -74,6 +84,14 @@ TEST(JSONDocument, mayBeNestedAThousandDeepAndNoMore) {
     EXPECT_FALSE(isIgnored(nested(1024, innermost))) << innermost;
   }
   EXPECT_FALSE(isIgnored(nested(2'000'000)));
+}
+
+TEST(JSONDocument, isNotCalledTooDeepForClosingBracketsThatNothingOpened) {
+  const std::string noJSON = refusalOf("[");
+  EXPECT_NE(noJSON, refusalOf(nested(2000)));
+  // The wide number makes the decoder count levels.
+  for (const char* text : {"{\"x\":1e999}]]", "{\"x\":1e999}}}[", "[1e999]]]{{", "1e999]}["})
+    EXPECT_EQ(refusalOf(text), noJSON) << text;
 }
 
 TEST(JSONDocument, isRewrittenOnlyWhereANumberIsTooWide) {
