@@ -11,47 +11,119 @@ namespace idlewyn::platform {
 namespace {
 
 constexpr std::int64_t secondsPerDay = 86'400;
+constexpr std::size_t writtenLength = 24;
 constexpr auto reference = static_cast<std::int64_t>(referenceDateSince1970);
 
-/// Days from 1970-01-01 to a civil date of the years 0 to 9999. The year is taken to begin in
-/// March, so that the leap day is its last day.
-constexpr std::int32_t daysFromCivil(std::uint32_t year, std::uint32_t month, std::uint32_t day) {
-  const std::uint32_t shifted = year + 400 - (month <= 2 ? 1 : 0);  // 400: never below zero
-  const std::uint32_t century = shifted / 100;
-  const std::uint32_t monthFromMarch = month > 2 ? month - 3 : month + 9;
-  const std::uint32_t dayOfYear = (153 * monthFromMarch + 2) / 5 + day - 1;
-  const std::uint32_t days = shifted * 365 + shifted / 4 - century + century / 4 + dayOfYear;
-  return static_cast<std::int32_t>(days) - (719'468 + 146'097);
+/// Days from 0000-01-01 to the first day of a year.
+constexpr std::int32_t daysBeforeYear(std::uint32_t century, std::uint32_t yearOfCentury,
+                                      bool isLeap) {
+  // The leap years until this one, which has not had its leap day yet.
+  const std::uint32_t leapYears = century * 24 + century / 4 + yearOfCentury / 4 + (isLeap ? 0 : 1);
+  return static_cast<std::int32_t>((century * 100 + yearOfCentury) * 365 + leapYears);
 }
 
-constexpr std::int64_t firstSecond = daysFromCivil(0, 1, 1) * secondsPerDay - reference;
-constexpr std::int64_t lastSecond = (daysFromCivil(9999, 12, 31) + 1) * secondsPerDay - reference;
+constexpr std::int32_t referenceDay = daysBeforeYear(20, 1, false);
+constexpr std::int64_t firstSecond = -referenceDay * secondsPerDay;
+constexpr std::int64_t lastSecond = (daysBeforeYear(100, 0, true) - referenceDay) * secondsPerDay;
 constexpr double firstMillisecond = static_cast<double>(firstSecond * 1000);
 constexpr double lastMillisecond = static_cast<double>(lastSecond * 1000 - 1);
 constexpr double distantPastMilliseconds = secondsSinceReferenceDate(distantPast) * 1000;
 
-/// Reads fields of a text and remembers whether all of them were digits.
-class DigitReader {
- public:
-  explicit DigitReader(const char* text) noexcept : text_(text) {}
-
-  std::uint32_t two(std::size_t at) noexcept { return digit(at) * 10 + digit(at + 1); }
-  std::uint32_t four(std::size_t at) noexcept { return two(at) * 100 + two(at + 2); }
-  std::uint32_t digit(std::size_t at) noexcept {
-    const std::uint32_t value = static_cast<std::uint32_t>(text_[at]) - '0';
-    bad_ |= static_cast<std::uint32_t>(value > 9);
-    return value;
+/// What eight characters of a text have to be, as a word with the first of them in its lowest byte:
+/// digits where the form has a 0, and otherwise what the form has.
+struct Form {
+  template <std::size_t size>
+  consteval explicit Form(const char (&form)[size]) {
+    static_assert(size == 8 + 1);
+    for (int at = 0; at < 8; ++at) {
+      characters |= static_cast<std::uint64_t>(form[at]) << (8 * at);
+      if (form[at] != '0') fixed |= std::uint64_t{0xFF} << (8 * at);
+    }
   }
-  bool allDigits() const noexcept { return bad_ == 0; }
-
- private:
-  const char* text_;
-  std::uint32_t bad_ = 0;
+  std::uint64_t characters = 0, fixed = 0;
 };
 
-std::uint32_t lengthOfMonth(std::uint32_t year, std::uint32_t month) {
-  if (month == 2) return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0) ? 29 : 28;
-  return 30 + ((month ^ (month >> 3)) & 1);
+constexpr Form dayForm("0000-00-"), timeForm("00T00:00"), secondForm(":00.000Z");
+
+/// Eight characters of a text, read by their form.
+class Characters {
+ public:
+  Characters(const char* text, const Form& form) noexcept
+      : digits_(load(text) ^ form.characters), pairs_(digits_ * 10 + (digits_ >> 8)) {
+    // A digit stays below 16 when 6 is added.
+    constexpr std::uint64_t sixes = 0x0606'0606'0606'0606u, highs = 0xF0F0'F0F0'F0F0'F0F0u;
+    wrong_ = ((digits_ | (digits_ + sixes)) & highs) | (digits_ & form.fixed);
+  }
+
+  /// Zero if all characters are as they have to be.
+  std::uint64_t wrong() const noexcept { return wrong_; }
+  std::uint32_t digit(int at) const noexcept { return byte(digits_, at); }
+  std::uint32_t two(int at) const noexcept { return byte(pairs_, at); }
+
+ private:
+  static std::uint64_t load(const char* text) noexcept {
+    std::uint64_t word = 0;
+    std::memcpy(&word, text, sizeof word);
+    if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap64(word);
+    return word;
+  }
+  static std::uint32_t byte(std::uint64_t word, int at) noexcept {
+    return static_cast<std::uint32_t>(word >> (8 * at)) & 0xFF;
+  }
+
+  std::uint64_t digits_, pairs_, wrong_ = 0;
+};
+
+/// The months of a year by their numbers; a number that is no month has no days.
+struct Months {
+  std::array<std::uint8_t, 100> lengths{};
+  std::array<std::int16_t, 100> daysBefore{};  // since the year began
+};
+
+constexpr Months monthsOf(bool isLeap) {
+  constexpr std::array<int, 12> lengths{31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  Months months;
+  int days = 0;
+  for (std::size_t month = 1; month <= 12; ++month) {
+    const int length = lengths[month - 1] + (month == 2 && isLeap ? 1 : 0);
+    months.lengths[month] = static_cast<std::uint8_t>(length);
+    months.daysBefore[month] = static_cast<std::int16_t>(days);
+    days += length;
+  }
+  return months;
+}
+
+constexpr std::array<Months, 2> months{monthsOf(false), monthsOf(true)};
+
+/// Seconds since the reference date, of the fields of `YYYY-MM-DDThh:mm`.
+[[gnu::always_inline]] inline std::optional<std::int64_t> secondsOf(
+    const Characters& first, const Characters& second, std::uint32_t seconds) noexcept {
+  const std::uint32_t century = first.two(0), yearOfCentury = first.two(2), month = first.two(5);
+  const std::uint32_t day = second.two(0), hour = second.two(3), minute = second.two(6);
+  const bool isLeap = (yearOfCentury != 0 ? yearOfCentury : century) % 4 == 0;
+  const Months& year = months[isLeap ? 1 : 0];
+  if (day - 1 >= year.lengths[month] || hour > 23 || minute > 59 || seconds > 59)
+    return std::nullopt;
+  const std::int32_t days = daysBeforeYear(century, yearOfCentury, isLeap) - referenceDay +
+                            year.daysBefore[month] + static_cast<std::int32_t>(day) - 1;
+  return days * secondsPerDay + (hour * 60 + minute) * 60 + seconds;
+}
+
+/// Reads the one form that `appendISO8601` writes.
+std::optional<Date> parseWritten(const char* text) noexcept {
+  const Characters first(text, dayForm), second(text + 8, timeForm), third(text + 16, secondForm);
+  if ((first.wrong() | second.wrong() | third.wrong()) != 0) return std::nullopt;
+  const auto seconds = secondsOf(first, second, third.two(1));
+  if (!seconds) return std::nullopt;
+  const std::uint32_t milliseconds = third.two(4) * 10 + third.digit(6);
+  return dateFromReferenceSeconds(static_cast<double>(*seconds) + milliseconds / 1000.0);
+}
+
+/// The number of two digits; 100 and more if they are none.
+std::uint32_t readTwo(const char* text) noexcept {
+  const std::uint32_t tens = static_cast<std::uint32_t>(text[0]) - '0';
+  const std::uint32_t ones = static_cast<std::uint32_t>(text[1]) - '0';
+  return tens > 9 || ones > 9 ? 100 : tens * 10 + ones;
 }
 
 /// Reads "Z", "+hhmm" or "+hh:mm" as seconds east of UTC.
@@ -60,10 +132,9 @@ std::optional<std::int64_t> parseZone(std::string_view zone) {
   if (zone.size() < 5 || (zone[0] != '+' && zone[0] != '-')) return std::nullopt;
   const bool hasColon = zone.size() == 6 && zone[3] == ':';
   if (zone.size() != 5 && !hasColon) return std::nullopt;
-  DigitReader reader(zone.data());
-  const std::uint32_t hours = reader.two(1);
-  const std::uint32_t minutes = reader.two(hasColon ? 4 : 3);
-  if (!reader.allDigits() || hours > 23 || minutes > 59) return std::nullopt;
+  const std::uint32_t hours = readTwo(zone.data() + 1);
+  const std::uint32_t minutes = readTwo(zone.data() + (hasColon ? 4 : 3));
+  if (hours > 23 || minutes > 59) return std::nullopt;
   const auto seconds = static_cast<std::int64_t>(hours * 3600 + minutes * 60);
   return zone[0] == '-' ? -seconds : seconds;
 }
@@ -138,17 +209,14 @@ CivilDay civilFromDays(std::uint32_t days) {
 }  // namespace
 
 std::optional<Date> parseISO8601(std::string_view text, FractionOfSecond fraction) noexcept {
-  if (text.size() < 20) return std::nullopt;
-  const char* at = text.data();
-  DigitReader reader(at);
-  const std::uint32_t year = reader.four(0), month = reader.two(5), day = reader.two(8);
-  const std::uint32_t hour = reader.two(11), minute = reader.two(14), second = reader.two(17);
-  const bool delimited =
-      at[4] == '-' && at[7] == '-' && at[10] == 'T' && at[13] == ':' && at[16] == ':';
-  if (!reader.allDigits() || !delimited || hour > 23 || minute > 59 || second > 59) {
-    return std::nullopt;
-  }
-  if (month - 1 > 11 || day == 0 || day > lengthOfMonth(year, month)) return std::nullopt;
+  // With a fraction, no other form has this length.
+  if (text.size() == writtenLength && fraction == FractionOfSecond::required)
+    return parseWritten(text.data());
+  if (text.size() < 20 || text[16] != ':') return std::nullopt;
+  const Characters first(text.data(), dayForm), second(text.data() + 8, timeForm);
+  if ((first.wrong() | second.wrong()) != 0) return std::nullopt;
+  const auto seconds = secondsOf(first, second, readTwo(text.data() + 17));
+  if (!seconds) return std::nullopt;
 
   text.remove_prefix(19);
   double rest = 0;
@@ -161,9 +229,7 @@ std::optional<Date> parseISO8601(std::string_view text, FractionOfSecond fractio
   }
   const auto zone = parseZone(text);
   if (!zone) return std::nullopt;
-  const std::int64_t seconds = daysFromCivil(year, month, day) * secondsPerDay + hour * 3600 +
-                               minute * 60 + second - reference - *zone;
-  return dateFromReferenceSeconds(static_cast<double>(seconds) + rest);
+  return dateFromReferenceSeconds(static_cast<double>(*seconds - *zone) + rest);
 }
 
 void appendISO8601(Date date, std::string& text) {

@@ -67,6 +67,22 @@ TEST(ISO8601, readsBothFormsAndNothingElse) {
   }
 }
 
+// The form that is written is read in another way than all others.
+TEST(ISO8601, readsTheWrittenFormAsAnyOther) {
+  for (const std::string_view sample :
+       {"2026-03-05T14:07:09.250", "2024-02-29T23:59:59.999", "1900-02-28T00:00:00.001"}) {
+    for (std::size_t at = 0; at < sample.size(); ++at) {
+      for (int byte = 0; byte < 256; ++byte) {
+        std::string text(sample);
+        text[at] = static_cast<char>(byte);
+        ASSERT_EQ(parseISO8601(text + "Z", FractionOfSecond::required),
+                  parseISO8601(text + "+00:00", FractionOfSecond::required))
+            << text;
+      }
+    }
+  }
+}
+
 TEST(ISO8601, agreesWithTheCalendarOnEveryDayAndKeepsEveryMillisecond) {
   const std::chrono::sys_days first = std::chrono::year{0} / 1 / 1;
   const std::chrono::sys_days last = std::chrono::year{9999} / 12 / 31;
