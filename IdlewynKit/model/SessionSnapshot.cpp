@@ -7,23 +7,38 @@
 
 namespace idlewyn {
 
+namespace {
+
+void prefetch(const AgentSession& session) {
+  const char* begin = reinterpret_cast<const char*>(&session);
+  for (std::size_t line = 0; line < sizeof(AgentSession); line += 64)
+    __builtin_prefetch(begin + line);
+}
+
+void prefetchTexts(const AgentSession& session) {
+  __builtin_prefetch(session.id.data());
+  __builtin_prefetch(session.title.data());
+  for (const auto* text : {&session.workingDirectory, &session.summary, &session.activity})
+    if (*text) __builtin_prefetch((*text)->data());
+  if (session.permission) __builtin_prefetch(session.permission->detail.data());
+}
+
+}  // namespace
+
 const SessionSnapshot& SessionSnapshot::empty() {
   static const SessionSnapshot& snapshot = *new SessionSnapshot;
   return snapshot;
 }
 
 std::vector<AgentSession> SessionSnapshot::sorted() const {
-  constexpr std::size_t lookAhead = 8;
+  // The texts of a session can be fetched once the session is there.
+  constexpr std::size_t textsAhead = 8, sessionsAhead = 16;
   const auto order = internal::displayOrder(sessions);
   std::vector<AgentSession> result;
   result.reserve(order.size());
   for (std::size_t i = 0; i < order.size(); ++i) {
-    if (i + lookAhead < order.size()) {
-      const char* next = reinterpret_cast<const char*>(&sessions[order[i + lookAhead]]);
-      for (std::size_t line = 0; line < sizeof(AgentSession); line += 64) {
-        __builtin_prefetch(next + line);
-      }
-    }
+    if (i + sessionsAhead < order.size()) prefetch(sessions[order[i + sessionsAhead]]);
+    if (i + textsAhead < order.size()) prefetchTexts(sessions[order[i + textsAhead]]);
     result.push_back(sessions[order[i]]);
   }
   return result;
