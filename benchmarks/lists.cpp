@@ -82,8 +82,8 @@ void compare(Comparisons& comparisons, std::size_t count, Target sorting, Target
 
 int main(int argc, char** argv) {
   Comparisons comparisons(argc, argv);
-  // The copy alone, without which there is no new list, takes longer than was aimed at.
-  compare(comparisons, 1'000, Target(0.38, 0.19), 0.35);
-  compare(comparisons, 100'000, Target(0.42, 0.30), Target(0.55, 0.35));
+  // The copy, without which there is no new list, is the floor of sorting.
+  compare(comparisons, 1'000, Target(0.38, 0.25), Target(0.35, 0.15));
+  compare(comparisons, 100'000, Target(0.42, 0.30), Target(0.45, 0.30));
   return comparisons.finish();
 }

@@ -31,14 +31,16 @@ struct PlainSession {
   std::optional<std::int64_t> taskDone, taskTotal;
 };
 
-/// Written by hand for exactly these records, over the parser that the library uses.
+/// Written by hand for exactly these records, over the parser that the library uses. Its dates are
+/// of the one form that relays write.
 std::optional<std::vector<PlainSession>> decodeByHand(const std::string& json);
 /// The parser alone: the number of elements.
 std::size_t parseOnly(const std::string& json);
-/// Written by hand: appended to one string, a table of escapes, `std::to_chars`.
+/// Written by hand: texts sixteen bytes at a time, dates of that form, `std::to_chars`. Texts must
+/// be UTF-8.
 std::string encodeByHand(const std::vector<AgentSession>& sessions, std::size_t reserved);
 
-/// A generic JSON library with its conversions to and from types.
+/// A generic JSON library with its conversions to and from types, and the C library's dates.
 std::vector<PlainSession> decodeGenerically(const std::string& json);
 std::string encodeGenerically(const std::vector<PlainSession>& sessions);
 

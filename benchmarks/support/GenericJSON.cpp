@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include <stdexcept>
+#include <string>
 
 #include <nlohmann/json.hpp>
 
-#include <IdlewynKit/platform/base/ISO8601.hpp>
-
 #include "support/Baselines.hpp"
+#include "support/DatesByLibrary.hpp"
 
 namespace idlewyn::bench {
 namespace {
@@ -13,16 +12,12 @@ namespace {
 using Json = nlohmann::json;
 
 double dateOf(const Json& json) {
-  using platform::FractionOfSecond;
-  const auto& text = json.get_ref<const std::string&>();
-  auto date = platform::parseISO8601(text, FractionOfSecond::required);
-  if (!date) date = platform::parseISO8601(text, FractionOfSecond::absent);
-  return platform::secondsSinceReferenceDate(date.value());
+  return dateByLibrary(json.get_ref<const std::string&>().c_str()).value();
 }
 
 std::string textOf(double seconds) {
-  std::string text;
-  platform::appendISO8601(platform::dateFromReferenceSeconds(seconds), text);
+  char text[25];
+  putDateByLibrary(seconds, text);
   return text;
 }
 

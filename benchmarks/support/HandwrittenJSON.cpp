@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include <array>
-#include <charconv>
-
 #include <simdjson.h>
 
-#include <IdlewynKit/platform/base/ISO8601.hpp>
-
 #include "support/Baselines.hpp"
+#include "support/DatesByHand.hpp"
 
 namespace idlewyn::bench {
 namespace {
@@ -26,14 +22,11 @@ bool read(dom::element element, std::string& text) {
 }
 bool read(dom::element element, std::int64_t& value) { return !element.get(value); }
 bool read(dom::element element, double& date) {
-  using platform::FractionOfSecond;
   std::string_view view;
   if (element.get(view)) return false;
-  auto parsed = platform::parseISO8601(view, FractionOfSecond::required);
-  if (!parsed) parsed = platform::parseISO8601(view, FractionOfSecond::absent);
-  if (!parsed) return false;
-  date = platform::secondsSinceReferenceDate(*parsed);
-  return true;
+  const auto parsed = dateByHand(view);
+  date = parsed.value_or(0);
+  return parsed.has_value();
 }
 bool read(dom::element element, AgentProvider& provider) {
   std::string_view view;
@@ -133,96 +126,6 @@ bool readMember(std::string_view key, dom::element value, PlainSession& session,
   return true;
 }
 
-constexpr auto escapes = [] {
-  std::array<char, 256> table{};
-  for (std::size_t i = 0; i < 0x20; ++i)
-    table[i] = 'u';
-  table['"'] = '"';
-  table['\\'] = '\\';
-  table['\b'] = 'b';
-  table['\f'] = 'f';
-  table['\n'] = 'n';
-  table['\r'] = 'r';
-  table['\t'] = 't';
-  return table;
-}();
-
-void append(std::string_view text, std::string& json) {
-  constexpr char digits[] = "0123456789abcdef";
-  json += '"';
-  std::size_t begin = 0;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    const auto byte = static_cast<unsigned char>(text[at]);
-    const char escape = escapes[byte];
-    if (escape == 0) continue;
-    json.append(text, begin, at - begin);
-    begin = at + 1;
-    json += '\\';
-    json += escape;
-    if (escape != 'u') continue;
-    json += "00";
-    json += digits[byte >> 4];
-    json += digits[byte & 15];
-  }
-  json.append(text, begin);
-  json += '"';
-}
-void append(Date date, std::string& json) {
-  json += '"';
-  platform::appendISO8601(date, json);
-  json += '"';
-}
-void append(std::int64_t value, std::string& json) {
-  char digits[24];
-  json.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
-}
-
-void append(const PermissionPrompt& prompt, std::string& json) {
-  json += R"({"id":)";
-  append(prompt.id, json);
-  json += R"(,"toolName":)";
-  append(prompt.toolName, json);
-  json += R"(,"detail":)";
-  append(prompt.detail, json);
-  json += R"(,"createdAt":)";
-  append(prompt.createdAt, json);
-  if (prompt.alwaysRule) {
-    json += R"(,"alwaysRule":)";
-    append(*prompt.alwaysRule, json);
-  }
-  json += '}';
-}
-
-template <class T>
-void append(std::string_view prefix, const std::optional<T>& value, std::string& json) {
-  if (!value) return;
-  json += prefix;
-  append(*value, json);
-}
-
-void append(const AgentSession& session, std::string& json) {
-  json += R"({"id":)";
-  append(session.id, json);
-  json += R"(,"provider":)";
-  append(rawValue(session.provider), json);
-  json += R"(,"title":)";
-  append(session.title, json);
-  append(R"(,"workingDirectory":)", session.workingDirectory, json);
-  json += R"(,"status":)";
-  append(rawValue(session.status), json);
-  json += R"(,"startedAt":)";
-  append(session.startedAt, json);
-  json += R"(,"updatedAt":)";
-  append(session.updatedAt, json);
-  append(R"(,"summary":)", session.summary, json);
-  append(R"(,"permission":)", session.permission, json);
-  append(R"(,"activity":)", session.activity, json);
-  append(R"(,"turnStartedAt":)", session.turnStartedAt, json);
-  append(R"(,"taskDone":)", session.taskDone, json);
-  append(R"(,"taskTotal":)", session.taskTotal, json);
-  json += '}';
-}
-
 }  // namespace
 
 std::optional<std::vector<PlainSession>> decodeByHand(const std::string& json) {
@@ -249,20 +152,6 @@ std::size_t parseOnly(const std::string& json) {
   dom::array array;
   if (parser().parse(json.data(), json.size(), mustCopy).get(array)) return 0;
   return array.size();
-}
-
-std::string encodeByHand(const std::vector<AgentSession>& sessions, std::size_t reserved) {
-  std::string json;
-  json.reserve(reserved);
-  char opening = '[';
-  for (const AgentSession& session : sessions) {
-    json += opening;
-    opening = ',';
-    append(session, json);
-  }
-  if (opening == '[') json += '[';
-  json += ']';
-  return json;
 }
 
 }  // namespace idlewyn::bench
