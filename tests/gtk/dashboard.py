@@ -2,153 +2,55 @@
 """The dashboard as a screen reader and a keyboard see it, on a sandbox relay.
 
     with-display dashboard.py IDLEWYN SANDBOX_RELAY DASHBOARD
-
-Needs a display and a session bus.
 """
 import os
 import pathlib
-import struct
 import subprocess
 import sys
-import tempfile
 import time
 import unittest
 
-import gi
-
-gi.require_version("Atspi", "2.0")
-from gi.repository import Atspi, GLib  # noqa: E402
-
-sys.dont_write_bytecode = True
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tools/idlewyn"))
-import sandbox  # noqa: E402
-from xsettings import XSettings  # noqa: E402
-
-IDLEWYN, sandbox.SANDBOX, DASHBOARD = sys.argv[1:4]
+from dashboard_window import (Atspi, DASHBOARD, DashboardCase, centre, eventually, 
+                              screen_rows, session)
 
 
-def eventually(ask, what, seconds=20):
-    end = time.monotonic() + seconds
-    while not ask():
-        if time.monotonic() > end:
-            raise AssertionError(f"never came true: {what}")
-        GLib.MainContext.default().iteration(False)  # hears what listeners wait for
-        time.sleep(0.05)
-
-
-def tree(node):
-    """All that is shown below an accessible, as (role, name, accessible)."""
-    found = []
-    for child in map(node.get_child_at_index, range(node.get_child_count())):
-        if child:
-            found += [(child.get_role_name(), child.get_name() or "", child), *tree(child)]
-    return found
-
-
-def screen_rows():
-    """The X server's picture (XWD, 24 bits in 32): blue, green, red, nothing; a row a line."""
-    data = pathlib.Path(os.environ["IDLEWYN_TEST_SCREEN"]).read_bytes()
-    head = struct.unpack(">25I", data[:100])
-    header_size, width, height, stride, colors = head[0], head[4], head[5], head[12], head[19]
-    pixels = data[header_size + 12 * colors:]
-    return [pixels[y * stride:y * stride + 4 * width] for y in range(height)]
-
-
-def session(number, prompt=None, **fields):
-    return sandbox.session("claude", prompt, id=f"s{number}", title=f"Title \u202e{number}",
-                           workingDirectory=f"/src/project{number}",
-                           turnStartedAt="2026-03-05T14:07:09.250Z", **fields)
-
-
-class DashboardTest(unittest.TestCase):
+class DashboardTest(DashboardCase):
     @classmethod
-    def setUpClass(cls):
-        data = cls.enterClassContext(tempfile.TemporaryDirectory(prefix="idlewyn-dashboard-"))
-        os.environ.update(IDLEWYN_DATA_DIR=data, IDLEWYN_KEYCHAIN="file", GTK_A11Y="atspi",
-                          G_DEBUG="fatal-warnings")
-        cls.settings = XSettings()
-        cls.relay = cls.enterClassContext(sandbox.Relay())
-        subprocess.run([IDLEWYN, "pair", cls.relay.pairingLink, "--agent", "claude"], check=True,
-                       stdout=subprocess.DEVNULL)
+    def prepare(cls):
         cls.sessions = [
             session(1, {"id": "p1", "detail": "make test\nmake install",
                         "alwaysRule": "Bash(make)"}),
             session(2, activity="Bash: swift test", taskDone=1, taskTotal=4)]
         cls.relay.show(*cls.sessions)
-        Atspi.get_desktop(0)  # the bus and its registry run before the window comes
-        cls.start()
-
-    @classmethod
-    def start(cls):
-        cls.program = subprocess.Popen([DASHBOARD])
-        cls.addClassCleanup(cls.program.wait, 10)
-        cls.addClassCleanup(cls.program.terminate)
-        eventually(cls.find_window, "the window is on the accessibility bus", 60)
-
-    @classmethod
-    def find_window(cls):
-        desktop = Atspi.get_desktop(0)
-        desktop.clear_cache()
-        for index in range(desktop.get_child_count()):
-            application = desktop.get_child_at_index(index)
-            if application and "dashboard" in (application.get_name() or ""):
-                application.set_cache_mask(Atspi.Cache.NONE)  # what is shown now
-                if application.get_child_count():
-                    return application.get_child_at_index(0)
-        return None
-
-    def shown(self):
-        window = self.find_window()
-        try:
-            return tree(window) if window else []
-        except GLib.Error:
-            return []  # a part of it went meanwhile
-
-    def named(self, role, name):
-        return [child for r, n, child in self.shown() if r == role and n == name]
-
-    def says(self, *parts):
-        """Whether one name has them all."""
-        return any(all(part in name for part in parts) for _, name, _ in self.shown())
-
-    def window_id(self):
-        return subprocess.check_output(["xdotool", "search", "--onlyvisible", "--name",
-                                        "Sessions"], text=True).split()[0]
-
-    def width(self):
-        shape = subprocess.check_output(
-            ["xdotool", "getwindowgeometry", "--shell", self.window_id()], text=True)
-        return int(shape.split("WIDTH=")[1].split()[0])
-
-    def press(self, *keys):
-        subprocess.run(["xdotool", "windowfocus", "--sync", self.window_id()], check=True)
-        subprocess.run(["xdotool", "key", "--clearmodifiers", *keys], check=True)
-
-    def is_in(self, state, role, name):
-        return any(found.get_state_set().contains(state) for found in self.named(role, name))
-
-    def place(self, role, name):
-        return self.named(role, name)[0].get_extents(Atspi.CoordType.WINDOW)
 
     def size(self, role, name):
         place = self.place(role, name)
         return place.width, place.height
 
-    def test_1_a_screen_reader_finds_everything_that_is_shown(self):
-        eventually(lambda: self.named("push button", "Allow Bash"), "the prompt's buttons")
-        for expected in [("image", "Needs input"), ("image", "Working"), ("label", "project1"),
-                         ("label", "Claude"), ("push button", "Deny Bash"),
-                         ("push button", "Always Bash")]:
+    def is_night(self):
+        """Nothing on the screen is light but red."""
+        return max(max(row[0::4] + row[1::4]) for row in screen_rows()) < 120
+
+    def test_1_a_screen_reader_finds_everything_that_is_shown_once(self):
+        eventually(lambda: self.is_open("Allow Bash"), "the prompt's buttons")
+        for expected in [("list", "Questions"), ("list item", "Claude Code in project1 asks: Bash"),
+                         ("button", "Deny Bash"), ("button", "Always Bash"),
+                         ("list", "Sessions"), ("list item", "project1"),
+                         ("list item", "project2"), ("label", "Claude")]:
             self.assertTrue(self.named(*expected), expected)
         for part in ["make test", "make install", "Bash(make)", "1 of 4 tasks done",
                      "Bash: swift test", "1 needs you", r"Title \u{202E}2"]:
             self.assertTrue(self.says(part), part)
-        status = self.place("image", "Needs input")
-        self.assertGreater(status.width, 10)
-        self.assertGreater(status.y, 10)
+        names = [name for _, name, _ in self.shown()]
+        for status in ["Needs input", "Working"]:
+            self.assertEqual(names.count(status), 1, status)
+        self.assertFalse(self.says("Pair an Agent"), "what is not shown is not there")
+        place = self.place("label", "Needs input")
+        self.assertGreater(place.width, 10)
+        self.assertGreater(place.y, 10)
 
     def test_1_text_follows_the_desktop_s_size_live(self):
-        shown = [("push button", "Allow Bash"), ("label", "project1")]
+        shown = [("button", "Allow Bash"), ("label", "project1")]
         before = {what: self.size(*what) for what in shown}
         self.settings.set({"Xft/DPI": 192 * 1024})
         for what in shown:
@@ -170,14 +72,14 @@ class DashboardTest(unittest.TestCase):
         listener.deregister("object:property-change:accessible-name")
 
     def test_2_a_prompt_is_answered_by_keyboard(self):
-        eventually(lambda: self.named("push button", "Allow Bash"), "the prompt's buttons")
-        self.press("Tab")
-        eventually(lambda: self.is_in(Atspi.StateType.FOCUSED, "push button", "Allow Bash"),
-                   "one Tab leads to the first answer")
+        eventually(lambda: self.is_open("Allow Bash"), "the prompt's buttons")
+        for name in ["Deny Bash", "Allow Bash"]:
+            self.press("Tab")
+            eventually(lambda: self.is_in(Atspi.StateType.FOCUSED, "button", name), name)
         self.press("space")
-        eventually(self.relay.decisions, "the relay has the answer")
-        self.assertEqual([body for _, body in self.relay.decisions()], ['{"decision":"allow"}'])
-        eventually(lambda: self.says("Allowed"), "it is said")
+        eventually(self.decisions, "the relay has the answer")
+        self.assertEqual(self.decisions(), [("p1", '{"decision":"allow"}')])
+        eventually(lambda: self.named("alert", "Allowed."), "it is said")
 
     def test_3_a_failing_agent_is_told_and_its_cards_stay(self):
         self.relay.fault("v1/sessions", "status=503")
@@ -189,14 +91,19 @@ class DashboardTest(unittest.TestCase):
     def test_3_what_a_failing_agent_asked_is_not_offered(self):
         self.relay.heal()
         self.relay.show(*self.sessions)
-        eventually(lambda: self.named("push button", "Allow Bash"), "the prompt's buttons")
+        self.press("F5")
+        eventually(lambda: self.is_open("Allow Bash"), "the prompt's buttons")
         self.relay.fault("v1/sessions", "status=503")
-        eventually(lambda: not self.named("push button", "Allow Bash"), "no buttons")
+        self.press("F5")
+        eventually(lambda: not self.named("button", "Allow Bash"), "no buttons")
         self.assertTrue(self.says("It waited for an answer then."))
+        self.assertFalse(self.says("1 needs you ·"), "it is not counted")
         self.relay.heal()
-        eventually(lambda: self.named("push button", "Allow Bash"), "they are back")
+        self.press("F5")
+        eventually(lambda: self.named("button", "Allow Bash"), "they are back")
         self.relay.show(session(1), self.sessions[1])
-        eventually(lambda: not self.named("push button", "Allow Bash"), "it was answered")
+        self.press("F5")
+        eventually(lambda: not self.named("button", "Allow Bash"), "it was answered")
 
     def test_3_a_key_fetches_at_once(self):
         before = self.relay.rounds()
@@ -205,46 +112,104 @@ class DashboardTest(unittest.TestCase):
         self.press("F5")
         eventually(lambda: self.relay.rounds() > before, "another", 1.5)
 
-    def test_4_night_is_a_switch_that_the_keyboard_reaches(self):
-        eventually(lambda: self.named("check box", "Night"), "the switch")
+    def test_4_night_is_red_and_can_be_read(self):
+        self.assertFalse(self.is_night())
         self.press("alt+n")
         eventually(self.is_night, "night is on")
-        time.sleep(2.5)  # the fade takes 1.2
-        rows = screen_rows()
-        others = max(max(row[0::4] + row[1::4]) for row in rows)
-        self.assertLess(others, 120, "nothing is light but red")
-        place = self.place("panel", "Sessions")
-        head = rows[place.y:place.y + place.height]
+        place = self.place("panel", "Summary")
+        head = screen_rows()[place.y:place.y + place.height]
         self.assertGreater(max(max(row[2::4]) for row in head), 200, "the headline can be read")
 
-    def is_night(self):
-        return any(self.is_in(state, "check box", "Night")
-                   for state in (Atspi.StateType.CHECKED, Atspi.StateType.PRESSED))
-
     def test_5_night_and_size_outlive_the_window(self):
-        subprocess.run(["xdotool", "windowsize", self.window_id(), "150", "500"], check=True)
-        eventually(lambda: self.width() <= 260, "the window is as narrow as it can be")
+        self.resize(150, 500)
+        eventually(lambda: self.width() <= 280, "the window is as narrow as it can be")
+        self.assertTrue(self.says("Working"))
         self.press("ctrl+w")
         self.assertEqual(self.program.wait(10), 0)
         self.start()
         eventually(self.is_night, "night is remembered")
-        eventually(lambda: self.width() <= 260, "the size is remembered")
+        eventually(lambda: self.width() <= 280, "the size is remembered")
+        self.press("alt+n")
+        self.resize(460, 640)
         self.press("ctrl+q")
         self.assertEqual(self.program.wait(10), 0)
 
-    def test_6_sessions_are_invented_only_where_nothing_is_paired_and_say_so(self):
-        file = pathlib.Path(os.environ["IDLEWYN_DATA_DIR"], "keychain/keychain.sqlite3")
-        kept = file.rename(f"{file}.kept")
-        file.touch(0o644)
+    def test_6_what_can_t_be_read_is_said_with_a_way_on(self):
+        folder = pathlib.Path(os.environ["IDLEWYN_DATA_DIR"], "keychain")
+        for file in folder.iterdir():
+            file.chmod(0o644)  # others could have read or written it
         self.start()
-        eventually(lambda: self.says("keychain"), "it can't be read: anybody may")
-        self.assertEqual(self.find_window().get_name(), "Sessions")
-        file.unlink()
-        eventually(lambda: self.find_window().get_name() == "Demo Sessions", "nothing is paired")
-        kept.rename(file)
-        eventually(lambda: self.named("label", "project2"), "pairing brings the agent's sessions")
-        self.assertEqual(self.find_window().get_name(), "Sessions")
+        eventually(lambda: self.says("keychain"), "the reason")
+        eventually(lambda: self.named("button", "Try Again"), "a way on")
+        for file in folder.iterdir():
+            file.chmod(0o600)
+        self.click(centre(self.place("button", "Try Again")))
+        eventually(lambda: self.named("label", "project2"), "the sessions")
+
+
+class StagesTest(DashboardCase):
+    """What is shown while there is no session, on a relay that has none."""
+
+    @classmethod
+    def prepare(cls):
+        cls.relay.show()
+        cls.relay.fault("v1/sessions", "stall")
+
+    def test_waiting_failing_and_empty_look_different(self):
+        eventually(lambda: self.says("Asking the Agents"), "it is asking")
+        self.relay.heal()
+        self.relay.fault("v1/sessions", "status=503")
+        eventually(lambda: self.says("No Agent Answers"), "it fails")
+        eventually(lambda: self.says("Claude", "503"), "with the reason")
+        self.relay.heal()
+        self.click(centre(self.place("button", "Try Again")))
+        eventually(lambda: self.says("No Sessions"), "it answers")
+        self.assertFalse(self.named("button", "Try Again"))
+
+
+class PairingTest(DashboardCase):
+    paired = False
+
+    def test_1_an_unpaired_user_is_told_what_to_do_and_nothing_is_invented(self):
+        eventually(lambda: self.says("Pair an Agent"), "the page")
+        self.assertFalse(self.named("list", "Sessions"))
+        self.assertEqual(self.relay.requests(), [])
+
+    def test_2_the_demo_is_a_choice_and_says_so(self):
+        self.click(centre(self.place("button", "Show Demo Sessions")))
+        eventually(lambda: self.says("These sessions are invented."), "the banner")
+        self.assertEqual(self.find_window().get_name(), "Demo Sessions")
+        self.click(centre(self.place("button", "Leave Demo")))
+        eventually(lambda: self.says("Pair an Agent"), "the page is back")
+
+    def test_3_what_is_no_link_is_refused_in_words(self):
+        self.enter("idlewyn://pair?url=nowhere")
+        eventually(lambda: self.says("not a complete pairing link"), "why")
+
+    def test_4_a_link_from_elsewhere_pairs_only_when_told_to(self):
+        subprocess.run([DASHBOARD, self.relay.pairingLink], check=True, timeout=30)
+        eventually(lambda: self.says(self.relay.address), "whom it would pair with")
+        groups = self.relay.fingerprint[:4], self.relay.fingerprint[-4:]
+        self.assertTrue(self.says(*groups), "by which certificate")
+        self.assertEqual(self.relay.requests(), [], "nothing was sent")
+        self.click(centre(self.place("button", "Cancel")))
+        eventually(lambda: self.says("Pair an Agent"), "the page is back")
+        self.assertEqual(self.relay.requests(), [])
+
+    def test_5_every_agent_of_the_relay_is_paired(self):
+        self.relay.show(session(1))
+        self.enter(self.relay.pairingLink)
+        eventually(lambda: self.named("button", "Pair"), "the question")
+        self.click(centre(self.place("button", "Pair")))
+        eventually(lambda: self.says("Paired with Claude Code"), "what was paired")
+        eventually(lambda: self.named("list item", "project1"), "the sessions")
+
+    def enter(self, text):
+        self.click(centre(self.place("text", "Pairing link or address")))
+        self.press("ctrl+a")
+        subprocess.run(["xdotool", "type", "--delay", "2", text], check=True)
+        self.press("Return")
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1])
+    unittest.main(argv=sys.argv[:1] + sys.argv[4:])

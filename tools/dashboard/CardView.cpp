@@ -35,8 +35,12 @@ View state(const AgentSession& session, std::optional<Date> oldSince) {
   const View status = Text(std::string(label(session.status)))
                           .font(Typography::metaStrong)
                           .foreground(tint(session.status));
+  // A running timer explains itself; the age of the last change needs a word.
   const View elapsed = View(ElapsedLabel(session)).font(Typography::number).foreground(secondary);
-  return Row({status, elapsed}, VerticalAlignment::centre, Spacing::xs).lineLimit(1);
+  const View ago = session.runningSince()
+                       ? View()
+                       : View(Text("ago").font(Typography::meta).foreground(secondary));
+  return Row({status, elapsed, ago}, VerticalAlignment::centre, Spacing::xs).lineLimit(1);
 }
 
 View progress(const AgentSession& session) {
@@ -47,6 +51,8 @@ View progress(const AgentSession& session) {
 View doing(const AgentSession& session, bool isOld) {
   if (isOld && session.permission)
     return Text("It waited for an answer then.").font(Typography::supporting).foreground(secondary);
+  if (session.permission)
+    return Text("Its question is above.").font(Typography::supporting).foreground(secondary);
   if (const auto activity = session.currentActivity())
     return ActivityLine(displayLine(*activity), secondary, true, false);
   if (const auto summary = session.displaySummary())
@@ -60,19 +66,36 @@ View doing(const AgentSession& session, bool isOld) {
 }  // namespace
 
 View HeadlineView::body() const {
-  const View mark =
-      lead.isEmpty ? View(Symbol("moon.zzz.fill")).font(Typography::heroGlyph).foreground(secondary)
-                   : View(Text(std::to_string(lead.count)))
-                         .font(Typography::count)
-                         .foreground(tint(lead.status));
-  const View text = Text(lead.summary()).font(Typography::screenTitle).foreground(primary);
-  return Row({mark, text, Spacer()}, VerticalAlignment::centre, Spacing::m)
-      .accessibilityLabel(lead.summary());
+  return Row({Text(summary).font(Typography::screenTitle).foreground(tint(status)).lineLimit(1),
+              Spacer()})
+      .accessibilityLabel(summary);
+}
+
+View AskerView::body() const {
+  return Row({Text(text).font(Typography::metaStrong).foreground(isOpen ? primary : secondary),
+              Spacer()})
+      .lineLimit(1);
+}
+
+View QuestionView::body() const {
+  const View tool = Text(displayLine(toolName)).font(Typography::headline).foreground(primary);
+  const View question =
+      Text(displayBlock(detail)).font(Typography::monoBody).foreground(primary).code();
+  return Column({Row({tool, Spacer()}), Row({question, Spacer()})}, HorizontalAlignment::leading,
+                Spacing::xs);
+}
+
+View RuleView::body() const {
+  return Row(
+      {Text("Always adds: " + displayBlock(rule)).font(Typography::mono).foreground(primary).code(),
+       Spacer()});
 }
 
 View CardView::body() const {
-  const View icon =
-      View(StatusIndicator(session.status, StatusIconSize::medium)).frame(Layout::iconColumn);
+  // The status is said once, by its word.
+  const View icon = View(StatusIndicator(session.status, StatusIconSize::medium))
+                        .frame(Layout::iconColumn)
+                        .accessibilityElement();
   const View name = Text(displayLine(session.projectName()))
                         .font(Typography::headline)
                         .foreground(primary)
@@ -94,9 +117,9 @@ View CardView::body() const {
 View TroubleView::body(const platform::Environment& environment) const {
   const Color color = environment.value<IsNightMode>() ? primary : tint(SessionStatus::failed);
   std::string sentence = displayLine(trouble.sentence);
-  if (trouble.provider) sentence.insert(0, std::string(displayName(*trouble.provider)) + ": ");
+  sentence.insert(0, std::string(displayName(trouble.provider)) + ": ");
   std::vector<View> parts{
-      Text(sentence).font(Typography::supporting).foreground(color).lineLimit(2)};
+      Text(sentence).font(Typography::supporting).foreground(color).lineLimit(4)};
   if (trouble.lastSeen) {
     parts.push_back(Row({Text(" Last seen").font(Typography::meta),
                          Text::relative(*trouble.lastSeen).font(Typography::meta),

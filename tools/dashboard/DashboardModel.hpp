@@ -11,78 +11,107 @@
 
 #include <IdlewynKit/IdlewynKit.hpp>
 
+#include <tools/idlewyn/sessions/OldAgents.hpp>
+#include <tools/idlewyn/watch/Watcher.hpp>
+
 namespace dashboard {
 
-/// One line for an agent that could not be asked, or for all when none is known: what happened,
-/// and how old its cards are.
+/// One line for an agent that could not be asked: what happened, and how old its cards are.
 struct Trouble {
-  Trouble(std::optional<idlewyn::AgentProvider> provider, std::string sentence,
+  Trouble(idlewyn::AgentProvider provider, std::string sentence,
           std::optional<idlewyn::Date> lastSeen)
       : provider(provider), sentence(std::move(sentence)), lastSeen(lastSeen) {}
 
   friend bool operator==(const Trouble&, const Trouble&) = default;
 
-  std::optional<idlewyn::AgentProvider> provider;
+  idlewyn::AgentProvider provider;
   std::string sentence;
   /// When its sessions were last fetched; absent when never.
   std::optional<idlewyn::Date> lastSeen;
 };
 
-/// The sessions of all agents, fetched again and again on GTK's main loop. All members are for
+/// What the window has to show as a whole.
+enum class Stage {
+  /// Nothing is paired.
+  unpaired,
+  /// The pairings can't be read; `reason` says why.
+  unreadable,
+  /// No agent has answered yet, none has failed, and no session is known from before.
+  loading,
+  /// No agent answers, and no session is known from before.
+  failed,
+  /// The agents answer and have no sessions.
+  empty,
+  sessions,
+};
+
+/// The sessions of all agents, fetched again and again on GTK's main loop: every three seconds, and
+/// less and less often where an agent does not answer, as the command does. All members are for
 /// that thread.
 class DashboardModel : public std::enable_shared_from_this<DashboardModel> {
  public:
-  /// Gives the agents to ask, or throws why they aren't known.
+  /// Gives the paired agents, or throws why they aren't known.
   using Find = std::function<std::vector<idlewyn::Connection>()>;
-  explicit DashboardModel(Find find);
+  DashboardModel(Find find, bool isDemo);
+  ~DashboardModel();
 
   /// Called after each change of what the getters give, but not when only the snapshot's date is
   /// new.
   std::function<void()> changed;
-  /// Something to tell once: the outcome of an answer.
-  std::function<void(std::string)> told;
+  /// Something to tell once: the outcome of an answer, and whether it is a failure.
+  std::function<void(std::string, bool isFailure)> told;
 
-  /// Fetches now, and then every few seconds for as long as the model lives.
+  /// Fetches now, and then again and again for as long as the model lives.
   void start();
+  /// Looks for the pairings and asks every agent at once.
   void refresh();
-  /// Sends the answer, says how it went, and fetches again. One answer a prompt: until that
-  /// fetch the prompt counts as answered.
-  void answer(const idlewyn::AgentSession& session, idlewyn::PermissionDecision decision);
+  /// Shows generated sessions in place of the paired agents', or no longer.
+  void setDemo(bool isDemo);
+  /// Sends the answer, says how it went, and fetches again. One answer a prompt: until that fetch
+  /// the prompt counts as answered.
+  void answer(idlewyn::AgentProvider provider, const std::string& promptID,
+              idlewyn::PermissionDecision decision);
 
-  bool isDemo() const;
-  const idlewyn::SessionSnapshot& snapshot() const { return snapshot_; }
-  /// Without the agents that do not answer.
-  idlewyn::SessionSnapshot liveSnapshot() const;
-  /// When an agent that does not answer, or has not answered yet, was last seen; else nothing. Its
-  /// sessions are marked, and its prompts are not offered.
-  std::optional<idlewyn::Date> oldSince(idlewyn::AgentProvider provider) const;
+  Stage stage() const;
+  bool isDemo() const { return isDemo_; }
+  const std::string& reason() const { return reason_; }
+  const idlewyn::SessionSnapshot& snapshot() const { return watcher_->snapshot(); }
+  /// The agents that do not answer, or have not answered yet.
+  idlewyn::command::OldAgents oldAgents() const;
   std::vector<Trouble> troubles() const;
   bool isAnswering(const std::string& promptID) const { return answering_.contains(promptID); }
 
  private:
-  bool isPaired() const { return !connections_.empty() && !isDemo(); }
-  /// Looks which agents there are. True when something is new.
-  bool look();
-  void show(idlewyn::SnapshotResult result);
-  const idlewyn::Connection* connection(idlewyn::AgentProvider provider) const;
+  using Watcher = idlewyn::command::Watcher;
 
-  static boost::asio::awaitable<void> fetch(std::weak_ptr<DashboardModel> weak);
+  /// True when other agents are followed from now on.
+  bool look();
+  void follow(std::vector<idlewyn::Connection> connections);
+  void ask();
+  void take(idlewyn::SnapshotResult result, Watcher::Time asked);
+  void schedule();
+  std::map<idlewyn::AgentProvider, std::string> errorTexts() const;
+  bool hasErrors() const { return !reason_.empty() || !watcher_->errors().empty(); }
+
+  static boost::asio::awaitable<void> fetch(std::weak_ptr<DashboardModel> weak,
+                                            Watcher::Time asked);
   static boost::asio::awaitable<void> send(std::weak_ptr<DashboardModel> weak,
                                            idlewyn::PermissionDecision decision,
                                            std::string promptID, idlewyn::Connection connection);
 
   Find find_;
+  bool isDemo_;
   std::vector<idlewyn::Connection> connections_;
   /// Why they aren't known; else empty.
-  std::string unknown_;
+  std::string reason_;
   idlewyn::LiveSessionService service_;
-  idlewyn::SessionSnapshot snapshot_;
-  std::map<idlewyn::AgentProvider, std::string> errors_;
-  std::map<idlewyn::AgentProvider, idlewyn::Date> lastSeen_;
-  /// Those that have answered since they are known.
-  std::set<idlewyn::AgentProvider> answered_;
+  std::unique_ptr<Watcher> watcher_;
   std::map<std::string, idlewyn::PermissionDecision> answering_;
   bool isFetching_ = false;
+  /// The agents changed during a fetch; its result is of no use.
+  bool isStale_ = false;
+  bool isWantedAgain_ = false;
+  unsigned int timer_ = 0;
 };
 
 }  // namespace dashboard

@@ -1,26 +1,25 @@
 // SPDX-License-Identifier: MIT
 #include <tools/dashboard/DashboardWindow.hpp>
 
-#include <algorithm>
 #include <cstdint>
 #include <initializer_list>
+#include <utility>
 #include <variant>
+#include <vector>
 
-#include <IdlewynKit/UI.hpp>
+#include <IdlewynKit/Version.hpp>
 #include <IdlewynKit/platform/text/DisplayText.hpp>
 
-#include <tools/dashboard/Style.hpp>
+#include <tools/dashboard/Widgets.hpp>
 
 namespace dashboard {
 
 using namespace idlewyn;
-using platform::Appearance;
 
 namespace {
 
-constexpr guint secondsToRead = 6;
-constexpr int usualWidth = 460, usualHeight = 640;
-constexpr guint halfOfFade = 600;
+constexpr unsigned int secondsToRead = 6;
+constexpr int usualWidth = 460, usualHeight = 640, leastWidth = 260, leastHeight = 300;
 
 // What is remembered, by its name in the program's own defaults.
 constexpr const char* nightKey = "night";
@@ -37,66 +36,140 @@ bool isNightRemembered() {
   return UserDefaults::standard().value(nightKey) == UserDefaults::Value(true);
 }
 
-Appearance appearanceFor(bool isNight) {
-  return isNight ? Appearance::dark : gtk::desktopAppearance();
+GtkWidget* makeMenuButton() {
+  GMenu* menu = g_menu_new();
+  const auto section = [menu](std::initializer_list<std::pair<const char*, const char*>> items) {
+    GMenu* part = g_menu_new();
+    for (const auto& [label, action] : items)
+      g_menu_append(part, label, action);
+    g_menu_append_section(menu, nullptr, G_MENU_MODEL(part));
+    g_object_unref(part);
+  };
+  section({{"_Pair an Agent…", "win.pair"}, {"_Refresh", "win.refresh"}});
+  section({{"_Night", "win.night"}, {"_Demo Sessions", "win.demo"}});
+  section({{"_About Idlewyn", "win.about"}});
+  GtkWidget* button = gtk_menu_button_new();
+  gtk_menu_button_set_icon_name(GTK_MENU_BUTTON(button), "open-menu-symbolic");
+  gtk_menu_button_set_primary(GTK_MENU_BUTTON(button), TRUE);
+  gtk_menu_button_set_menu_model(GTK_MENU_BUTTON(button), G_MENU_MODEL(menu));
+  gtk_widget_set_tooltip_text(button, "Main Menu");
+  setAccessibleName(button, "Main Menu");
+  g_object_unref(menu);
+  return button;
 }
 
-bool areAnimationsOn() {
-  gboolean isOn = FALSE;
-  g_object_get(gtk_settings_get_default(), "gtk-enable-animations", &isOn, nullptr);
-  return isOn != FALSE;
+void bind(GtkApplication* application, const char* action, std::vector<const char*> keys) {
+  keys.push_back(nullptr);
+  gtk_application_set_accels_for_action(application, action, keys.data());
 }
 
-template <class Function>
-void onSwitched(GtkWidget* control, Function* function, gpointer data) {
-  g_signal_connect_swapped(control, "notify::active", G_CALLBACK(function), data);
+void addAction(GtkWindow* window, const char* name, std::function<void()> done) {
+  GSimpleAction* action = g_simple_action_new(name, nullptr);
+  g_signal_connect_data(
+      action, "activate", G_CALLBACK(+[](GSimpleAction*, GVariant*, gpointer data) {
+        (*static_cast<std::function<void()>*>(data))();
+      }),
+      new std::function<void()>(std::move(done)),
+      [](gpointer data, GClosure*) { delete static_cast<std::function<void()>*>(data); },
+      static_cast<GConnectFlags>(0));
+  g_action_map_add_action(G_ACTION_MAP(window), G_ACTION(action));
+  g_object_unref(action);
+}
+
+void setSwitch(GtkWindow* window, const char* name, bool isOn) {
+  GAction* action = g_action_map_lookup_action(G_ACTION_MAP(window), name);
+  g_simple_action_set_state(G_SIMPLE_ACTION(action), g_variant_new_boolean(isOn ? TRUE : FALSE));
+}
+
+void showAbout(GtkWindow* window) {
+  gtk_show_about_dialog(
+      window, "program-name", "Idlewyn", "version", IdlewynKitVersionString, "logo-icon-name",
+      "app.vantor.idlewyn.dashboard", "license-type", GTK_LICENSE_MIT_X11, "comments",
+      "Watch coding-agent sessions from afar and answer their questions.", nullptr);
 }
 
 }  // namespace
 
-DashboardWindow::DashboardWindow(GtkApplication* application, std::shared_ptr<DashboardModel> model)
+DashboardWindow::DashboardWindow(AdwApplication* application, std::shared_ptr<DashboardModel> model)
     : model_(std::move(model)),
-      window_(GTK_WINDOW(gtk_application_window_new(application))),
-      desktop_(gtk::observeDesktop([this] { followDesktop(); })) {
-  const bool isNight = isNightRemembered();
-  look_ = Look{isNight, appearanceFor(isNight)};
+      window_(GTK_WINDOW(adw_application_window_new(GTK_APPLICATION(application)))),
+      style_(gtk_widget_get_display(GTK_WIDGET(window_))),
+      sessions_(*model_),
+      stage_(*model_, [this] { model_->refresh(); }),
+      pairing_({.paired =
+                    [this](const std::string& told, bool isFailure) {
+                      tell(told, isFailure);
+                      setPairing(false);
+                      model_->setDemo(false);
+                      model_->refresh();
+                    },
+                .showDemo =
+                    [this] {
+                      setPairing(false);
+                      model_->setDemo(true);
+                    }}) {
   g_object_ref(window_);
-  installStyle(gtk_widget_get_display(GTK_WIDGET(window_)));
   gtk_widget_add_css_class(GTK_WIDGET(window_), "dash");
+  gtk_widget_set_size_request(GTK_WIDGET(window_), leastWidth, leastHeight);
   gtk_window_set_default_size(window_, rememberedLength(widthKey, usualWidth),
                               rememberedLength(heightKey, usualHeight));
-  gtk_window_set_titlebar(window_, makeHeader());
-  gtk_window_set_child(window_, makeContent());
-  addShortcuts(application);
-  followDesktop();
+  GtkWidget* column = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
+  gtk_box_append(GTK_BOX(column), makeHeader());
+  gtk_box_append(GTK_BOX(column), makeContent());
+  adw_application_window_set_content(ADW_APPLICATION_WINDOW(window_), column);
+  addActions(GTK_APPLICATION(application));
+  for (const char* what : {"notify::dark", "notify::high-contrast"})
+    g_signal_connect_swapped(
+        adw_style_manager_get_default(), what,
+        G_CALLBACK(+[](gpointer self) { static_cast<DashboardWindow*>(self)->show(); }), this);
+  setNight(isNightRemembered());
   model_->changed = [this] { show(); };
-  model_->told = [this](const std::string& message) { tell(message); };
+  model_->told = [this](const std::string& message, bool isFailure) { tell(message, isFailure); };
   show();
 }
 
 DashboardWindow::~DashboardWindow() {
   model_->changed = nullptr;
   model_->told = nullptr;
-  if (forget_ != 0) g_source_remove(forget_);
-  if (dress_ != 0) g_source_remove(dress_);
+  g_signal_handlers_disconnect_by_data(adw_style_manager_get_default(), this);
   g_object_unref(window_);
 }
 
-void DashboardWindow::addShortcuts(GtkApplication* application) {
-  GSimpleAction* refresh = g_simple_action_new("refresh", nullptr);
-  g_signal_connect_swapped(refresh, "activate", G_CALLBACK(+[](gpointer self) {
-                             static_cast<DashboardWindow*>(self)->model_->refresh();
-                           }),
-                           this);
-  g_action_map_add_action(G_ACTION_MAP(window_), G_ACTION(refresh));
-  g_object_unref(refresh);
-  const auto bind = [application](const char* action, std::initializer_list<const char*> keys) {
-    std::vector<const char*> list(keys);
-    list.push_back(nullptr);
-    gtk_application_set_accels_for_action(application, action, list.data());
-  };
-  bind("win.refresh", {"F5", "<Control>r"});
-  bind("window.close", {"<Control>w", "<Control>q"});  // it is the only window
+GtkWidget* DashboardWindow::makeHeader() {
+  GtkWidget* header = adw_header_bar_new();
+  title_ = ADW_WINDOW_TITLE(adw_window_title_new("", ""));
+  adw_header_bar_set_title_widget(ADW_HEADER_BAR(header), GTK_WIDGET(title_));
+  back_ = gtk_button_new_from_icon_name("go-previous-symbolic");
+  gtk_widget_set_tooltip_text(back_, "Back");
+  setAccessibleName(back_, "Back");
+  connect(back_, "clicked", [this] { setPairing(false); });
+  adw_header_bar_pack_start(ADW_HEADER_BAR(header), back_);
+  adw_header_bar_pack_end(ADW_HEADER_BAR(header), makeMenuButton());
+  return header;
+}
+
+GtkWidget* DashboardWindow::makeContent() {
+  overlay_ = ADW_TOAST_OVERLAY(adw_toast_overlay_new());
+  gtk_widget_set_vexpand(GTK_WIDGET(overlay_), TRUE);
+  return GTK_WIDGET(overlay_);
+}
+
+void DashboardWindow::addActions(GtkApplication* application) {
+  addAction(window_, "pair", [this] {
+    pairing_.begin();
+    setPairing(true);
+  });
+  addAction(window_, "refresh", [this] { model_->refresh(); });
+  addAction(window_, "about", [this] { showAbout(window_); });
+  addSwitch("night", isNightRemembered(),
+            [](DashboardWindow& self, bool isOn) { self.setNight(isOn); });
+  addSwitch("demo", model_->isDemo(), [](DashboardWindow& self, bool isOn) {
+    self.setPairing(false);
+    self.model_->setDemo(isOn);
+  });
+  bind(application, "win.refresh", {"F5", "<Control>r"});
+  bind(application, "win.night", {"<Alt>n"});
+  bind(application, "window.close", {"<Control>w", "<Control>q"});  // it is the only window
   g_signal_connect_swapped(window_, "close-request", G_CALLBACK(+[](gpointer self) -> gboolean {
                              static_cast<DashboardWindow*>(self)->remember();
                              return FALSE;
@@ -104,166 +177,86 @@ void DashboardWindow::addShortcuts(GtkApplication* application) {
                            this);
 }
 
-GtkWidget* DashboardWindow::makeHeader() {
-  GtkWidget* header = gtk_header_bar_new();
-  title_ = gtk_label_new(nullptr);
-  gtk_label_set_ellipsize(GTK_LABEL(title_),
-                          PANGO_ELLIPSIZE_END);  // GTK's own would keep 5 letters
-  gtk_widget_add_css_class(title_, "title");
-  gtk_header_bar_set_title_widget(GTK_HEADER_BAR(header), title_);
-  GtkWidget* night = gtk_switch_new();
-  gtk_switch_set_active(GTK_SWITCH(night), look_.isNight ? TRUE : FALSE);
-  GtkWidget* label = gtk_label_new_with_mnemonic("_Night");
-  gtk_label_set_mnemonic_widget(GTK_LABEL(label), night);
-  gtk_widget_set_valign(night, GTK_ALIGN_CENTER);
-  onSwitched(
-      night,
-      +[](gpointer self, GParamSpec*, GtkSwitch* control) {
-        static_cast<DashboardWindow*>(self)->setNight(gtk_switch_get_active(control) != FALSE);
-      },
-      this);
-  gtk_header_bar_pack_end(GTK_HEADER_BAR(header), night);
-  gtk_header_bar_pack_end(GTK_HEADER_BAR(header), label);
-  return header;
-}
-
-GtkWidget* DashboardWindow::makeContent() {
-  GtkWidget* column = gtk_box_new(GTK_ORIENTATION_VERTICAL, Spacing::m);
-  gtk_widget_set_margin_start(column, Spacing::m);
-  gtk_widget_set_margin_end(column, Spacing::m);
-  gtk_widget_set_margin_top(column, Spacing::l);
-  gtk_widget_set_margin_bottom(column, Spacing::l);
-  gtk_box_append(GTK_BOX(column), headline_.widget());
-  gtk_widget_set_focusable(headline_.widget(), TRUE);
-  gtk_widget_add_css_class(headline_.widget(), "headline");
-  gtk_accessible_update_property(GTK_ACCESSIBLE(headline_.widget()), GTK_ACCESSIBLE_PROPERTY_LABEL,
-                                 "Sessions", -1);
-
-  // Screen readers say its text whenever it changes.
-  told_ = GTK_WIDGET(g_object_new(GTK_TYPE_LABEL, "accessible-role", GTK_ACCESSIBLE_ROLE_STATUS,
-                                  "xalign", 0.0, "wrap", TRUE, "visible", FALSE, nullptr));
-  gtk_widget_add_css_class(told_, "told");
-  gtk_box_append(GTK_BOX(column), told_);
-  troubles_ = gtk_box_new(GTK_ORIENTATION_VERTICAL, Spacing::xs);
-  gtk_box_append(GTK_BOX(column), troubles_);
-  cards_ = gtk_box_new(GTK_ORIENTATION_VERTICAL, Spacing::m);
-  gtk_box_append(GTK_BOX(column), cards_);
-
-  GtkWidget* scrolled = gtk_scrolled_window_new();
-  gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scrolled), GTK_POLICY_NEVER,
-                                 GTK_POLICY_AUTOMATIC);
-  gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scrolled), column);
-  return scrolled;
+void DashboardWindow::addSwitch(const char* name, bool isOn,
+                                void (*changed)(DashboardWindow&, bool)) {
+  GSimpleAction* action =
+      g_simple_action_new_stateful(name, nullptr, g_variant_new_boolean(isOn ? TRUE : FALSE));
+  using Changed = void (*)(DashboardWindow&, bool);
+  struct Binding {
+    DashboardWindow& window;
+    Changed changed;
+  };
+  g_signal_connect_data(
+      action, "change-state", G_CALLBACK(+[](GSimpleAction* self, GVariant* value, gpointer data) {
+        const auto* binding = static_cast<Binding*>(data);
+        g_simple_action_set_state(self, value);
+        binding->changed(binding->window, g_variant_get_boolean(value) != FALSE);
+      }),
+      new Binding{*this, changed},
+      [](gpointer data, GClosure*) { delete static_cast<Binding*>(data); },
+      static_cast<GConnectFlags>(0));
+  g_action_map_add_action(G_ACTION_MAP(window_), G_ACTION(action));
+  g_object_unref(action);
 }
 
 void DashboardWindow::show() {
+  const Stage stage = model_->stage();
+  const bool isUnpaired = stage == Stage::unpaired;
   const char* title = model_->isDemo() ? "Demo Sessions" : "Sessions";
   gtk_window_set_title(window_, title);
-  gtk_label_set_text(GTK_LABEL(title_), title);
-  headline_.show(HeadlineView{SnapshotLead(model_->liveSnapshot())}, look_);
-  showTroubles();
-  showCards();
-  // From here one Tab leads to the first question, and none is answered by a stray key.
-  if (gtk_window_get_focus(window_) == nullptr) gtk_widget_grab_focus(headline_.widget());
+  adw_window_title_set_title(title_, title);
+  gtk_widget_set_visible(back_, isPairing_ && !isUnpaired ? TRUE : FALSE);
+  setSwitch(window_, "demo", model_->isDemo());
+  sessions_.show(style_.look());
+  stage_.show();
+  showPage(isPairing_ || isUnpaired   ? pairing_.widget()
+           : stage == Stage::sessions ? sessions_.widget()
+                                      : stage_.widget());
+  if (!wanted_.empty() && sessions_.goTo(wanted_)) wanted_.clear();
 }
 
-void DashboardWindow::showTroubles() {
-  const std::vector<Trouble> troubles = model_->troubles();
-  while (troubleLines_.size() > troubles.size()) {
-    gtk_box_remove(GTK_BOX(troubles_), troubleLines_.back()->widget());
-    troubleLines_.pop_back();
-  }
-  while (troubleLines_.size() < troubles.size()) {
-    troubleLines_.push_back(std::make_unique<NightWidget<TroubleView>>());
-    gtk_box_append(GTK_BOX(troubles_), troubleLines_.back()->widget());
-  }
-  for (std::size_t i = 0; i < troubles.size(); ++i)
-    troubleLines_[i]->show(TroubleView{troubles[i]}, look_);
+// One page is there at a time: screen readers would find the others of a GtkStack.
+void DashboardWindow::showPage(GtkWidget* page) {
+  const bool isOther = adw_toast_overlay_get_child(overlay_) != page;
+  if (isOther) adw_toast_overlay_set_child(overlay_, page);
+  if (isOther && page == pairing_.widget()) pairing_.focus();
+  // No question is answered by a stray key.
+  const bool isFree = isOther || gtk_window_get_focus(window_) == nullptr;
+  if (isFree && page == sessions_.widget()) sessions_.focus();
 }
 
-// Cards stay with their sessions: those that remain are moved, never made anew, and when the
-// order is as it was nothing is touched, so that the keyboard stays where it is.
-void DashboardWindow::showCards() {
-  std::vector<CardKey> order;
-  for (const AgentSession& session : model_->snapshot().sorted()) {
-    CardKey key{session.provider, session.id};
-    if (std::ranges::find(order, key) != order.end()) continue;
-    auto& card = shown_[key];
-    if (!card) {
-      // The answer is for the session as it is shown when the button is pressed.
-      const auto answer = [this, key](PermissionDecision decision) {
-        for (const AgentSession& now : model_->liveSnapshot().sessions)
-          if (CardKey{now.provider, now.id} == key) return model_->answer(now, decision);
-      };
-      card = std::make_unique<SessionCard>(answer);
-      gtk_box_append(GTK_BOX(cards_), card->widget());
-      order_.push_back(key);
-    }
-    const bool isAnswering = session.permission && model_->isAnswering(session.permission->id);
-    card->show(session, model_->oldSince(session.provider), isAnswering, look_);
-    order.push_back(std::move(key));
-  }
-  for (const CardKey& key : order_) {
-    if (std::ranges::find(order, key) != order.end()) continue;
-    gtk_box_remove(GTK_BOX(cards_), shown_.at(key)->widget());
-    shown_.erase(key);
-  }
-  std::erase_if(order_, [this](const CardKey& key) { return !shown_.contains(key); });
-  if (order == order_) return;
-  GtkWidget* previous = nullptr;
-  for (const CardKey& key : order) {
-    GtkWidget* widget = shown_.at(key)->widget();
-    gtk_box_reorder_child_after(GTK_BOX(cards_), widget, previous);
-    previous = widget;
-  }
-  order_ = std::move(order);
+// A toast reads markup; a label of its own does not, and wraps. What lies below it comes to light
+// when it goes: then no question takes a click that was meant for it.
+void DashboardWindow::tell(const std::string& message, bool isFailure) {
+  AdwToast* toast = adw_toast_new("");
+  GtkWidget* text = makeText(displayLine(message), GTK_ACCESSIBLE_ROLE_ALERT);
+  gtk_label_set_width_chars(GTK_LABEL(text), 12);
+  gtk_label_set_max_width_chars(GTK_LABEL(text), 40);
+  adw_toast_set_custom_title(toast, text);
+  adw_toast_set_timeout(toast, isFailure ? 0 : secondsToRead);
+  adw_toast_set_priority(toast, ADW_TOAST_PRIORITY_HIGH);
+  connect(toast, "dismissed", [this] { sessions_.guard(); });
+  adw_toast_overlay_add_toast(overlay_, toast);
 }
 
-void DashboardWindow::tell(const std::string& message) {
-  gtk_label_set_text(GTK_LABEL(told_), displayLine(message).c_str());
-  gtk_widget_set_visible(told_, TRUE);
-  if (forget_ != 0) g_source_remove(forget_);
-  const auto forget = [](gpointer self) -> gboolean {
-    auto* window = static_cast<DashboardWindow*>(self);
-    window->forget_ = 0;
-    gtk_widget_set_visible(window->told_, FALSE);
-    return G_SOURCE_REMOVE;
-  };
-  forget_ = g_timeout_add_seconds(secondsToRead, forget, this);
+void DashboardWindow::setPairing(bool isPairing) {
+  isPairing_ = isPairing;
+  show();
+}
+
+void DashboardWindow::offerPairing(const std::string& link) {
+  pairing_.offer(link);
+  setPairing(true);
+}
+
+void DashboardWindow::goToPrompt(const std::string& promptID) {
+  wanted_ = promptID;
+  setPairing(false);
 }
 
 void DashboardWindow::setNight(bool isNight) {
   UserDefaults::standard().set(nightKey, isNight);
-  look_.isNight = isNight;
-  followDesktop();
-  show();
-}
-
-// GTK's own parts fade from look to look. What is drawn has its colours of light or of dark, so
-// it changes over in the middle, where both can be read.
-void DashboardWindow::followDesktop() {
-  GtkWidget* window = GTK_WIDGET(window_);
-  const char* wanted = look_.isNight                                  ? "night"
-                       : gtk::desktopAppearance() == Appearance::dark ? "dark"
-                                                                      : "light";
-  for (const char* look : {"light", "dark", "night"})
-    if (g_strcmp0(look, wanted) != 0) gtk_widget_remove_css_class(window, look);
-  gtk_widget_add_css_class(window, wanted);
-  if (dress_ != 0) g_source_remove(std::exchange(dress_, 0));
-  const Appearance appearance = appearanceFor(look_.isNight);
-  if (appearance == look_.appearance) return;
-  if (gtk_widget_get_mapped(window) == FALSE || !areAnimationsOn()) return dress(appearance);
-  const auto dressed = [](gpointer self) -> gboolean {
-    auto* dashboard = static_cast<DashboardWindow*>(self);
-    dashboard->dress_ = 0;
-    dashboard->dress(appearanceFor(dashboard->look_.isNight));
-    return G_SOURCE_REMOVE;
-  };
-  dress_ = g_timeout_add(halfOfFade, dressed, this);
-}
-
-void DashboardWindow::dress(Appearance appearance) {
-  look_.appearance = appearance;
+  style_.setNight(isNight);
   show();
 }
 

@@ -1,62 +1,58 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <map>
 #include <memory>
+#include <optional>
 #include <string>
-#include <utility>
-#include <vector>
 
-#include <gtk/gtk.h>
+#include <adwaita.h>
 
-#include <IdlewynKit/gtk/DesktopAppearance.hpp>
-
-#include <tools/dashboard/CardView.hpp>
 #include <tools/dashboard/DashboardModel.hpp>
-#include <tools/dashboard/NightWidget.hpp>
-#include <tools/dashboard/SessionCard.hpp>
+#include <tools/dashboard/PairingPage.hpp>
+#include <tools/dashboard/SessionsPage.hpp>
+#include <tools/dashboard/StagePage.hpp>
+#include <tools/dashboard/Style.hpp>
 
 namespace dashboard {
 
-/// The window: the lead on top, what went wrong below it, then a card for each session in display
-/// order. Lives until the window is closed.
+/// The window: one page at a time, and over it what is told once. Lives until it is closed.
 class DashboardWindow {
  public:
-  DashboardWindow(GtkApplication* application, std::shared_ptr<DashboardModel> model);
+  DashboardWindow(AdwApplication* application, std::shared_ptr<DashboardModel> model);
   DashboardWindow(const DashboardWindow&) = delete;
   DashboardWindow& operator=(const DashboardWindow&) = delete;
   ~DashboardWindow();
 
   GtkWindow* window() const { return window_; }
+  /// Asks about pairing by this link. Nothing is sent before a person agrees.
+  void offerPairing(const std::string& link);
+  /// Brings this question to view as soon as it is known.
+  void goToPrompt(const std::string& promptID);
 
  private:
-  void addShortcuts(GtkApplication* application);
   GtkWidget* makeHeader();
   GtkWidget* makeContent();
+  void addActions(GtkApplication* application);
+  void addSwitch(const char* name, bool isOn, void (*changed)(DashboardWindow&, bool));
   void show();
-  void showCards();
-  void showTroubles();
-  void tell(const std::string& message);
+  void showPage(GtkWidget* page);
+  void tell(const std::string& message, bool isFailure);
+  void setPairing(bool isPairing);
   void setNight(bool isNight);
-  void followDesktop();
-  void dress(idlewyn::platform::Appearance appearance);
   void remember() const;
 
   std::shared_ptr<DashboardModel> model_;
   GtkWindow* window_;
-  GtkWidget* title_ = nullptr;
-  GtkWidget* cards_ = nullptr;
-  GtkWidget* troubles_ = nullptr;
-  GtkWidget* told_ = nullptr;
-  NightWidget<HeadlineView> headline_;
-  using CardKey = std::pair<idlewyn::AgentProvider, std::string>;
-  std::map<CardKey, std::unique_ptr<SessionCard>> shown_;
-  std::vector<CardKey> order_;
-  std::vector<std::unique_ptr<NightWidget<TroubleView>>> troubleLines_;
-  std::shared_ptr<void> desktop_;
-  guint forget_ = 0;
-  guint dress_ = 0;
-  Look look_;
+  Style style_;
+  AdwWindowTitle* title_ = nullptr;
+  GtkWidget* back_ = nullptr;
+  AdwToastOverlay* overlay_ = nullptr;
+  SessionsPage sessions_;
+  StagePage stage_;
+  PairingPage pairing_;
+  /// A person asked for the page, though agents are paired.
+  bool isPairing_ = false;
+  std::string wanted_;
 };
 
 }  // namespace dashboard

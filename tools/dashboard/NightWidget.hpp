@@ -7,16 +7,9 @@
 #include <IdlewynKit/UI.hpp>
 #include <IdlewynKit/gtk/ViewWidget.hpp>
 
+#include <tools/dashboard/Style.hpp>
+
 namespace dashboard {
-
-/// How everything in the window looks.
-struct Look {
-  bool isNight = false;
-  /// Dark at night, whatever the desktop says: the filter makes red of it.
-  idlewyn::platform::Appearance appearance = idlewyn::platform::Appearance::light;
-
-  friend bool operator==(const Look&, const Look&) = default;
-};
 
 /// A widget that shows one component. It passes on what is new only: to show the same again costs
 /// a comparison.
