@@ -6,8 +6,8 @@
 #include <simdjson.h>
 
 #include <IdlewynKit/platform/coding/JSONDecoder.hpp>
-#include <IdlewynKit/platform/coding/ValueReader.hpp>
-#include <IdlewynKit/platform/coding/WideNumbers.hpp>
+#include <IdlewynKit/platform/coding/internal/ValueReader.hpp>
+#include <IdlewynKit/platform/coding/internal/WideNumbers.hpp>
 
 namespace idlewyn::platform {
 namespace {
@@ -95,13 +95,14 @@ std::size_t levelsOf(std::string_view text) {
 /// for its depth: the parser counts an innermost level only when there is something in it.
 simdjson::error_code parseThoroughly(dom::parser& parser, std::string_view text,
                                      dom::element& root) {
-  const std::string narrowed = narrowingNumbers(text);
+  const std::string narrowed = internal::narrowingNumbers(text);
   if (levelsOf(narrowed) > mostLevels) return simdjson::DEPTH_ERROR;
   if (const auto error = parser.allocate(narrowed.size(), mostLevels + 1)) return error;
   return parser.parse(narrowed).get(root);
 }
 
-bool readsFast(const ValueReader& reader, const Shape& shape, dom::element root, void* value) {
+bool readsFast(const internal::ValueReader& reader, const internal::Shape& shape, dom::element root,
+               void* value) {
   try {
     return reader.readFast(shape, root, value);
   } catch (...) {
@@ -112,7 +113,7 @@ bool readsFast(const ValueReader& reader, const Shape& shape, dom::element root,
 
 }  // namespace
 
-void JSONDecoder::read(std::string_view text, std::size_t spare, const Shape& shape,
+void JSONDecoder::read(std::string_view text, std::size_t spare, const CodedType& type,
                        void* value) const {
   ParserLease parser;
   const bool mustCopy = spare < simdjson::SIMDJSON_PADDING;
@@ -128,7 +129,8 @@ void JSONDecoder::read(std::string_view text, std::size_t spare, const Shape& sh
   if (error != simdjson::SUCCESS) {
     throw DecodingError(DecodingError::Kind::dataCorrupted, {}, describe(error));
   }
-  const ValueReader reader(dateDecodingStrategy, isNarrowed);
+  const internal::Shape& shape = internal::shapeOf(type);
+  const internal::ValueReader reader(dateDecodingStrategy, isNarrowed);
   if (readsFast(reader, shape, root, value)) return;
   shape.clear(value);
   reader.readCarefully(shape, root, value, nullptr);

@@ -8,8 +8,8 @@
 
 #include <IdlewynKit/Export.hpp>
 #include <IdlewynKit/platform/base/Data.hpp>
+#include <IdlewynKit/platform/coding/CodedType.hpp>
 #include <IdlewynKit/platform/coding/DecodingError.hpp>
-#include <IdlewynKit/platform/coding/Shape.hpp>
 
 /// Reads JSON (RFC 8259, UTF-8 without a byte-order mark) into records and closed sets.
 ///
@@ -18,7 +18,10 @@
 ///     auto points = decoder.decode<std::vector<Point>>(body);
 namespace idlewyn::platform {
 
+namespace internal {
 struct PathStep;
+class ValueReader;
+}  // namespace internal
 
 /// The JSON value that a date strategy reads. Valid during that call only.
 class SingleValue {
@@ -33,14 +36,14 @@ class SingleValue {
   IDLEWYNKIT_EXPORT DecodingError dataCorrupted(std::string description) const;
 
  private:
-  friend class ValueReader;
+  friend class internal::ValueReader;
   enum class Kind : std::uint8_t { text, number, other };
 
   Kind kind_ = Kind::other;
   std::string_view text_;  ///< What it is called, when it is neither text nor number.
   double number_ = 0;
   bool isTooLarge_ = false;
-  const PathStep* path_ = nullptr;
+  const internal::PathStep* path_ = nullptr;
 };
 
 /// Gives the date, or throws what `SingleValue` gives; called with every date, null excepted.
@@ -63,19 +66,19 @@ class JSONDecoder {
   template <Decodable T>
   T decode(const Data& data) const {
     T value = RecordMaker::blank<T>();
-    read(data.text(), data.storage.capacity() - data.size(), shapeOf<T>(), &value);
+    read(data.text(), data.storage.capacity() - data.size(), codedType<T>(), &value);
     return value;
   }
   template <Decodable T>
   T decode(std::string_view text) const {
     T value = RecordMaker::blank<T>();
-    read(text, 0, shapeOf<T>(), &value);
+    read(text, 0, codedType<T>(), &value);
     return value;
   }
 
  private:
   /// `spare` bytes behind the text may be read.
-  IDLEWYNKIT_EXPORT void read(std::string_view text, std::size_t spare, const Shape& shape,
+  IDLEWYNKIT_EXPORT void read(std::string_view text, std::size_t spare, const CodedType& type,
                               void* value) const;
 };
 

@@ -2,14 +2,15 @@
 #include <utility>
 
 #include <IdlewynKit/platform/coding/JSONEncoder.hpp>
-#include <IdlewynKit/platform/coding/ValueWriter.hpp>
+#include <IdlewynKit/platform/coding/internal/ValueWriter.hpp>
 
 namespace idlewyn::platform {
 
-Data JSONEncoder::write(const Shape& shape, const void* value) const {
+Data JSONEncoder::write(const CodedType& type, const void* value) const {
   std::string json;
-  OutputBuffer buffer(json);
-  ValueWriter(dateEncodingStrategy, buffer).write(shape, value, nullptr);
+  internal::OutputBuffer buffer(json);
+  internal::ValueWriter(dateEncodingStrategy, buffer)
+      .write(internal::shapeOf(type), value, nullptr);
   buffer.flush();
   return Data::ofText(std::move(json));
 }

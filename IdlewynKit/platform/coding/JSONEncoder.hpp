@@ -6,8 +6,8 @@
 
 #include <IdlewynKit/Export.hpp>
 #include <IdlewynKit/platform/base/Data.hpp>
+#include <IdlewynKit/platform/coding/CodedType.hpp>
 #include <IdlewynKit/platform/coding/EncodingError.hpp>
-#include <IdlewynKit/platform/coding/Shape.hpp>
 
 /// Writes records and closed sets as compact JSON.
 ///
@@ -31,11 +31,11 @@ class JSONEncoder {
   /// same double. Throws EncodingError.
   template <Encodable T>
   Data encode(const T& value) const {
-    return write(shapeOf<T>(), &value);
+    return write(codedType<T>(), &value);
   }
 
  private:
-  IDLEWYNKIT_EXPORT Data write(const Shape& shape, const void* value) const;
+  IDLEWYNKIT_EXPORT Data write(const CodedType& type, const void* value) const;
 };
 
 }  // namespace idlewyn::platform

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace idlewyn::platform {
+namespace idlewyn::platform::internal {
 
 /// Gathers small pieces before they go to a string, which would look at its capacity for each.
 class OutputBuffer {
@@ -55,4 +55,4 @@ class OutputBuffer {
   std::array<char, capacity> buffer_;
 };
 
-}  // namespace idlewyn::platform
+}  // namespace idlewyn::platform::internal

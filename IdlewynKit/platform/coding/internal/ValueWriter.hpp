@@ -4,10 +4,11 @@
 #include <string>
 
 #include <IdlewynKit/platform/coding/JSONEncoder.hpp>
-#include <IdlewynKit/platform/coding/OutputBuffer.hpp>
-#include <IdlewynKit/platform/coding/PathStep.hpp>
+#include <IdlewynKit/platform/coding/internal/OutputBuffer.hpp>
+#include <IdlewynKit/platform/coding/internal/PathStep.hpp>
+#include <IdlewynKit/platform/coding/internal/Shape.hpp>
 
-namespace idlewyn::platform {
+namespace idlewyn::platform::internal {
 
 /// Writes values as JSON.
 class ValueWriter {
@@ -34,4 +35,4 @@ class ValueWriter {
   std::string dateText_;
 };
 
-}  // namespace idlewyn::platform
+}  // namespace idlewyn::platform::internal

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
+#include <atomic>
+#include <memory>
 #include <utility>
 
-#include <IdlewynKit/platform/coding/KeyTable.hpp>
-#include <IdlewynKit/platform/coding/Shape.hpp>
+#include <IdlewynKit/platform/coding/internal/KeyTable.hpp>
+#include <IdlewynKit/platform/coding/internal/Shape.hpp>
 
-namespace idlewyn::platform {
+namespace idlewyn::platform::internal {
 namespace {
 
 FieldAccess accessTo(const FieldShape& field) {
@@ -44,7 +46,48 @@ bool placeFields(const std::vector<KeySlot>& fields, std::uint64_t multiplier,
   return true;
 }
 
+FieldShape fieldShape(const CodedField& coded) {
+  FieldShape field{.name = coded.name};
+  field.shape = &shapeOf(*coded.type);
+  field.offset = coded.offset;
+  field.isOptional = coded.engage != nullptr;
+  field.engage = coded.engage;
+  field.held = coded.held;
+  return field;
+}
+
+std::unique_ptr<const Shape> makeShape(const CodedType& type) {
+  auto shape = std::make_unique<Shape>();
+  shape->kind = type.kind;
+  shape->clear = type.clear;
+  shape->typeName = type.typeName;
+  shape->texts = type.texts;
+  shape->fallback = type.fallback;
+  shape->width = type.width;
+  for (const CodedField& field : type.fields)
+    shape->fields.push_back(fieldShape(field));
+  if (type.kind == CodedType::Kind::record) shape->indexFields();
+  if (type.element != nullptr) shape->element = &shapeOf(*type.element);
+  shape->stride = type.stride;
+  shape->reserve = type.reserve;
+  shape->append = type.append;
+  shape->contents = type.contents;
+  return shape;
+}
+
 }  // namespace
+
+// Two threads may make the same shape; the one that is later gives its own up.
+const Shape& shapeOf(const CodedType& type) {
+  const std::atomic_ref<const void*> prepared(type.prepared);
+  const void* known = prepared.load(std::memory_order_acquire);
+  if (known == nullptr) {
+    auto made = makeShape(type);
+    if (prepared.compare_exchange_strong(known, made.get(), std::memory_order_acq_rel))
+      known = made.release();
+  }
+  return *static_cast<const Shape*>(known);
+}
 
 void Shape::indexFields() {
   for (std::size_t i = 0; i < fields.size(); ++i) {
@@ -68,4 +111,4 @@ void Shape::indexFields() {
   }
 }
 
-}  // namespace idlewyn::platform
+}  // namespace idlewyn::platform::internal

@@ -8,7 +8,7 @@
 
 #include <IdlewynKit/platform/coding/CodingKey.hpp>
 
-namespace idlewyn::platform {
+namespace idlewyn::platform::internal {
 
 /// A coding path as it grows on the stack during a walk; copied out only for an error.
 struct PathStep {
@@ -29,4 +29,4 @@ inline std::vector<CodingKey> codingPath(const PathStep* step) {
   return path;
 }
 
-}  // namespace idlewyn::platform
+}  // namespace idlewyn::platform::internal

@@ -12,14 +12,14 @@
 #include <IdlewynKit/platform/base/Record.hpp>
 #include <IdlewynKit/platform/base/URL.hpp>
 
-/// What the coders know of a type at run time, built once from its `fields()`. Applications
-/// have no use for it but as a concept:
+/// What the coders are told about a type: a plain list of its fields, made once from `fields()`.
+/// Applications have no use for it but as a concept:
 ///
 ///     static_assert(Decodable<AgentSession>);
 ///     static_assert(!Decodable<PairingLink>);   // a record, but without a JSON form
 namespace idlewyn::platform {
 
-struct Shape;
+struct CodedType;
 
 /// Makes the blank values that the decoder fills.
 struct RecordMaker {
@@ -52,46 +52,19 @@ struct RecordMaker {
 };
 
 /// One field of a record. An optional field is described by the type that it may hold.
-struct FieldShape {
+struct CodedField {
   std::string_view name;
-  const Shape* shape = nullptr;
+  const CodedType* type = nullptr;
   std::size_t offset = 0;
-  bool isOptional = false;
   /// Makes an optional hold a blank, and gives that; null for a field that is not optional.
   void* (*engage)(void* optional) = nullptr;
   /// What an optional holds, or null.
   const void* (*held)(const void* optional) = nullptr;
-  /// `"name":`, as it is written; filled up with zeros to `paddedPrefix` bytes.
-  std::string prefix = {};
-  std::size_t prefixLength = 0;
-  static constexpr std::size_t paddedPrefix = 32;
 };
 
-/// How the decoder gets at a field: the common combinations of kind and optional have a way of
-/// their own.
-enum class FieldAccess : std::uint8_t {
-  text,
-  optionalText,
-  date,
-  optionalInteger,
-  closedSet,
-  other,
-  otherOptional,
-};
-
-/// A field as the decoder finds it by its key: the key's first and last bytes and its length, then
-/// what the common fields need, so that no further look-up is needed for them.
-struct KeySlot {
-  std::uint64_t head = 0;
-  std::uint64_t tail = 0;
-  std::uint32_t length = 0;  ///< 0 for a slot without a field.
-  std::uint32_t offset = 0;
-  std::uint8_t field = 0;
-  FieldAccess access = FieldAccess::other;
-};
-
-/// A type's JSON form and how to reach its parts in memory.
-struct Shape {
+/// A type's JSON form and how to reach its parts in memory. What the coders need for speed they
+/// make of it themselves.
+struct CodedType {
   enum class Kind : std::uint8_t {
     text,
     integer,
@@ -115,27 +88,21 @@ struct Shape {
   std::optional<std::size_t> fallback = {};
   std::size_t width = 0;  ///< Bytes of the enumeration.
 
-  // A record: at most 64 fields, whose names need no escaping in JSON.
-  std::vector<FieldShape> fields = {};
-  std::uint64_t required = 0;  ///< A bit for each field that is not optional.
-  /// The fields by their keys: a hash table without collisions, or a list when the multiplier is
-  /// 0 because none could be found.
-  std::vector<KeySlot> slots = {};
-  std::uint64_t multiplier = 0;
-  static constexpr int slotBits = 8;
+  // A record: at most 64 fields, with names that need no escaping in JSON.
+  std::vector<CodedField> fields = {};
 
   // A list.
-  const Shape* element = nullptr;
+  const CodedType* element = nullptr;
   std::size_t stride = 0;
   void (*reserve)(void* list, std::size_t count) = nullptr;
   void* (*append)(void* list) = nullptr;
   std::span<const std::byte> (*contents)(const void* list) = nullptr;
 
-  /// Makes the key table and the prefixes from the fields.
-  IDLEWYNKIT_EXPORT void indexFields();
+  /// The library's own, made at the first use and kept.
+  mutable const void* prepared = nullptr;
 };
 
-namespace detail {
+namespace internal {
 
 template <class T, template <class...> class Template>
 inline constexpr bool isInstance = false;
@@ -154,122 +121,120 @@ template <class T, class Allocator>
 inline constexpr bool hasForm<std::vector<T, Allocator>> =
     hasForm<T> && !std::same_as<T, bool> && std::same_as<std::vector<T, Allocator>, std::vector<T>>;
 
-}  // namespace detail
+}  // namespace internal
 
 /// Text (`std::string`), `std::int64_t`, `double`, `bool`, `Date`, `URL`, closed sets, records
 /// with a constructor that takes a DecodingKey, and vectors of these.
 template <class T>
-concept Decodable = detail::hasForm<T>;
+concept Decodable = internal::hasForm<T>;
 
 /// The same types, and maps from text to text, which are written as objects.
 template <class T>
 concept Encodable = Decodable<T> || std::same_as<T, std::map<std::string, std::string>>;
 
 template <Encodable T>
-const Shape& shapeOf();
+const CodedType& codedType();
 
-namespace detail {
+namespace internal {
 
 template <class T>
-constexpr Shape::Kind scalarKind() {
-  if constexpr (std::same_as<T, std::string>) return Shape::Kind::text;
-  if constexpr (std::same_as<T, std::int64_t>) return Shape::Kind::integer;
-  if constexpr (std::same_as<T, double>) return Shape::Kind::number;
-  if constexpr (std::same_as<T, bool>) return Shape::Kind::boolean;
-  if constexpr (std::same_as<T, Date>) return Shape::Kind::date;
-  if constexpr (std::same_as<T, URL>) return Shape::Kind::url;
-  return Shape::Kind::closedSet;
+constexpr CodedType::Kind scalarKind() {
+  if constexpr (std::same_as<T, std::string>) return CodedType::Kind::text;
+  if constexpr (std::same_as<T, std::int64_t>) return CodedType::Kind::integer;
+  if constexpr (std::same_as<T, double>) return CodedType::Kind::number;
+  if constexpr (std::same_as<T, bool>) return CodedType::Kind::boolean;
+  if constexpr (std::same_as<T, Date>) return CodedType::Kind::date;
+  if constexpr (std::same_as<T, URL>) return CodedType::Kind::url;
+  return CodedType::Kind::closedSet;
 }
 
 template <class E>
-Shape closedSetShape() {
-  Shape shape{.kind = Shape::Kind::closedSet};
-  shape.typeName = RawValues<E>::typeName;
-  shape.texts = RawValues<E>::texts;
+CodedType closedSetType() {
+  CodedType type{.kind = CodedType::Kind::closedSet};
+  type.typeName = RawValues<E>::typeName;
+  type.texts = RawValues<E>::texts;
   if constexpr (requires { RawValues<E>::fallback; }) {
-    shape.fallback = static_cast<std::size_t>(RawValues<E>::fallback);
+    type.fallback = static_cast<std::size_t>(RawValues<E>::fallback);
   }
-  shape.width = sizeof(E);
-  return shape;
+  type.width = sizeof(E);
+  return type;
 }
 
 template <class T>
-Shape listShape() {
-  Shape shape{.kind = Shape::Kind::list};
-  shape.element = &shapeOf<T>();
-  shape.stride = sizeof(T);
-  shape.reserve = [](void* list, std::size_t count) {
+CodedType listType() {
+  CodedType type{.kind = CodedType::Kind::list};
+  type.element = &codedType<T>();
+  type.stride = sizeof(T);
+  type.reserve = [](void* list, std::size_t count) {
     static_cast<std::vector<T>*>(list)->reserve(count);
   };
-  shape.append = &RecordMaker::append<T>;
-  shape.contents = [](const void* list) {
+  type.append = &RecordMaker::append<T>;
+  type.contents = [](const void* list) {
     return std::as_bytes(std::span<const T>(*static_cast<const std::vector<T>*>(list)));
   };
-  return shape;
+  return type;
 }
 
 template <class R, class M>
-FieldShape fieldShape(const R& record, const Field<R, M>& field) {
-  FieldShape shape{.name = field.name};
-  shape.offset =
+CodedField codedField(const R& record, const Field<R, M>& field) {
+  CodedField coded{.name = field.name};
+  coded.offset =
       static_cast<std::size_t>(reinterpret_cast<const std::byte*>(&(record.*field.member)) -
                                reinterpret_cast<const std::byte*>(&record));
   if constexpr (isInstance<M, std::optional>) {
     using Held = typename M::value_type;
-    shape.shape = &shapeOf<Held>();
-    shape.isOptional = true;
-    shape.engage = &RecordMaker::engage<Held>;
-    shape.held = [](const void* optional) -> const void* {
+    coded.type = &codedType<Held>();
+    coded.engage = &RecordMaker::engage<Held>;
+    coded.held = [](const void* optional) -> const void* {
       const auto& value = *static_cast<const M*>(optional);
       return value ? &*value : nullptr;
     };
   } else {
-    shape.shape = &shapeOf<M>();
+    coded.type = &codedType<M>();
   }
-  return shape;
+  return coded;
 }
 
 template <class R>
-Shape recordShape() {
+CodedType recordType() {
   static_assert(std::tuple_size_v<decltype(R::fields())> <= 64);
   const R record = RecordMaker::blank<R>();
-  Shape shape{.kind = Shape::Kind::record};
+  CodedType type{.kind = CodedType::Kind::record};
   std::apply(
-      [&](const auto&... fields) { (shape.fields.push_back(fieldShape(record, fields)), ...); },
+      [&](const auto&... fields) { (type.fields.push_back(codedField(record, fields)), ...); },
       R::fields());
-  shape.indexFields();
-  return shape;
+  return type;
 }
 
 template <class T>
-Shape shapeWithoutClear() {
+CodedType typeWithoutClear() {
   if constexpr (isInstance<T, std::map>) {
-    return Shape{.kind = Shape::Kind::dictionary};
+    return CodedType{.kind = CodedType::Kind::dictionary};
   } else if constexpr (isInstance<T, std::vector>) {
-    return listShape<typename T::value_type>();
+    return listType<typename T::value_type>();
   } else if constexpr (RawRepresentable<T>) {
-    return closedSetShape<T>();
+    return closedSetType<T>();
   } else if constexpr (isScalar<T>) {
-    return Shape{.kind = scalarKind<T>()};
+    return CodedType{.kind = scalarKind<T>()};
   } else {
-    return recordShape<T>();
+    return recordType<T>();
   }
 }
 
 template <class T>
-Shape makeShape() {
-  Shape shape = shapeWithoutClear<T>();
-  shape.clear = [](void* value) { *static_cast<T*>(value) = RecordMaker::blank<T>(); };
-  return shape;
+CodedType makeType() {
+  CodedType type = typeWithoutClear<T>();
+  type.clear = [](void* value) { *static_cast<T*>(value) = RecordMaker::blank<T>(); };
+  return type;
 }
 
-}  // namespace detail
+}  // namespace internal
 
-/// The type's shape, made at the first call.
+/// The type's description, made at the first call.
 template <Encodable T>
-const Shape& shapeOf() {
-  static const Shape shape = detail::makeShape<T>();
-  return shape;
+const CodedType& codedType() {
+  static const CodedType type = internal::makeType<T>();
+  return type;
 }
 
 }  // namespace idlewyn::platform

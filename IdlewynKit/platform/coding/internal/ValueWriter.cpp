@@ -5,9 +5,9 @@
 #include <cstring>
 
 #include <IdlewynKit/platform/base/UTF8.hpp>
-#include <IdlewynKit/platform/coding/ValueWriter.hpp>
+#include <IdlewynKit/platform/coding/internal/ValueWriter.hpp>
 
-namespace idlewyn::platform {
+namespace idlewyn::platform::internal {
 namespace {
 
 /// The most that is set aside on a guess.
@@ -239,4 +239,4 @@ void ValueWriter::writeDictionary(const void* dictionary, const PathStep* path) 
   json_.put('}');
 }
 
-}  // namespace idlewyn::platform
+}  // namespace idlewyn::platform::internal

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace idlewyn::platform {
+namespace idlewyn::platform::internal {
 
 /// The parser refuses a whole document for one number that is beyond 64 bits or beyond a
 /// double, even where no field reads it. This gives the document with such numbers rewritten:
@@ -16,4 +16,4 @@ std::string narrowingNumbers(std::string_view json);
 /// field does.
 inline constexpr double beyondDouble = -1.7976931348623157e308;
 
-}  // namespace idlewyn::platform
+}  // namespace idlewyn::platform::internal

@@ -3,11 +3,12 @@
 #include <charconv>
 #include <cstring>
 
-#include <IdlewynKit/platform/coding/KeyTable.hpp>
-#include <IdlewynKit/platform/coding/ValueReader.hpp>
-#include <IdlewynKit/platform/coding/WideNumbers.hpp>
+#include <IdlewynKit/platform/coding/internal/DecodingFaults.hpp>
+#include <IdlewynKit/platform/coding/internal/KeyTable.hpp>
+#include <IdlewynKit/platform/coding/internal/ValueReader.hpp>
+#include <IdlewynKit/platform/coding/internal/WideNumbers.hpp>
 
-namespace idlewyn::platform {
+namespace idlewyn::platform::internal {
 namespace {
 
 namespace dom = simdjson::dom;
@@ -67,20 +68,6 @@ std::string_view nameOf(Type type) noexcept {
   }
 }
 
-/// The error for an element that is null or of another type than the one expected.
-DecodingError mismatch(std::string_view expected, std::string_view found, const PathStep* path) {
-  std::string text = "Expected ";
-  text.append(expected).append(" but found ").append(found).append(".");
-  return {found == "null" ? Kind::valueNotFound : Kind::typeMismatch, codingPath(path),
-          std::move(text)};
-}
-
-constexpr const char* tooLarge = "The number is too large.";
-
-DecodingError corrupted(std::string description, const PathStep* path) {
-  return {Kind::dataCorrupted, codingPath(path), std::move(description)};
-}
-
 template <class T>
 T expect(std::string_view expected, dom::element element, const PathStep* path) {
   T value{};
@@ -101,23 +88,6 @@ std::int64_t expectInteger(dom::element element, bool isNarrowed, const PathStep
 }
 
 }  // namespace
-
-std::string_view SingleValue::text() const {
-  if (kind_ == Kind::text) return text_;
-  throw mismatch("a text", kind_ == Kind::number ? "a number" : text_, path_);
-}
-
-double SingleValue::number() const {
-  if (kind_ == Kind::number && !isTooLarge_) return number_;
-  if (kind_ == Kind::number) throw corrupted(tooLarge, path_);
-  throw mismatch("a number", kind_ == Kind::text ? "a text" : text_, path_);
-}
-
-std::vector<CodingKey> SingleValue::codingPath() const { return platform::codingPath(path_); }
-
-DecodingError SingleValue::dataCorrupted(std::string description) const {
-  return corrupted(std::move(description), path_);
-}
 
 bool ValueReader::readNumber(dom::element element, double& value) const noexcept {
   return element.get(value) == simdjson::SUCCESS && !(isNarrowed_ && value == beyondDouble);
@@ -298,4 +268,4 @@ void ValueReader::readList(const Shape& shape, dom::element element, void* value
   }
 }
 
-}  // namespace idlewyn::platform
+}  // namespace idlewyn::platform::internal

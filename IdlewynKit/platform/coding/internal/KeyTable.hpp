@@ -3,9 +3,9 @@
 
 #include <cstring>
 
-#include <IdlewynKit/platform/coding/Shape.hpp>
+#include <IdlewynKit/platform/coding/internal/Shape.hpp>
 
-namespace idlewyn::platform {
+namespace idlewyn::platform::internal {
 
 /// A key's first and last eight bytes, which overlap in short ones. With the length they make up
 /// the whole key up to 16 bytes.
@@ -60,4 +60,4 @@ inline const KeySlot* findField(const Shape& shape, std::string_view key) noexce
   return nullptr;
 }
 
-}  // namespace idlewyn::platform
+}  // namespace idlewyn::platform::internal

@@ -6,9 +6,10 @@
 #include <simdjson.h>
 
 #include <IdlewynKit/platform/coding/JSONDecoder.hpp>
-#include <IdlewynKit/platform/coding/PathStep.hpp>
+#include <IdlewynKit/platform/coding/internal/PathStep.hpp>
+#include <IdlewynKit/platform/coding/internal/Shape.hpp>
 
-namespace idlewyn::platform {
+namespace idlewyn::platform::internal {
 
 /// Fills values from a parsed document, in two ways that agree on everything but speed.
 class ValueReader {
@@ -43,4 +44,4 @@ class ValueReader {
   bool isNarrowed_;
 };
 
-}  // namespace idlewyn::platform
+}  // namespace idlewyn::platform::internal

@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <optional>
 
-#include <IdlewynKit/platform/coding/WideNumbers.hpp>
+#include <IdlewynKit/platform/coding/internal/WideNumbers.hpp>
 
-namespace idlewyn::platform {
+namespace idlewyn::platform::internal {
 namespace {
 
 /// A number by the grammar of RFC 8259, section 6.
@@ -117,4 +117,4 @@ std::string narrowingNumbers(std::string_view json) {
   return result;
 }
 
-}  // namespace idlewyn::platform
+}  // namespace idlewyn::platform::internal
