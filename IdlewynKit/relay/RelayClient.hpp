@@ -10,8 +10,8 @@
 
 #include <IdlewynKit/Export.hpp>
 #include <IdlewynKit/model/AgentSession.hpp>
+#include <IdlewynKit/model/PushTokenRegistration.hpp>
 #include <IdlewynKit/platform/net/URLSession.hpp>
-#include <IdlewynKit/push/PushTokenRegistration.hpp>
 #include <IdlewynKit/relay/Connection.hpp>
 
 /// The relay's HTTP and JSON protocol, one exchange an operation.

@@ -9,7 +9,7 @@
 
 #include <IdlewynKit/Export.hpp>
 #include <IdlewynKit/model/AgentSession.hpp>
-#include <IdlewynKit/push/PushTokenRegistration.hpp>
+#include <IdlewynKit/model/PushTokenRegistration.hpp>
 #include <IdlewynKit/relay/Connection.hpp>
 
 /// Everything that concerns agents' sessions on relays, as an interface that an application can

@@ -8,8 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <IdlewynKit/model/JSONCoding.hpp>
+#include <IdlewynKit/model/PushTokenRegistration.hpp>
 #include <IdlewynKit/model/SessionSnapshot.hpp>
-#include <IdlewynKit/push/PushTokenRegistration.hpp>
 #include <IdlewynKit/relay/Connection.hpp>
 #include <tests/support/Sessions.hpp>
 

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include <IdlewynKit/demo/DemoSessions.hpp>
-#include <IdlewynKit/push/PushTokenRegistration.hpp>
+#include <IdlewynKit/model/PushTokenRegistration.hpp>
 #include <tests/support/Sessions.hpp>
 
 namespace idlewyn {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include <IdlewynKit/model/AgentSession.hpp>
-#include <IdlewynKit/push/PushTokenRegistration.hpp>
+#include <IdlewynKit/model/PushTokenRegistration.hpp>
 
 /// What a relay's endpoints ask of the relay behind them.
 ///

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include <IdlewynKit/model/AgentSession.hpp>
-#include <IdlewynKit/push/PushTokenRegistration.hpp>
+#include <IdlewynKit/model/PushTokenRegistration.hpp>
 
 #include "PairingDesk.hpp"
 #include "SessionScript.hpp"

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include <IdlewynKit/push/PushTokenRegistration.hpp>
+#include <IdlewynKit/model/PushTokenRegistration.hpp>
 
 #include <tools/relay-core/WireRecords.hpp>
 

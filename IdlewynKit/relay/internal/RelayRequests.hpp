@@ -6,8 +6,8 @@
 
 #include <IdlewynKit/model/AgentProvider.hpp>
 #include <IdlewynKit/model/PermissionPrompt.hpp>
+#include <IdlewynKit/model/PushTokenRegistration.hpp>
 #include <IdlewynKit/platform/net/URLRequest.hpp>
-#include <IdlewynKit/push/PushTokenRegistration.hpp>
 
 /// The requests of the relay's protocol, one function an endpoint. `server` is the relay's base
 /// address; all but pairing carry the bearer token. Throw EncodingError.

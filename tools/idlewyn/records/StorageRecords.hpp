@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include <IdlewynKit/model/PushTokenRegistration.hpp>
 #include <IdlewynKit/platform/secrets/KeychainPlace.hpp>
-#include <IdlewynKit/push/PushTokenRegistration.hpp>
 
 #include <tools/idlewyn/records/Records.hpp>
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include <IdlewynKit/model/JSONCoding.hpp>
-#include <IdlewynKit/push/PushTokenRegistration.hpp>
+#include <IdlewynKit/model/PushTokenRegistration.hpp>
 
 #include <tools/relay/sessions/Policy.hpp>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <IdlewynKit/push/PushTokenRegistration.hpp>
+#include <IdlewynKit/model/PushTokenRegistration.hpp>
 
 #include <utility>
 
