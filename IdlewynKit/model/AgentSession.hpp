@@ -41,6 +41,7 @@ struct AgentSession {
 
   friend bool operator==(const AgentSession&, const AgentSession&) = default;
 
+  using IdlewynRecord = AgentSession;
   static constexpr auto fields() {
     using platform::field;
     using S = AgentSession;

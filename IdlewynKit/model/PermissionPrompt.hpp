@@ -33,6 +33,7 @@ struct PermissionPrompt {
 
   friend bool operator==(const PermissionPrompt&, const PermissionPrompt&) = default;
 
+  using IdlewynRecord = PermissionPrompt;
   static constexpr auto fields() {
     using P = PermissionPrompt;
     return std::tuple{platform::field("id", &P::id), platform::field("toolName", &P::toolName),

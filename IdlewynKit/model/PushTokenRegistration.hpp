@@ -38,6 +38,7 @@ struct PushTokenRegistration {
 
   friend bool operator==(const PushTokenRegistration&, const PushTokenRegistration&) = default;
 
+  using IdlewynRecord = PushTokenRegistration;
   static constexpr auto fields() {
     using R = PushTokenRegistration;
     return std::tuple{platform::field("deviceID", &R::deviceID), platform::field("kind", &R::kind),

@@ -29,6 +29,7 @@ struct SessionSnapshot {
 
   friend bool operator==(const SessionSnapshot&, const SessionSnapshot&) = default;
 
+  using IdlewynRecord = SessionSnapshot;
   static constexpr auto fields() {
     return std::tuple{platform::field("sessions", &SessionSnapshot::sessions),
                       platform::field("updatedAt", &SessionSnapshot::updatedAt)};

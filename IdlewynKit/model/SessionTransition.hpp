@@ -18,6 +18,7 @@ namespace idlewyn {
 struct SessionTransition {
   friend bool operator==(const SessionTransition&, const SessionTransition&) = default;
 
+  using IdlewynRecord = SessionTransition;
   static constexpr auto fields() {
     return std::tuple{platform::field("session", &SessionTransition::session),
                       platform::field("from", &SessionTransition::from)};

@@ -37,6 +37,7 @@ struct Connection {
 
   friend bool operator==(const Connection&, const Connection&) = default;
 
+  using IdlewynRecord = Connection;
   static constexpr auto fields() {
     using platform::field;
     using C = Connection;

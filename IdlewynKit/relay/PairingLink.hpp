@@ -36,6 +36,7 @@ struct PairingLink {
 
   friend bool operator==(const PairingLink&, const PairingLink&) = default;
 
+  using IdlewynRecord = PairingLink;
   static constexpr auto fields() {
     return std::tuple{platform::field("serverURL", &PairingLink::serverURL),
                       platform::field("code", &PairingLink::code),

@@ -28,6 +28,7 @@ struct ConnectionStore {
 
   friend bool operator==(const ConnectionStore&, const ConnectionStore&) = default;
 
+  using IdlewynRecord = ConnectionStore;
   static constexpr auto fields() {
     return std::tuple{platform::field("keychain", &ConnectionStore::keychain)};
   }

@@ -37,6 +37,7 @@ struct KeychainStore {
 
   friend bool operator==(const KeychainStore&, const KeychainStore&) = default;
 
+  using IdlewynRecord = KeychainStore;
   static constexpr auto fields() {
     return std::tuple{platform::field("service", &KeychainStore::service),
                       platform::field("accessGroup", &KeychainStore::accessGroup)};

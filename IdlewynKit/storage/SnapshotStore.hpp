@@ -29,6 +29,7 @@ struct SnapshotStore {
 
   friend bool operator==(const SnapshotStore&, const SnapshotStore&) = default;
 
+  using IdlewynRecord = SnapshotStore;
   static constexpr auto fields() {
     return std::tuple{platform::field("suiteName", &SnapshotStore::suiteName_)};
   }

@@ -13,6 +13,23 @@
 #include <IdlewynKit/relay/Connection.hpp>
 #include <tests/support/Sessions.hpp>
 
+namespace application {
+
+// A type of an application with the same idea, and a hash of its own.
+struct Entry {
+  static constexpr auto fields() { return std::tuple{idlewyn::platform::field("n", &Entry::n)}; }
+  std::int64_t n = 0;
+};
+
+}  // namespace application
+
+template <>
+struct std::hash<application::Entry> {
+  std::size_t operator()(const application::Entry& entry) const noexcept {
+    return static_cast<std::size_t>(entry.n);
+  }
+};
+
 namespace idlewyn {
 namespace {
 
@@ -160,6 +177,11 @@ TEST(Records, ThatDifferInOneFieldAreUnequal) {
   expectOther(push, [](auto& registration) { registration.pushKey = std::nullopt; });
   const Connection connection(AgentProvider::codex, std::nullopt, "t", "a", Date{}, std::nullopt);
   expectOther(connection, [](auto& other) { other.connectedAt += std::chrono::seconds(1); });
+}
+
+TEST(Records, LeaveTheHashesOfOtherTypesToTheirOwners) {
+  static_assert(platform::Record<application::Entry> && !platform::OwnRecord<application::Entry>);
+  EXPECT_EQ(std::hash<application::Entry>{}({41}), 41U);
 }
 
 }  // namespace

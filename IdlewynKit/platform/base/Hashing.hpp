@@ -92,7 +92,7 @@ std::size_t hashOf(const R& record) noexcept {
 
 }  // namespace idlewyn::platform
 
-template <idlewyn::platform::Record R>
+template <idlewyn::platform::OwnRecord R>
 struct std::hash<R> {
   std::size_t operator()(const R& record) const noexcept {
     return idlewyn::platform::hashOf(record);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <concepts>
 #include <string_view>
 #include <tuple>
 
@@ -28,10 +29,20 @@ constexpr Field<R, M> field(std::string_view name, M R::*member) noexcept {
   return {name, member};
 }
 
+namespace internal {
+template <class R, class Fields>
+inline constexpr bool areFieldsOf = false;
+template <class R, class... Members>
+inline constexpr bool areFieldsOf<R, std::tuple<Field<R, Members>...>> = true;
+}  // namespace internal
+
 template <class R>
-concept Record = requires {
-  std::tuple_size<decltype(R::fields())>::value;
-};
+concept Record = internal::areFieldsOf<R, decltype(R::fields())>;
+
+/// A record of this library, marked by `using IdlewynRecord = ...`. `std::hash` is specialised for
+/// these alone, so that a program's own types may have `fields()` and a hash of their own.
+template <class R>
+concept OwnRecord = Record<R> && std::same_as<typename R::IdlewynRecord, R>;
 
 /// What only the decoder can make: the constructor that takes it makes the blank record whose
 /// fields are then filled, so that no caller can leave one out.

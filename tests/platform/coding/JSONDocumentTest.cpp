@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <IdlewynKit/platform/coding/WideNumbers.hpp>
+#include <IdlewynKit/platform/coding/internal/WideNumbers.hpp>
 
 #include "Records.hpp"
 
@@ -109,13 +109,13 @@ TEST(JSONDocument, isRewrittenOnlyWhereANumberIsTooWide) {
       {R"("\)", R"("\)"},
   };
   for (const auto& [text, expected] : cases)
-    EXPECT_EQ(narrowingNumbers(text), expected);
+    EXPECT_EQ(internal::narrowingNumbers(text), expected);
   const auto read = [](std::string_view text) {
     return JSONDecoder().decode<std::vector<double>>(text);
   };
   EXPECT_EQ(read("[18446744073709551616,-9223372036854775809,1e-999]"),
             (std::vector<double>{0x1p64, -0x1p63, 0}));
-  EXPECT_EQ(read("[-1.7976931348623157e308]"), std::vector{beyondDouble});
+  EXPECT_EQ(read("[-1.7976931348623157e308]"), std::vector{internal::beyondDouble});
 }
 
 TEST(JSONDocument, leavesNothingBehindForTheNextOne) {
