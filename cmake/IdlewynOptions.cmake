@@ -11,19 +11,38 @@ include(CMakeDependentOption)
 option(IDLEWYN_UI "Build the views" ${PROJECT_IS_TOP_LEVEL})
 cmake_dependent_option(IDLEWYN_GTK "Build the GTK host of the views" ${PROJECT_IS_TOP_LEVEL}
   IDLEWYN_UI OFF)
-option(IDLEWYN_STATIC "Build static libraries" OFF)
+# A project that builds its libraries as archives gets ours as archives too.
+set(static_by_default OFF)
+if(DEFINED BUILD_SHARED_LIBS AND NOT BUILD_SHARED_LIBS)
+  set(static_by_default ON)
+endif()
+option(IDLEWYN_STATIC "Build static libraries" ${static_by_default})
 option(IDLEWYN_TOOLS "Build the command and the sandbox relay" ${PROJECT_IS_TOP_LEVEL})
 option(IDLEWYN_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
 option(IDLEWYN_INSTALL "Install what is built" ${PROJECT_IS_TOP_LEVEL})
 option(IDLEWYN_BENCHMARKS "Build the benchmarks" OFF)
 option(IDLEWYN_FUZZ "Build the fuzz targets (clang) or replay their seeds" OFF)
 option(IDLEWYN_WERROR "Treat warnings as errors" OFF)
+# Developers' builds, which treat warnings as errors, share their compiled objects without it.
+cmake_dependent_option(IDLEWYN_HARDENING "Harden Release builds against memory errors" ON
+  "PROJECT_IS_TOP_LEVEL;NOT IDLEWYN_WERROR" OFF)
 set(IDLEWYN_SANITIZE "" CACHE STRING "Sanitizers of every target: address,undefined or thread")
 
 # -O3 compiles longer and runs no faster.
 string(REPLACE "-O3" "-O2" CMAKE_CXX_FLAGS_RELEASE "${CMAKE_CXX_FLAGS_RELEASE}")
 if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE Release CACHE STRING "" FORCE)
+endif()
+
+# Two builds of one source are the same, wherever they lie: no path of the build is kept.
+if(PROJECT_IS_TOP_LEVEL)
+  set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+endif()
+if(IDLEWYN_HARDENING AND NOT IDLEWYN_SANITIZE)
+  add_compile_options($<$<CONFIG:Release>:-fstack-protector-strong>
+    $<$<CONFIG:Release>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=>
+    "$<$<CONFIG:Release>:SHELL:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>")
+  add_link_options($<$<CONFIG:Release>:-Wl,-z,relro,-z,now>)
 endif()
 
 find_program(IDLEWYN_CCACHE ccache)
