@@ -11,6 +11,9 @@
 #include <IdlewynKit/demo/DemoSessions.hpp>
 #include <IdlewynKit/model/JSONCoding.hpp>
 #include <IdlewynKit/model/SessionTransition.hpp>
+#include <IdlewynKit/model/SnapshotLead.hpp>
+#include <IdlewynKit/platform/base/Hexadecimal.hpp>
+#include <IdlewynKit/platform/base/ISO8601.hpp>
 #include <IdlewynKit/platform/bundle/Bundle.hpp>
 #include <IdlewynKit/platform/tasks/Wait.hpp>
 #include <IdlewynKit/platform/text/DisplayText.hpp>
@@ -26,10 +29,14 @@
 
 namespace idlewyn {
 
+using platform::appendISO8601;
 using platform::Bundle;
 using platform::Data;
 using platform::DateClock;
+using platform::FractionOfSecond;
+using platform::hexadecimal;
 using platform::HTTPResponse;
+using platform::parseISO8601;
 using platform::URLError;
 using platform::URLErrorCode;
 using platform::URLQueryItem;

@@ -26,7 +26,7 @@ struct Entry {
 
 template <class T>
 void requireSame(std::string_view text, const internal::InformationValues& values) {
-  const JSONDecoder decoder;
+  const PlainJSONDecoder decoder;
   std::optional<T> expected;
   try {
     expected = decoder.decode<Entry<T>>(text).value;

@@ -18,7 +18,8 @@ using platform::test::Everything;
 namespace {
 
 template <class T>
-std::optional<T> decoded(const platform::JSONDecoder& decoder, std::string_view json, bool copies) {
+std::optional<T> decoded(const platform::PlainJSONDecoder& decoder, std::string_view json,
+                         bool copies) {
   Data data = Data::ofText(std::string(json));
   if (!copies) data.storage.reserve(json.size() + 64);
   try {
@@ -32,7 +33,7 @@ std::optional<T> decoded(const platform::JSONDecoder& decoder, std::string_view 
 }
 
 /// A decoder whose first date fails, so that every record with a date is read carefully.
-platform::JSONDecoder carefully(platform::JSONDecoder decoder) {
+platform::PlainJSONDecoder carefully(platform::PlainJSONDecoder decoder) {
   decoder.dateDecodingStrategy = [inner = decoder.dateDecodingStrategy,
                                   isFirst = true](const platform::SingleValue& value) mutable {
     if (std::exchange(isFirst, false)) throw std::runtime_error("first");
@@ -42,7 +43,7 @@ platform::JSONDecoder carefully(platform::JSONDecoder decoder) {
 }
 
 template <class T>
-void check(const platform::JSONDecoder& decoder, const platform::JSONEncoder& encoder,
+void check(const platform::PlainJSONDecoder& decoder, const platform::PlainJSONEncoder& encoder,
            std::string_view json) {
   const auto value = decoded<T>(decoder, json, true);
   fuzz::require(decoded<T>(decoder, json, false) == value);
@@ -58,8 +59,8 @@ void check(const platform::JSONDecoder& decoder, const platform::JSONEncoder& en
 // The relay's answers, which have no equality: what is read of them is compared as it is written.
 template <class Answer>
 void checkAnswer(std::string_view json) {
-  const platform::JSONDecoder decoder = JSONDecoder::relay();
-  const platform::JSONEncoder encoder = JSONEncoder::relay();
+  const platform::PlainJSONDecoder decoder = JSONDecoder::relay();
+  const platform::PlainJSONEncoder encoder = JSONEncoder::relay();
   const auto written = [&](const std::optional<Answer>& answer) {
     return answer ? std::optional(encoder.encode(*answer)) : std::nullopt;
   };
@@ -73,8 +74,8 @@ void checkAnswer(std::string_view json) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const auto json = fuzz::asText(data, size);
-  check<Everything>(platform::JSONDecoder(), platform::JSONEncoder(), json);
-  check<std::vector<double>>(platform::JSONDecoder(), platform::JSONEncoder(), json);
+  check<Everything>(platform::PlainJSONDecoder(), platform::PlainJSONEncoder(), json);
+  check<std::vector<double>>(platform::PlainJSONDecoder(), platform::PlainJSONEncoder(), json);
   check<SessionSnapshot>(JSONDecoder::relay(), JSONEncoder::relay(), json);
   check<AgentSession>(JSONDecoder::relay(), JSONEncoder::relay(), json);
   checkAnswer<internal::SessionsResponse>(json);

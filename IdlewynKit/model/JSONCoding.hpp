@@ -17,14 +17,14 @@ using platform::DecodingError;
 using platform::EncodingError;
 using platform::pathText;
 
-class JSONDecoder : public platform::JSONDecoder {
+class JSONDecoder : public platform::PlainJSONDecoder {
  public:
   /// A new decoder each time. A date is a text with or without a fraction of seconds; another
   /// text is data corrupted with the description "Invalid ISO-8601 date: " and the text.
   IDLEWYNKIT_EXPORT static JSONDecoder relay();
 };
 
-class JSONEncoder : public platform::JSONEncoder {
+class JSONEncoder : public platform::PlainJSONEncoder {
  public:
   /// A new encoder each time. Dates are rounded to the millisecond, saturate at the years 0000
   /// and 9999, and never fail to encode (see `platform::appendISO8601`).

@@ -7,11 +7,11 @@
 #include <string>
 #include <string_view>
 #include <tuple>
+#include <utility>
 
 #include <IdlewynKit/platform/base/Date.hpp>
 #include <IdlewynKit/platform/base/Hashing.hpp>
 #include <IdlewynKit/platform/base/RawValue.hpp>
-#include <IdlewynKit/platform/base/Record.hpp>
 
 /// The question that an agent waits on, and the user's answer.
 ///
@@ -20,6 +20,8 @@
 namespace idlewyn {
 
 using platform::Date;
+using platform::fromRawValue;
+using platform::rawValue;
 
 struct PermissionPrompt {
   PermissionPrompt(std::string id, std::string toolName, std::string detail, Date createdAt,

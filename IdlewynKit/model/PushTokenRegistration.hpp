@@ -33,7 +33,7 @@ struct PushTokenRegistration {
   /// validated.
   IDLEWYNKIT_EXPORT PushTokenRegistration(std::string deviceID, Kind kind, const Data& token,
                                           std::string environment,
-                                          std::optional<std::string> pushKey);
+                                          std::optional<std::string> pushKey = std::nullopt);
   explicit PushTokenRegistration(platform::DecodingKey) {}
 
   friend bool operator==(const PushTokenRegistration&, const PushTokenRegistration&) = default;

@@ -14,7 +14,6 @@
 ///
 ///     auto [snapshot, errors] = co_await service.snapshot(connections, previous);
 ///     for (const AgentSession& session : snapshot.sorted()) draw(session);
-///     title(SnapshotLead(snapshot).summary());   // 1 needs you · 2 working
 namespace idlewyn {
 
 struct SessionSnapshot {
@@ -51,28 +50,6 @@ struct SessionSnapshot {
   std::vector<AgentSession> sessions;
   /// When the snapshot was taken.
   Date updatedAt;
-};
-
-/// What a compact display shows first: a leading count, and the others as one line.
-struct SnapshotLead {
-  IDLEWYNKIT_EXPORT explicit SnapshotLead(const SessionSnapshot& snapshot);
-  /// The numbers are not checked against each other; idle sessions enter only the total.
-  IDLEWYNKIT_EXPORT SnapshotLead(std::int64_t waiting, std::int64_t working, std::int64_t finished,
-                                 std::int64_t failed, std::int64_t total);
-
-  friend bool operator==(const SnapshotLead&, const SnapshotLead&) = default;
-
-  /// One line: "No sessions", or the lead and the others.
-  IDLEWYNKIT_EXPORT std::string summary() const;
-
-  std::int64_t count;
-  /// What the leading number counts; never idle.
-  SessionStatus status;
-  /// The words behind the leading number.
-  std::string label;
-  /// The other counts above zero, joined by " · "; may be empty.
-  std::string others;
-  bool isEmpty;
 };
 
 }  // namespace idlewyn

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
+#include <IdlewynKit/model/SnapshotLead.hpp>
+
 #include <array>
 #include <span>
 #include <string_view>
 #include <utility>
-
-#include <IdlewynKit/model/SessionSnapshot.hpp>
 
 namespace idlewyn {
 
@@ -50,24 +50,24 @@ SnapshotLead::SnapshotLead(const SessionSnapshot& snapshot)
 
 SnapshotLead::SnapshotLead(std::int64_t waiting, std::int64_t working, std::int64_t finished,
                            std::int64_t failed, std::int64_t total)
-    : count(0), status(SessionStatus::finished), isEmpty(total == 0) {
+    : count_(0), status_(SessionStatus::finished), isEmpty_(total == 0) {
   const Candidate lead = chooseLead(waiting, working, finished, failed, total);
-  count = lead.count;
-  status = lead.status;
-  label = lead.label;
+  count_ = lead.count;
+  status_ = lead.status;
+  label_ = lead.label;
   const std::array<Candidate, 4> candidates{{
       {SessionStatus::waitingForInput, waiting, "need you"},
       {SessionStatus::working, working, "working"},
       {SessionStatus::failed, failed, "failed"},
       {SessionStatus::finished, finished, "finished"},
   }};
-  others = joinOthers(candidates, status);
+  others_ = joinOthers(candidates, status_);
 }
 
 std::string SnapshotLead::summary() const {
-  if (isEmpty) return "No sessions";
-  std::string text = counted(count, label);
-  if (!others.empty()) text.append(separator).append(others);
+  if (isEmpty_) return "No sessions";
+  std::string text = counted(count_, label_);
+  if (!others_.empty()) text.append(separator).append(others_);
   return text;
 }
 

@@ -56,7 +56,7 @@ URLRequest registrationRequest(const URL& gateway, const std::string& token,
   URLRequest request(gateway.appendingPath("v1/register"));
   request.method = "POST";
   request.setHeader("Content-Type", "application/json");
-  request.body = platform::JSONEncoder().encode(body);
+  request.body = platform::PlainJSONEncoder().encode(body);
   request.timeoutInterval = std::chrono::seconds(10);
   return request;
 }
@@ -66,7 +66,7 @@ std::string readKey(URLSession::Outcome outcome) {
   const auto& response = std::get<platform::HTTPResponse>(outcome);
   // 0 is what an answer that isn't HTTP has for a status.
   if (response.statusCode != 200) throw RelayError::server(response.statusCode);
-  return platform::JSONDecoder().decode<Registered>(response.body).pushKey;
+  return platform::PlainJSONDecoder().decode<Registered>(response.body).pushKey;
 }
 
 template <class Keys>

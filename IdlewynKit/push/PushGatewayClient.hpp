@@ -5,10 +5,9 @@
 #include <optional>
 #include <string>
 
-#include <boost/asio/awaitable.hpp>
-
 #include <IdlewynKit/Export.hpp>
 #include <IdlewynKit/platform/base/URL.hpp>
+#include <IdlewynKit/platform/tasks/Awaitable.hpp>
 
 /// Exchanges push tokens for push keys at the product's push gateway.
 ///

@@ -14,6 +14,8 @@ Connection::Connection(AgentProvider agent, std::optional<URL> server, std::stri
       connectedAt(connected),
       certificatePin(std::move(pin)) {}
 
+Connection::Connection() : serverURL(URL::parse("unpaired:")) {}
+
 Connection Connection::demo(AgentProvider provider) {
   return Connection(provider, std::nullopt, "mock", "Demo", DateClock::now(), std::nullopt);
 }

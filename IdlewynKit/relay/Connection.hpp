@@ -23,12 +23,13 @@ using platform::DateClock;
 using platform::URL;
 
 /// Holds a secret, the access token: never print it. A default-made value is only there for
-/// results that are filled later.
+/// results that are filled later: no request can be sent to its address, so that every operation
+/// on it throws the URLError `unsupportedURL`. It is not a demo connection.
 struct Connection {
   IDLEWYNKIT_EXPORT Connection(AgentProvider provider, std::optional<URL> serverURL,
                                std::string accessToken, std::string accountName, Date connectedAt,
                                std::optional<std::string> certificatePin);
-  Connection() = default;
+  IDLEWYNKIT_EXPORT Connection();
   explicit Connection(platform::DecodingKey) {}
 
   /// A connection that is served from generated data: no address, account "Demo", connected

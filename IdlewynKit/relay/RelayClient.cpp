@@ -2,6 +2,8 @@
 #include <IdlewynKit/relay/RelayClient.hpp>
 
 #include <algorithm>
+#include <stdexcept>
+#include <utility>
 
 #include <IdlewynKit/relay/internal/Perform.hpp>
 #include <IdlewynKit/relay/internal/RelayRequests.hpp>
@@ -70,6 +72,10 @@ Connection readPairing(const platform::Data& body, AgentProvider provider, URL s
 }
 
 }  // namespace
+
+RelayClient::RelayClient(std::shared_ptr<URLSession> session) : urlSession(std::move(session)) {
+  if (!urlSession) throw std::invalid_argument("RelayClient needs a URLSession, not null.");
+}
 
 awaitable<Connection> RelayClient::pair(AgentProvider provider, URL serverURL, std::string code,
                                         std::optional<std::string> certificatePin) const {

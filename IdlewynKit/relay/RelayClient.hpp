@@ -6,12 +6,11 @@
 #include <string>
 #include <vector>
 
-#include <boost/asio/awaitable.hpp>
-
 #include <IdlewynKit/Export.hpp>
 #include <IdlewynKit/model/AgentSession.hpp>
 #include <IdlewynKit/model/PushTokenRegistration.hpp>
 #include <IdlewynKit/platform/net/URLSession.hpp>
+#include <IdlewynKit/platform/tasks/Awaitable.hpp>
 #include <IdlewynKit/relay/Connection.hpp>
 
 /// The relay's HTTP and JSON protocol, one exchange an operation.
@@ -33,9 +32,8 @@ using platform::URLSession;
 /// exchange of one is a `certificateMismatch`, of any other a URLError `cancelled`. On a
 /// connection without an address nothing is sent: no sessions, false, or nothing.
 struct RelayClient {
-  /// The session must not be null.
-  explicit RelayClient(std::shared_ptr<URLSession> urlSession)
-      : urlSession(std::move(urlSession)) {}
+  /// Throws std::invalid_argument for a null session.
+  IDLEWYNKIT_EXPORT explicit RelayClient(std::shared_ptr<URLSession> urlSession);
 
   /// Exchanges a pairing code for a connection. The code is sent as it is. Over https without a
   /// pin the relay's certificate is accepted, whatever it is, and becomes the connection's pin

@@ -5,24 +5,17 @@
 
 namespace idlewyn {
 
-RelayError::RelayError(Kind errorKind, std::int64_t httpStatus) noexcept
-    : kind(errorKind), status(httpStatus), serverText_(serverText(httpStatus)) {}
-
-RelayError::ServerText RelayError::serverText(std::int64_t httpStatus) noexcept {
-  ServerText text{};
-  std::snprintf(text.data(), text.size(), "The relay returned HTTP %lld.",
-                static_cast<long long>(httpStatus));
-  return text;
+RelayError::RelayError(Kind kind, std::int64_t status) noexcept : kind_(kind), status_(status) {
+  if (kind != Kind::server) return;
+  std::snprintf(serverText_.data(), serverText_.size(), "The relay returned HTTP %lld.",
+                static_cast<long long>(status));
 }
 
 std::string RelayError::errorDescription() const { return what(); }
 
 const char* RelayError::what() const noexcept {
-  thread_local ServerText assigned;
-  switch (kind) {
-    case Kind::server:
-      assigned = serverText(status);
-      return assigned == serverText_ ? serverText_.data() : assigned.data();
+  switch (kind_) {
+    case Kind::server: return serverText_.data();
     case Kind::invalidResponse: return "The relay sent a response Vantor doesn’t understand.";
     case Kind::unauthorized: return "The relay rejected the pairing code or token. Pair again.";
     case Kind::promptExpired: return "That permission prompt was already answered or has expired.";

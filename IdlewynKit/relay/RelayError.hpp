@@ -19,7 +19,8 @@ namespace idlewyn {
 
 /// A value: two `server` errors are equal when their statuses are, the other cases are equal to
 /// themselves only.
-struct IDLEWYNKIT_EXPORT RelayError : std::exception {
+class IDLEWYNKIT_EXPORT RelayError : public std::exception {
+ public:
   enum class Kind {
     /// A status that has no case of its own; from the push gateway also 0, no HTTP at all.
     server,
@@ -43,26 +44,24 @@ struct IDLEWYNKIT_EXPORT RelayError : std::exception {
   static RelayError tooManyAttempts() { return RelayError(Kind::tooManyAttempts, 0); }
 
   friend bool operator==(const RelayError& a, const RelayError& b) noexcept {
-    return a.kind == b.kind && a.status == b.status;
+    return a.kind_ == b.kind_ && a.status_ == b.status_;
   }
 
   /// The sentence for the user, UTF-8, never empty.
   std::string errorDescription() const;
-  /// The same. When `status` was assigned to after the construction, it is valid until the
-  /// thread asks another such error.
+  /// The same, valid as long as the error.
   const char* what() const noexcept override;
 
-  Kind kind;
+  Kind kind() const noexcept { return kind_; }
   /// The HTTP status of `server`; 0 in every other case.
-  std::int64_t status;
+  std::int64_t status() const noexcept { return status_; }
 
  private:
-  using ServerText = std::array<char, 56>;
-
   RelayError(Kind kind, std::int64_t status) noexcept;
-  static ServerText serverText(std::int64_t httpStatus) noexcept;
 
-  ServerText serverText_;  // made early, for `what` to point to
+  Kind kind_;
+  std::int64_t status_;
+  std::array<char, 56> serverText_{};  // made early, for `what` to point to
 };
 
 /// The sentence of any error that the library throws: `errorDescription()` of a RelayError, else

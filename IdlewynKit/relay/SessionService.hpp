@@ -5,11 +5,10 @@
 #include <string>
 #include <vector>
 
-#include <boost/asio/awaitable.hpp>
-
 #include <IdlewynKit/Export.hpp>
 #include <IdlewynKit/model/AgentSession.hpp>
 #include <IdlewynKit/model/PushTokenRegistration.hpp>
+#include <IdlewynKit/platform/tasks/Awaitable.hpp>
 #include <IdlewynKit/relay/Connection.hpp>
 
 /// Everything that concerns agents' sessions on relays, as an interface that an application can

@@ -69,7 +69,7 @@ std::shared_ptr<URLSession> CertificatePin::session(std::string_view pin) {
   PinnedSessions& sessions = pinnedSessions();
   const std::lock_guard lock(sessions.mutex);
   auto& session = sessions.byPin[key];
-  if (!session) session = URLSession::ephemeral(std::make_shared<PinningDelegate>(std::move(key)));
+  if (!session) session = URLSession::lasting(std::make_shared<PinningDelegate>(std::move(key)));
   return session;
 }
 

@@ -50,8 +50,8 @@ Date date(const char* text) {
 
 template <class R>
 void expectGolden(const std::string& name, const R& record,
-                  const platform::JSONEncoder& encoder = JSONEncoder::relay(),
-                  const platform::JSONDecoder& decoder = JSONDecoder::relay()) {
+                  const platform::PlainJSONEncoder& encoder = JSONEncoder::relay(),
+                  const platform::PlainJSONDecoder& decoder = JSONDecoder::relay()) {
   const std::string expected = golden(name);
   ASSERT_FALSE(expected.empty()) << name;
   EXPECT_EQ(encoder.encode(record).text(), expected) << name;
@@ -91,8 +91,8 @@ TEST(Records, GoldenTextsAreWrittenAndReadBack) {
                Push("device 1", Push::Kind::pushToStart, Data{0x00, 0xAB, 0x0F}, "sandbox", "key"));
   expectGolden("push-bare", Push("", Push::Kind::activity, Data{}, "", std::nullopt));
 
-  const platform::JSONEncoder encoder;
-  const platform::JSONDecoder decoder;
+  const platform::PlainJSONEncoder encoder;
+  const platform::PlainJSONDecoder decoder;
   expectGolden("connection-pinned",
                Connection(AgentProvider::codex, URL::parse("https://relay.example:8443/r/"), "t",
                           "Me", platform::dateFromReferenceSeconds(794'491'629.25), "abcd"),
@@ -154,7 +154,7 @@ TEST(Records, NullAndMissingOptionalsReadAlikeAndUnknownStatusIsIdle) {
   EXPECT_EQ(missing, read(R"("","workingDirectory":null,"summary":null,"permission":null,)"
                           R"("activity":null,"turnStartedAt":null,"taskDone":null,)"
                           R"("taskTotal":null,"later":{"x":[1e999]}})"));
-  const Connection demo = platform::JSONDecoder().decode<Connection>(std::string_view(
+  const Connection demo = platform::PlainJSONDecoder().decode<Connection>(std::string_view(
       R"({"provider":"codex","accessToken":"","accountName":"","connectedAt":1,"serverURL":null})"));
   EXPECT_TRUE(demo.isDemo());
 }

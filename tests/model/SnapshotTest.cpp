@@ -9,6 +9,7 @@
 
 #include <IdlewynKit/model/SessionSnapshot.hpp>
 #include <IdlewynKit/model/SessionTransition.hpp>
+#include <IdlewynKit/model/SnapshotLead.hpp>
 #include <tests/support/Sessions.hpp>
 
 namespace idlewyn {
@@ -104,11 +105,11 @@ TEST(SnapshotLead, LeadOthersAndSummaryFollowTheCounts) {
        "1 needs you · 1 working · 1 failed · 1 finished"},
   };
   for (const auto& [lead, count, status, label, others, summary] : rows) {
-    EXPECT_EQ(lead.count, count) << summary;
-    EXPECT_EQ(lead.status, status) << summary;
-    EXPECT_EQ(lead.label, label) << summary;
-    EXPECT_EQ(lead.others, others) << summary;
-    EXPECT_EQ(lead.isEmpty, summary == "No sessions") << others;
+    EXPECT_EQ(lead.count(), count) << summary;
+    EXPECT_EQ(lead.status(), status) << summary;
+    EXPECT_EQ(lead.label(), label) << summary;
+    EXPECT_EQ(lead.others(), others) << summary;
+    EXPECT_EQ(lead.isEmpty(), summary == "No sessions") << others;
     EXPECT_EQ(lead.summary(), summary);
   }
 }

@@ -6,8 +6,10 @@
 #include <string>
 #include <vector>
 
+#include <IdlewynKit/platform/tasks/Wait.hpp>
 #include <IdlewynKit/relay/Connection.hpp>
 #include <IdlewynKit/relay/PairingLink.hpp>
+#include <IdlewynKit/relay/RelayClient.hpp>
 #include <IdlewynKit/relay/RelayError.hpp>
 #include <IdlewynKit/relay/internal/Validation.hpp>
 #include <IdlewynKit/relay/internal/WireRecords.hpp>
@@ -43,10 +45,8 @@ TEST(RelayError, SentencesAreVerbatim) {
     }
   }
   RelayError changed = RelayError::unauthorized();
-  changed.kind = RelayError::Kind::server;
-  EXPECT_EQ(changed.errorDescription(), "The relay returned HTTP 0.");
-  changed.status = 502;
-  EXPECT_EQ(changed.errorDescription(), "The relay returned HTTP 502.");
+  changed = RelayError::server(502);
+  EXPECT_STREQ(changed.what(), "The relay returned HTTP 502.");
   EXPECT_EQ(errorDescription(std::make_exception_ptr(std::runtime_error("x"))), "x");
   EXPECT_EQ(errorDescription(nullptr), "");
 }
@@ -190,6 +190,22 @@ TEST(PairingLink, AnythingLessGivesNoValue) {
   };
   for (const auto& [reason, link] : rows)
     EXPECT_EQ(parse(link), std::nullopt) << reason;
+}
+
+TEST(Connection, IsNoDemoWhenDefaultMadeAndSendsNothing) {
+  const Connection unfilled;
+  EXPECT_FALSE(unfilled.isDemo());
+  const RelayClient client(platform::URLSession::shared());
+  try {
+    platform::wait(client.sessions(unfilled));
+    ADD_FAILURE() << "an answer without an address";
+  } catch (const platform::URLError& error) {
+    EXPECT_EQ(error.code, platform::URLErrorCode::unsupportedURL);
+  }
+}
+
+TEST(RelayClient, RefusesNullSessions) {
+  EXPECT_THROW(RelayClient(nullptr), std::invalid_argument);
 }
 
 TEST(Connection, IsADemoExactlyWithoutAnAddress) {

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <set>
 
+#include <IdlewynKit/model/SnapshotLead.hpp>
+
 #include <tools/dashboard/Widgets.hpp>
 
 namespace dashboard {
@@ -72,7 +74,7 @@ void SessionsPage::show(Look look) {
 void SessionsPage::showHeadline(const command::OldAgents& old, Look look) {
   const SnapshotLead lead(command::live(model_.snapshot(), old));
   headline_.show(HeadlineView{command::summaryOf(model_.snapshot(), old, DateClock::now()),
-                              lead.isEmpty ? SessionStatus::idle : lead.status},
+                              lead.isEmpty() ? SessionStatus::idle : lead.status()},
                  look);
 }
 

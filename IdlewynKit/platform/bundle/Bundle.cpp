@@ -55,7 +55,7 @@ std::optional<T> decoded(const internal::InformationValues& values, std::string_
   const auto found = values.find(key);
   if (found == values.end() || found->second.front() != begin) return std::nullopt;
   try {
-    return JSONDecoder().decode<T>(found->second);
+    return PlainJSONDecoder().decode<T>(found->second);
   } catch (const DecodingError&) {
     return std::nullopt;
   }

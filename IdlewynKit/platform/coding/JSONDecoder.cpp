@@ -113,8 +113,8 @@ bool readsFast(const internal::ValueReader& reader, const internal::Shape& shape
 
 }  // namespace
 
-void JSONDecoder::read(std::string_view text, std::size_t spare, const CodedType& type,
-                       void* value) const {
+void PlainJSONDecoder::read(std::string_view text, std::size_t spare, const CodedType& type,
+                            void* value) const {
   ParserLease parser;
   const bool mustCopy = spare < simdjson::SIMDJSON_PADDING;
   dom::element root;

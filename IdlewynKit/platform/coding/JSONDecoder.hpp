@@ -13,7 +13,7 @@
 
 /// Reads JSON (RFC 8259, UTF-8 without a byte-order mark) into records and closed sets.
 ///
-///     JSONDecoder decoder;
+///     PlainJSONDecoder decoder;
 ///     decoder.dateDecodingStrategy = [](const SingleValue& value) { return parse(value.text()); };
 ///     auto points = decoder.decode<std::vector<Point>>(body);
 namespace idlewyn::platform {
@@ -51,7 +51,7 @@ class SingleValue {
 /// dates behind the first fault may be asked for too.
 using DateDecodingStrategy = std::function<Date(const SingleValue&)>;
 
-class JSONDecoder {
+class PlainJSONDecoder {
  public:
   /// How dates are read. None means a number of seconds since 2001-01-01 UTC.
   DateDecodingStrategy dateDecodingStrategy;

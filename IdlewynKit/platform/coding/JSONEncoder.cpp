@@ -6,7 +6,7 @@
 
 namespace idlewyn::platform {
 
-Data JSONEncoder::write(const CodedType& type, const void* value) const {
+Data PlainJSONEncoder::write(const CodedType& type, const void* value) const {
   std::string json;
   internal::OutputBuffer buffer(json);
   internal::ValueWriter(dateEncodingStrategy, buffer)

@@ -11,7 +11,7 @@
 
 /// Writes records and closed sets as compact JSON.
 ///
-///     JSONEncoder encoder;
+///     PlainJSONEncoder encoder;
 ///     encoder.dateEncodingStrategy = [](Date date, std::string& text) {
 ///       appendISO8601(date, text);
 ///     };
@@ -21,7 +21,7 @@ namespace idlewyn::platform {
 /// Appends a date's text, which then is written as a JSON string, to an empty `text`.
 using DateEncodingStrategy = std::function<void(Date, std::string& text)>;
 
-class JSONEncoder {
+class PlainJSONEncoder {
  public:
   /// How dates are written. None means a number of seconds since 2001-01-01 UTC.
   DateEncodingStrategy dateEncodingStrategy;

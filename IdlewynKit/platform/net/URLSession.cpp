@@ -70,18 +70,24 @@ asio::awaitable<HTTPResponse> runOrThrow(std::shared_ptr<URLSession> session,
 
 }  // namespace
 
-URLSession::URLSession(std::shared_ptr<SessionCore> core) : core_(std::move(core)) {}
+URLSession::URLSession(std::shared_ptr<SessionCore> core, bool isLasting)
+    : core_(std::move(core)), isLasting_(isLasting) {}
 
 URLSession::~URLSession() { core_->finishTasksAndInvalidate(); }
 
 std::shared_ptr<URLSession> URLSession::shared() {
-  static const auto* const session = new std::shared_ptr<URLSession>(ephemeral());
+  static const auto* const session = new std::shared_ptr<URLSession>(lasting());
   return *session;
 }
 
 std::shared_ptr<URLSession> URLSession::ephemeral(std::shared_ptr<URLSessionDelegate> delegate) {
   auto core = std::make_shared<SessionCore>(std::move(delegate));
-  return std::shared_ptr<URLSession>(new URLSession(std::move(core)));
+  return std::shared_ptr<URLSession>(new URLSession(std::move(core), false));
+}
+
+std::shared_ptr<URLSession> URLSession::lasting(std::shared_ptr<URLSessionDelegate> delegate) {
+  auto core = std::make_shared<SessionCore>(std::move(delegate));
+  return std::shared_ptr<URLSession>(new URLSession(std::move(core), true));
 }
 
 void URLSession::setKeyLogging(bool isAllowed) noexcept { allowKeyLogging(isAllowed); }
@@ -95,7 +101,7 @@ asio::awaitable<URLSession::Outcome> URLSession::exchange(URLRequest request) {
 }
 
 void URLSession::finishTasksAndInvalidate() {
-  if (this != shared().get()) core_->finishTasksAndInvalidate();
+  if (!isLasting_) core_->finishTasksAndInvalidate();
 }
 
 }  // namespace idlewyn::platform

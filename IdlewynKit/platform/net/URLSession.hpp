@@ -5,13 +5,12 @@
 #include <optional>
 #include <variant>
 
-#include <boost/asio/awaitable.hpp>
-
 #include <IdlewynKit/Export.hpp>
 #include <IdlewynKit/platform/net/AuthenticationChallenge.hpp>
 #include <IdlewynKit/platform/net/HTTPResponse.hpp>
 #include <IdlewynKit/platform/net/URLError.hpp>
 #include <IdlewynKit/platform/net/URLRequest.hpp>
+#include <IdlewynKit/platform/tasks/Awaitable.hpp>
 
 /// HTTP and HTTPS exchanges over pooled connections.
 ///
@@ -49,6 +48,10 @@ class URLSession : public std::enable_shared_from_this<URLSession> {
   IDLEWYNKIT_EXPORT static std::shared_ptr<URLSession> ephemeral(
       std::shared_ptr<URLSessionDelegate> delegate = nullptr);
 
+  /// The same for the life of the process: it can't be invalidated.
+  IDLEWYNKIT_EXPORT static std::shared_ptr<URLSession> lasting(
+      std::shared_ptr<URLSessionDelegate> delegate = nullptr);
+
   /// Whether new connections of any session write their keys to the file that the environment
   /// variable SSLKEYLOGFILE named when the first exchange began, so that captured traffic can be
   /// read. Off until a program asks for it, whatever the environment says.
@@ -73,12 +76,13 @@ class URLSession : public std::enable_shared_from_this<URLSession> {
   IDLEWYNKIT_EXPORT boost::asio::awaitable<Outcome> exchange(URLRequest request);
 
   /// Lets the transfers in flight end as they will, refuses new ones with `cancelled`, then
-  /// lets go of the delegate and closes the connections.
+  /// lets go of the delegate and closes the connections. Does nothing to a session that lasts.
   IDLEWYNKIT_EXPORT void finishTasksAndInvalidate();
 
  private:
-  explicit URLSession(std::shared_ptr<SessionCore> core);
+  URLSession(std::shared_ptr<SessionCore> core, bool isLasting);
   std::shared_ptr<SessionCore> core_;
+  const bool isLasting_;
 };
 
 }  // namespace idlewyn::platform

@@ -7,9 +7,10 @@
 #include <type_traits>
 #include <utility>
 
-#include <boost/asio/awaitable.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
+
+#include <IdlewynKit/platform/tasks/Awaitable.hpp>
 
 namespace idlewyn::platform {
 

@@ -15,7 +15,7 @@ std::vector<Connection> loadConnections(platform::Keychain& keychain, const Keyc
   std::vector<Connection> connections;
   try {
     const auto item = readItem(keychain, store, account);
-    if (item) connections = platform::JSONDecoder().decode<std::vector<Connection>>(*item);
+    if (item) connections = platform::PlainJSONDecoder().decode<std::vector<Connection>>(*item);
   } catch (const KeychainError&) {
   } catch (const platform::DecodingError&) {
   }
@@ -25,7 +25,7 @@ std::vector<Connection> loadConnections(platform::Keychain& keychain, const Keyc
 void saveConnections(platform::Keychain& keychain, const KeychainStore& store,
                      const std::vector<Connection>& connections) {
   if (connections.empty()) return removeItem(keychain, store, account);
-  writeItem(keychain, store, platform::JSONEncoder().encode(connections), account);
+  writeItem(keychain, store, platform::PlainJSONEncoder().encode(connections), account);
 }
 
 }  // namespace idlewyn::internal

@@ -19,18 +19,18 @@ std::string with(std::string_view piece, std::string_view replacement) {
   return text.replace(at, piece.size(), replacement);
 }
 
-TEST(JSONDecoder, readsEveryKindOfField) {
-  const auto value = JSONDecoder().decode<Everything>(complete);
+TEST(PlainJSONDecoder, readsEveryKindOfField) {
+  const auto value = PlainJSONDecoder().decode<Everything>(complete);
   EXPECT_EQ(value.name, "n");
   EXPECT_EQ(value.count, 7);
   EXPECT_EQ(value.mood, Mood::bad);
   EXPECT_EQ(value.at, dateFromReferenceSeconds(9.25));
   EXPECT_EQ(value.until, dateFromReferenceSeconds(-60));
-  EXPECT_EQ(JSONDecoder().decode<std::vector<Everything>>("[" + std::string(complete) + "]"),
+  EXPECT_EQ(PlainJSONDecoder().decode<std::vector<Everything>>("[" + std::string(complete) + "]"),
             std::vector{value});
 }
 
-TEST(JSONDecoder, readsTheSameRecordWhateverTheTextsForm) {
+TEST(PlainJSONDecoder, readsTheSameRecordWhateverTheTextsForm) {
   const std::string cases[] = {
       with("{\"name\"", " { \"other\" : [1,{\"name\":2}], \"name\""),  // unknown keys
       with("\"name\"", "\"n\\u0061me\""),                              // an escaped key
@@ -42,13 +42,14 @@ TEST(JSONDecoder, readsTheSameRecordWhateverTheTextsForm) {
       with("\"name\":\"n\",", "").insert(complete.size() - 12, ",\"name\":\"n\""),  // last
       with("{\"name\"", "{\"\":1,\"nam\":1,\"names\":1,\"Name\":1,\"name\""),
   };
-  const auto expected = JSONDecoder().decode<Everything>(complete);
+  const auto expected = PlainJSONDecoder().decode<Everything>(complete);
   for (const std::string& text : cases)
-    EXPECT_EQ(JSONDecoder().decode<Everything>(text), expected) << text;
-  EXPECT_EQ(JSONDecoder().decode<Everything>(with("\"bad\"", "\"furious\"")).mood, Mood::unknown);
+    EXPECT_EQ(PlainJSONDecoder().decode<Everything>(text), expected) << text;
+  EXPECT_EQ(PlainJSONDecoder().decode<Everything>(with("\"bad\"", "\"furious\"")).mood,
+            Mood::unknown);
 }
 
-TEST(JSONDecoder, namesKindAndPlaceOfTheFirstFault) {
+TEST(PlainJSONDecoder, namesKindAndPlaceOfTheFirstFault) {
   struct Case {
     std::string text;
     Kind kind;
@@ -81,7 +82,7 @@ TEST(JSONDecoder, namesKindAndPlaceOfTheFirstFault) {
   };
   for (const Case& c : cases) {
     try {
-      JSONDecoder().decode<Everything>(c.text);
+      PlainJSONDecoder().decode<Everything>(c.text);
       ADD_FAILURE() << "no error for " << c.text;
     } catch (const DecodingError& error) {
       EXPECT_EQ(error.kind, c.kind) << c.text;
@@ -92,8 +93,8 @@ TEST(JSONDecoder, namesKindAndPlaceOfTheFirstFault) {
   }
 }
 
-TEST(JSONDecoder, readsSingleValues) {
-  const JSONDecoder decoder;
+TEST(PlainJSONDecoder, readsSingleValues) {
+  const PlainJSONDecoder decoder;
   EXPECT_EQ(decoder.decode<std::string>(std::string_view(R"("a\n\"\u00e9\ud83d\ude00\/")")),
             "a\n\"\u00E9\U0001F600/");
   EXPECT_EQ(decoder.decode<std::int64_t>(std::string_view("-9223372036854775808")), INT64_MIN);
@@ -101,15 +102,15 @@ TEST(JSONDecoder, readsSingleValues) {
   EXPECT_EQ(decoder.decode<Date>(std::string_view("-0.5")), dateFromReferenceSeconds(-0.5));
 }
 
-TEST(JSONDecoder, tellsKeysApartThatItsTableDoesNot) {
-  const auto alike = JSONDecoder().decode<Alike>(
+TEST(PlainJSONDecoder, tellsKeysApartThatItsTableDoesNot) {
+  const auto alike = PlainJSONDecoder().decode<Alike>(
       std::string_view(R"({"sameHeadBsameTail":2,"sameHeadCsameTail":3,"sameHeadAsameTail":1})"));
   EXPECT_EQ(alike.first, 1);
   EXPECT_EQ(alike.second, 2);
 }
 
-TEST(JSONDecoder, givesADateStrategyItsValueAndItsPlace) {
-  JSONDecoder decoder;
+TEST(PlainJSONDecoder, givesADateStrategyItsValueAndItsPlace) {
+  PlainJSONDecoder decoder;
   decoder.dateDecodingStrategy = [](const SingleValue& value) {
     if (value.number() < 0) throw value.dataCorrupted(pathText(value.codingPath()) + "!");
     return dateFromSecondsSince1970(value.number());
@@ -132,7 +133,7 @@ TEST(JSONDecoder, givesADateStrategyItsValueAndItsPlace) {
 
   // A strategy may decode and throw what it wants.
   decoder.dateDecodingStrategy = [](const SingleValue& value) {
-    return JSONDecoder().decode<Date>(value.text());
+    return PlainJSONDecoder().decode<Date>(value.text());
   };
   EXPECT_EQ(decoder.decode<std::vector<Date>>(std::string_view(R"(["1","2"])")),
             (std::vector{dateFromReferenceSeconds(1), dateFromReferenceSeconds(2)}));

@@ -20,7 +20,7 @@ std::string nested(std::size_t depth, const char* innermost = "") {
 /// Whether it is read; else it is refused whole.
 bool isDocument(std::string_view text) {
   try {
-    return JSONDecoder().decode<Point>(text).x == 1;
+    return PlainJSONDecoder().decode<Point>(text).x == 1;
   } catch (const DecodingError& error) {
     EXPECT_EQ(error.kind, DecodingError::Kind::dataCorrupted);
     EXPECT_TRUE(error.codingPath.empty());
@@ -31,7 +31,7 @@ bool isDocument(std::string_view text) {
 /// What the decoder says of a text that it refuses.
 std::string refusalOf(std::string_view text) {
   try {
-    JSONDecoder().decode<Point>(text);
+    PlainJSONDecoder().decode<Point>(text);
   } catch (const DecodingError& error) {
     return error.what();
   }
@@ -111,7 +111,7 @@ TEST(JSONDocument, isRewrittenOnlyWhereANumberIsTooWide) {
   for (const auto& [text, expected] : cases)
     EXPECT_EQ(internal::narrowingNumbers(text), expected);
   const auto read = [](std::string_view text) {
-    return JSONDecoder().decode<std::vector<double>>(text);
+    return PlainJSONDecoder().decode<std::vector<double>>(text);
   };
   EXPECT_EQ(read("[18446744073709551616,-9223372036854775809,1e-999]"),
             (std::vector<double>{0x1p64, -0x1p63, 0}));
@@ -119,7 +119,7 @@ TEST(JSONDocument, isRewrittenOnlyWhereANumberIsTooWide) {
 }
 
 TEST(JSONDocument, leavesNothingBehindForTheNextOne) {
-  const JSONDecoder decoder;
+  const PlainJSONDecoder decoder;
   const std::string large = "[\"" + std::string(6'000'000, 'x') + "\",\"y\"]";
   const auto first = decoder.decode<std::vector<std::string>>(large);
   EXPECT_THROW(decoder.decode<std::vector<std::string>>(std::string_view("[\"a\",")),

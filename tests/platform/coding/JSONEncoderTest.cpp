@@ -19,13 +19,13 @@ constexpr double infinity = std::numeric_limits<double>::infinity();
 
 template <class T>
 std::string encoded(const T& value) {
-  return JSONEncoder().encode(value).storage;
+  return PlainJSONEncoder().encode(value).storage;
 }
 
-TEST(JSONEncoder, writesFieldsInDeclarationOrderAndLeavesEmptyOnesOut) {
-  EXPECT_EQ(encoded(JSONDecoder().decode<Everything>(complete)), complete);
+TEST(PlainJSONEncoder, writesFieldsInDeclarationOrderAndLeavesEmptyOnesOut) {
+  EXPECT_EQ(encoded(PlainJSONDecoder().decode<Everything>(complete)), complete);
   const std::string minimal = std::string(complete.substr(0, complete.find(",\"note\""))) + "}";
-  EXPECT_EQ(encoded(JSONDecoder().decode<Everything>(minimal)), minimal);
+  EXPECT_EQ(encoded(PlainJSONDecoder().decode<Everything>(minimal)), minimal);
   EXPECT_EQ(encoded(std::vector{Point(1, {}), Point(2, 3)}), R"([{"x":1},{"x":2,"y":3}])");
   EXPECT_EQ(encoded(std::vector<Point>{}), "[]");
   using Map = std::map<std::string, std::string>;
@@ -33,7 +33,7 @@ TEST(JSONEncoder, writesFieldsInDeclarationOrderAndLeavesEmptyOnesOut) {
   EXPECT_EQ(encoded(Map{{"b\"", "2"}, {"a", "1\n"}}), R"({"a":"1\n","b\"":"2"})");
 }
 
-TEST(JSONEncoder, escapesWhatMustBeAndNothingElse) {
+TEST(PlainJSONEncoder, escapesWhatMustBeAndNothingElse) {
   struct Case {
     std::string text, json;
   };
@@ -47,19 +47,20 @@ TEST(JSONEncoder, escapesWhatMustBeAndNothingElse) {
   };
   for (const Case& c : cases) {
     EXPECT_EQ(encoded(c.text), c.json);
-    EXPECT_EQ(JSONDecoder().decode<std::string>(c.json), c.text);
+    EXPECT_EQ(PlainJSONDecoder().decode<std::string>(c.json), c.text);
   }
   // Each byte at each place of a word of eight.
   for (int byte = 0; byte < 0x80; ++byte) {
     for (std::size_t place = 0; place < 20; ++place) {
       std::string text(20, 'm');
       text[place] = static_cast<char>(byte);
-      ASSERT_EQ(JSONDecoder().decode<std::string>(JSONEncoder().encode(text)), text) << byte;
+      ASSERT_EQ(PlainJSONDecoder().decode<std::string>(PlainJSONEncoder().encode(text)), text)
+          << byte;
     }
   }
 }
 
-TEST(JSONEncoder, writesTheShortestNumberThatReadsBack) {
+TEST(PlainJSONEncoder, writesTheShortestNumberThatReadsBack) {
   const std::pair<double, std::string> cases[] = {
       {0, "0"},
       {-0.0, "-0.0"},
@@ -75,26 +76,26 @@ TEST(JSONEncoder, writesTheShortestNumberThatReadsBack) {
   for (int i = 0; i < 200'000; ++i) {
     const double value = std::bit_cast<double>(random());
     if (!std::isfinite(value)) continue;
-    const double back = JSONDecoder().decode<double>(JSONEncoder().encode(value));
+    const double back = PlainJSONDecoder().decode<double>(PlainJSONEncoder().encode(value));
     ASSERT_EQ(std::bit_cast<std::uint64_t>(back), std::bit_cast<std::uint64_t>(value)) << value;
   }
   EXPECT_EQ(encoded(INT64_MIN), "-9223372036854775808");
   EXPECT_EQ(encoded(INT64_MAX), "9223372036854775807");
 }
 
-TEST(JSONEncoder, writesAListThatBeginsUnlikeTheRestWholeAndSetsLittleAside) {
+TEST(PlainJSONEncoder, writesAListThatBeginsUnlikeTheRestWholeAndSetsLittleAside) {
   std::vector<std::string> texts(16, std::string(100'000, 'x'));
   texts.resize(50'000, "y");
-  const Data json = JSONEncoder().encode(texts);
+  const Data json = PlainJSONEncoder().encode(texts);
   EXPECT_LT(json.storage.capacity(), json.size() + (4u << 20));
-  EXPECT_EQ(JSONDecoder().decode<std::vector<std::string>>(json), texts);
+  EXPECT_EQ(PlainJSONDecoder().decode<std::vector<std::string>>(json), texts);
 }
 
-TEST(JSONEncoder, refusesWhatJSONCannotHoldAndSaysWhere) {
-  auto value = JSONDecoder().decode<Everything>(complete);
+TEST(PlainJSONEncoder, refusesWhatJSONCannotHoldAndSaysWhere) {
+  auto value = PlainJSONDecoder().decode<Everything>(complete);
   const auto fault = [](const auto& v) -> std::string {
     try {
-      JSONEncoder().encode(v);
+      PlainJSONEncoder().encode(v);
       return "none";
     } catch (const EncodingError& error) {
       const std::string path = pathText(error.codingPath);

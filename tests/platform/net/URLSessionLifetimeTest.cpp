@@ -218,9 +218,11 @@ TEST(URLSession, LivesUntilItsExchangesHaveEndedAndTheSharedOneForEver) {
   EXPECT_EQ(describe(wait(URLSession::ephemeral(std::move(delegate))->exchange(request))),
             "200 ok");
   EXPECT_TRUE(waitUntil([&] { return weak.expired(); }));
-  URLSession::shared()->finishTasksAndInvalidate();
   RawServer plain;
-  EXPECT_EQ(fetch(URLSession::shared(), plain.url("/")), "200 ok");
+  for (const auto& lasting : {URLSession::shared(), URLSession::lasting()}) {
+    lasting->finishTasksAndInvalidate();
+    EXPECT_EQ(fetch(lasting, plain.url("/")), "200 ok");
+  }
 }
 
 TEST(URLSession, SurvivesTheCallersContext) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <vector>
 
+#include <IdlewynKit/model/SnapshotLead.hpp>
 #include <IdlewynKit/platform/text/DisplayText.hpp>
 
 #include <tools/idlewyn/commands/Commands.hpp>
@@ -106,9 +107,9 @@ WaybarRecord waybarRecord(const LastSeen& seen) {
                     cutToWidth(displayLine(session.projectName()), widestProject) + ": " +
                     displayLine(session.title));
   }
-  const std::string text = std::to_string(lead.count) + " " + lead.label;
-  const std::string status = lead.isEmpty ? "none" : std::string(rawValue(lead.status));
-  return WaybarRecord(lead.isEmpty ? "" : markup(isOld ? withAge(text, seen) : text),
+  const std::string text = std::to_string(lead.count()) + " " + lead.label();
+  const std::string status = lead.isEmpty() ? "none" : std::string(rawValue(lead.status()));
+  return WaybarRecord(lead.isEmpty() ? "" : markup(isOld ? withAge(text, seen) : text),
                       tooltipOf(std::move(lines)), status, isOld ? "stale" : status);
 }
 

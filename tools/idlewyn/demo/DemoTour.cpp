@@ -7,6 +7,7 @@
 
 #include <sys/stat.h>
 
+#include <IdlewynKit/model/SnapshotLead.hpp>
 #include <IdlewynKit/platform/secrets/KeychainPlace.hpp>
 #include <IdlewynKit/platform/text/DisplayText.hpp>
 #include <IdlewynKit/relay/PairingLink.hpp>
@@ -54,9 +55,9 @@ void showSessions(Tour& tour, const SessionSnapshot& snapshot, Date now) {
       "the sessions come in display order");
   tour.show(sessionTable(snapshot, now, tour.style()));
   const SnapshotLead lead(snapshot);
-  tour.show("Lead:    " + std::to_string(lead.count) + " " + lead.label);
+  tour.show("Lead:    " + std::to_string(lead.count()) + " " + lead.label());
   tour.show("Summary: " + lead.summary());
-  tour.expect(lead.summary().starts_with(std::to_string(lead.count) + " " + lead.label),
+  tour.expect(lead.summary().starts_with(std::to_string(lead.count()) + " " + lead.label()),
               "the summary begins with the lead");
 }
 

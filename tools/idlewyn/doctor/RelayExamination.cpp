@@ -269,14 +269,14 @@ bool Examination::noAnswer(const std::exception_ptr& error) {
   try {
     std::rethrow_exception(error);
   } catch (const RelayError& relayError) {
-    switch (relayError.kind) {
+    switch (relayError.kind()) {
       case RelayError::Kind::unauthorized:
         pass("answer", "The relay answers.");
         return fail("token", failure.code, failure.message,
                     "Its token was withdrawn or the relay was set up anew: pair again. A proxy "
                     "that wants a password of its own looks the same.");
       case RelayError::Kind::server:
-        return failed(failure.message, adviceForStatus(relayError.status));
+        return failed(failure.message, adviceForStatus(relayError.status()));
       case RelayError::Kind::tooManyAttempts:
         return failed("It was asked too often (status 429).", adviceForStatus(tooManyRequests));
       default: break;

@@ -10,7 +10,7 @@ namespace {
 
 Failure describeRelayError(const RelayError& error) {
   const std::string message = error.errorDescription();
-  switch (error.kind) {
+  switch (error.kind()) {
     case RelayError::Kind::server: return {ExitCode::serverStatus, "server", message};
     case RelayError::Kind::invalidResponse:
       return {ExitCode::invalidResponse, "invalidResponse", message};

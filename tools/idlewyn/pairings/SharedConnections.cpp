@@ -42,7 +42,7 @@ Failure systemFailure(const std::string& what, const fs::path& path) {
 
 bool isList(const platform::Data& bytes) {
   try {
-    platform::JSONDecoder().decode<std::vector<Connection>>(bytes);
+    platform::PlainJSONDecoder().decode<std::vector<Connection>>(bytes);
     return true;
   } catch (const platform::DecodingError&) {
     return false;
@@ -69,7 +69,7 @@ std::vector<Connection> SharedConnections::load() const {
   }
   if (!bytes) return {};
   try {
-    return platform::JSONDecoder().decode<std::vector<Connection>>(*bytes);
+    return platform::PlainJSONDecoder().decode<std::vector<Connection>>(*bytes);
   } catch (const platform::DecodingError& error) {
     // Only where: what stands there may be a token.
     std::string place = pathText(error.codingPath);

@@ -32,8 +32,9 @@ bool isInDoubt(const std::exception_ptr& error) {
   } catch (const Failure& failure) {
     return failure.code == ExitCode::interrupted;
   } catch (const RelayError& relayError) {
-    return relayError.kind == RelayError::Kind::invalidResponse ||
-           (relayError.kind == RelayError::Kind::server && relayError.status >= firstServerError);
+    return relayError.kind() == RelayError::Kind::invalidResponse ||
+           (relayError.kind() == RelayError::Kind::server &&
+            relayError.status() >= firstServerError);
   } catch (const platform::URLError& urlError) {
     return mayHaveLeft(urlError.code);
   } catch (const std::exception&) {

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include <IdlewynKit/model/SnapshotLead.hpp>
 #include <IdlewynKit/platform/text/DisplayText.hpp>
 
 namespace idlewyn::command {
@@ -27,19 +28,20 @@ constexpr LinearGradient ground(Color(Palette::moon, Palette::ink),
                                 Color(Palette::OnDark::primary, Palette::inkDeep));
 
 View headline(const SnapshotLead& lead) {
-  if (lead.isEmpty) {
+  if (lead.isEmpty()) {
     return Row({Symbol("moon.zzz.fill").font(Typography::heroGlyph).foreground(secondary),
                 Text(lead.summary()).font(Typography::screenTitle).foreground(primary)})
         .accessibilityLabel(lead.summary());
   }
   const View count =
-      Text(std::to_string(lead.count)).font(Typography::bigCount).foreground(tint(lead.status));
+      Text(std::to_string(lead.count())).font(Typography::bigCount).foreground(tint(lead.status()));
   const View others =
-      lead.others.empty()
+      lead.others().empty()
           ? View()
-          : View(Text(lead.others)).font(Typography::supporting).foreground(secondary);
-  return Row({count, Column({Text(lead.label).font(Typography::title).foreground(primary), others},
-                            HorizontalAlignment::leading, Spacing::hairline)},
+          : View(Text(lead.others())).font(Typography::supporting).foreground(secondary);
+  return Row({count,
+              Column({Text(lead.label()).font(Typography::title).foreground(primary), others},
+                     HorizontalAlignment::leading, Spacing::hairline)},
              VerticalAlignment::centre, Spacing::m)
       .accessibilityLabel(lead.summary());
 }

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <utility>
 
+#include <IdlewynKit/model/SnapshotLead.hpp>
+
 namespace idlewyn::command {
 namespace {
 
@@ -41,7 +43,7 @@ std::string summaryOf(const SessionSnapshot& snapshot, const OldAgents& old, Dat
   const bool isNothingLive = current.sessions.empty() && !snapshot.sessions.empty();
   const SnapshotLead lead(current);
   std::string text = isNothingLive ? "Nothing is live" : lead.summary();
-  const bool isNeeded = !lead.isEmpty && lead.status == SessionStatus::waitingForInput;
+  const bool isNeeded = !lead.isEmpty() && lead.status() == SessionStatus::waitingForInput;
   for (const auto& [agent, answered] : old) {
     const auto waiting = SessionSnapshot(snapshot.sessionsFor(agent), answered)
                              .count(SessionStatus::waitingForInput);

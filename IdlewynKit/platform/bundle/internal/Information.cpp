@@ -77,7 +77,7 @@ InformationValues informationValues(std::string_view text) {
   if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
   InformationValues values;
   try {
-    const JSONDecoder decoder;
+    const PlainJSONDecoder decoder;
     decoder.decode<AnyObject>(text);
     MemberScanner members(text);
     for (std::string_view key, value; members.next(key, value);) {
