@@ -15,7 +15,7 @@
 
 /// Where the keychain of this user is, and how it is moved.
 ///
-///     std::puts(where().description.c_str());
+///     std::puts(keychainLocation().description.c_str());
 ///     KeychainMove move = moveKeychain(KeychainPlace::secretService);
 ///     if (move.status != KeychainStatus::success) return fail(move);
 namespace idlewyn::platform {
@@ -57,7 +57,7 @@ struct KeychainLocation {
 };
 
 /// Reads the record and the environment only: nothing is decided, and no place is asked.
-IDLEWYNKIT_EXPORT KeychainLocation where();
+IDLEWYNKIT_EXPORT KeychainLocation keychainLocation();
 
 /// What a move did, in items.
 struct KeychainMove {
@@ -83,7 +83,8 @@ struct KeychainMove {
 /// `badParameter`: `memory` can't be moved to, nor anything while IDLEWYN_KEYCHAIN names another
 /// place. Any other failure is that of the place, and leaves the place in use as it was. When
 /// only what comes after the switch fails, which is the disk's word that it lasts and then the
-/// emptying, the status is that failure, and the new place is in use already: see `where`.
+/// emptying, the status is that failure, and the new place is in use already: see
+/// `keychainLocation`.
 IDLEWYNKIT_EXPORT KeychainMove moveKeychain(KeychainPlace to);
 
 /// The keychain's file when it is damaged, and is in use or would be by the first write. Reads it,

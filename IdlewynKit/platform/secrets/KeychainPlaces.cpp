@@ -110,7 +110,7 @@ std::optional<std::filesystem::path> damagedKeychainFile() {
 
 KeychainAside setDamagedKeychainAside() { return setDamagedAsideOf(KeychainSettings::ofProcess()); }
 
-KeychainLocation where() { return whereIn(KeychainSettings::ofProcess()); }
+KeychainLocation keychainLocation() { return whereIn(KeychainSettings::ofProcess()); }
 
 std::shared_ptr<Keychain> Keychain::open(std::vector<std::string> accessGroups) {
   return makeSelectedKeychain(KeychainSettings::ofProcess(), std::move(accessGroups));

@@ -16,7 +16,7 @@ void expectMovable(platform::KeychainPlace to) {
     throw Failure(ExitCode::failure, "storage",
                   "The keychain was not moved: " + trouble->message + " " + trouble->remedy);
   }
-  const platform::KeychainLocation location = platform::where();
+  const platform::KeychainLocation location = platform::keychainLocation();
   if (location.reason != platform::KeychainReason::environment || location.place == to) return;
   throw Failure(ExitCode::failure, "storage",
                 "The keychain was not moved, because IDLEWYN_KEYCHAIN says " +
@@ -27,8 +27,8 @@ Failure moveFailure(platform::KeychainStatus::Code status) {
   std::string message = "The keychain was not moved: " + KeychainError(status).errorDescription();
   // It is not the one in use, which could be told before.
   if (status == platform::KeychainStatus::invalidKeychain) {
-    message +=
-        " Rename keychain.sqlite3 in " + displayLine(platform::where().directory.native()) + ".";
+    message += " Rename keychain.sqlite3 in " +
+               displayLine(platform::keychainLocation().directory.native()) + ".";
   }
   return {ExitCode::failure, "storage",
           message + " Nothing is lost; the same command goes on where it stopped."};
@@ -46,7 +46,7 @@ KeychainRecord recordOf(const platform::KeychainLocation& location) {
 }  // namespace
 
 ExitCode runKeychainWhere(const Arguments&, Surroundings& with) {
-  const platform::KeychainLocation location = platform::where();
+  const platform::KeychainLocation location = platform::keychainLocation();
   if (with.output.isJSON) {
     with.output.json(recordOf(location));
   } else {
@@ -68,7 +68,7 @@ ExitCode runKeychainMove(const Arguments& given, Surroundings& with) {
   const platform::KeychainMove move = platform::moveKeychain(*to);
   if (move.status != platform::KeychainStatus::success) throw moveFailure(move.status);
   if (with.output.isJSON) {
-    with.output.json(recordOf(platform::where()));
+    with.output.json(recordOf(platform::keychainLocation()));
     return ExitCode::ok;
   }
   with.output.line("Moved: " + std::to_string(move.copied) +
@@ -77,7 +77,7 @@ ExitCode runKeychainMove(const Arguments& given, Surroundings& with) {
     with.output.line(std::to_string(move.kept) + " had a newer value there, which was kept.");
   }
   if (move.left > 0) with.output.line(std::to_string(move.left) + " stay in the old place.");
-  with.output.line(displayLine(platform::where().description));
+  with.output.line(displayLine(platform::keychainLocation().description));
   return ExitCode::ok;
 }
 

@@ -131,7 +131,7 @@ void DemoTour::pairByAddress() {
   for (const std::string& line : fingerprintLines(*connection.certificatePin)) {
     tour_.show("  " + line);
   }
-  const platform::KeychainLocation keychain = platform::where();
+  const platform::KeychainLocation keychain = platform::keychainLocation();
   tour_.expect(isOwnersAlone(keychain.directory), "the connections are kept for their owner alone");
   tour_.expect(ConnectionStore::shared().load() == connections_.load(),
                "every program of the product finds both");

@@ -21,7 +21,7 @@ Check failed(const char* name, const KeychainTrouble& trouble) {
 }
 
 Check examineKeychain() {
-  const platform::KeychainLocation location = platform::where();
+  const platform::KeychainLocation location = platform::keychainLocation();
   if (const auto trouble = keychainTrouble()) return failed("keychain", *trouble);
   // Also where the Secret Service keeps the items: each change of them takes a lock in there.
   if (const auto trouble = folderTrouble(location.directory.native())) {
@@ -56,7 +56,8 @@ Check examinePairings(std::optional<AgentProvider> agent,
     return {"pairings", CheckState::ok, "Paired: " + names + "."};
   } catch (const Failure& failure) {
     if (failure.kind == "notPaired") return notPaired(agent);
-    const bool isKeyring = platform::where().place == platform::KeychainPlace::secretService;
+    const bool isKeyring =
+        platform::keychainLocation().place == platform::KeychainPlace::secretService;
     return {"pairings", CheckState::failed, failure.message,
             isKeyring ? "Nothing is changed while it can't be read. A locked keyring opens with "
                         "the desktop's session."
@@ -68,7 +69,7 @@ constexpr const char* nothingSeen = "It is empty: no session was ever seen.";
 
 // Written and taken out again, under a key of its own; but a look makes no store.
 Check examineSharedStore() {
-  const fs::path folder = platform::where().directory.parent_path() / "defaults";
+  const fs::path folder = platform::keychainLocation().directory.parent_path() / "defaults";
   std::error_code error;
   if (!fs::exists(folder / (std::string(AppGroup::identifier) + ".sqlite3"), error)) {
     if (const auto trouble = folderTrouble(folder.native())) return failed("snapshot", *trouble);

@@ -32,7 +32,7 @@ std::optional<KeychainTrouble> opennessOf(const fs::path& file) {
 }  // namespace
 
 std::optional<KeychainTrouble> keychainTrouble() {
-  const platform::KeychainLocation location = platform::where();
+  const platform::KeychainLocation location = platform::keychainLocation();
   const std::string description = displayLine(location.description);
   switch (location.reason) {
     case platform::KeychainReason::unknownWord:

@@ -125,7 +125,7 @@ void SharedConnections::trySaving(const std::vector<Connection>&) {
 }
 
 std::shared_ptr<void> SharedConnections::exclude() {
-  const fs::path directory = platform::where().directory;
+  const fs::path directory = platform::keychainLocation().directory;
   if (directory.empty()) {
     throw storageFailure(
         "There is no home directory to keep connections in; set IDLEWYN_DATA_DIR.");
