@@ -32,9 +32,9 @@ class SnapshotLead {
   /// What the leading number counts; never idle.
   SessionStatus status() const noexcept { return status_; }
   /// The words that follow the leading number.
-  const std::string& label() const noexcept { return label_; }
+  const std::string& label() const noexcept IDLEWYNKIT_LIFETIMEBOUND { return label_; }
   /// The other counts above zero, joined by " · "; may be empty.
-  const std::string& others() const noexcept { return others_; }
+  const std::string& others() const noexcept IDLEWYNKIT_LIFETIMEBOUND { return others_; }
   bool isEmpty() const noexcept { return isEmpty_; }
 
  private:

@@ -23,7 +23,8 @@ def declarations(root):
                if not NOT_INSTALLED & set(path.parts)]
     out = subprocess.run(
         ["ctags", "--output-format=json", "--language-force=C++", "--kinds-C++=p",
-         "--fields=+aSZn", "--extras=-q", "-I", "IDLEWYNKIT_EXPORT", "-f", "-", *headers],
+         "--fields=+aSZn", "--extras=-q", "-I", "IDLEWYNKIT_EXPORT,IDLEWYNKIT_LIFETIMEBOUND",
+         "-f", "-", *headers],
         check=True, capture_output=True, text=True).stdout
     for line in out.splitlines():
         tag = json.loads(line)

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <utility>
 
+#include <IdlewynKit/Export.hpp>
+
 /// A sequence of bytes, told apart from text by its type.
 ///
 ///     Data token{0x00, 0xAB, 0x0F};
@@ -30,11 +32,11 @@ struct Data {
 
   std::size_t size() const noexcept { return storage.size(); }
   bool empty() const noexcept { return storage.empty(); }
-  std::span<const std::uint8_t> bytes() const noexcept {
+  std::span<const std::uint8_t> bytes() const noexcept IDLEWYNKIT_LIFETIMEBOUND {
     return {reinterpret_cast<const std::uint8_t*>(storage.data()), storage.size()};
   }
   /// The same bytes seen as text; nothing says that they are UTF-8.
-  std::string_view text() const noexcept { return storage; }
+  std::string_view text() const noexcept IDLEWYNKIT_LIFETIMEBOUND { return storage; }
 
   friend bool operator==(const Data&, const Data&) = default;
 

@@ -188,8 +188,7 @@ std::size_t findAny(std::string_view text, std::string_view characters, std::siz
 
 }  // namespace
 
-IDLEWYNKIT_EXPORT URLQueryItem::URLQueryItem(std::string itemName,
-                                             std::optional<std::string> itemValue)
+URLQueryItem::URLQueryItem(std::string itemName, std::optional<std::string> itemValue)
     : name(std::move(itemName)), value(std::move(itemValue)) {}
 
 std::optional<URL> URL::parse(std::string_view text) {

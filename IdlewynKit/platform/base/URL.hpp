@@ -23,7 +23,7 @@ namespace idlewyn::platform {
 /// One `name=value` of a query. An item written without "=" has no value, one that ends in
 /// "=" has an empty one.
 struct URLQueryItem {
-  URLQueryItem(std::string name, std::optional<std::string> value);
+  IDLEWYNKIT_EXPORT URLQueryItem(std::string name, std::optional<std::string> value);
 
   friend bool operator==(const URLQueryItem&, const URLQueryItem&) = default;
 
@@ -44,17 +44,20 @@ class URL {
   explicit URL(DecodingKey) {}
 
   /// The text that was parsed.
-  const std::string& text() const noexcept { return text_; }
+  const std::string& text() const noexcept IDLEWYNKIT_LIFETIMEBOUND { return text_; }
 
   /// Parts as they stand in the text, percent-encoding included, without their delimiters.
   /// Absent and empty differ for all but the path. An IPv6 host comes without its brackets.
-  IDLEWYNKIT_EXPORT std::optional<std::string_view> scheme() const noexcept;
-  IDLEWYNKIT_EXPORT std::optional<std::string_view> userInfo() const noexcept;
-  IDLEWYNKIT_EXPORT std::optional<std::string_view> host() const noexcept;
-  IDLEWYNKIT_EXPORT std::optional<std::string_view> port() const noexcept;
-  IDLEWYNKIT_EXPORT std::string_view path() const noexcept;
-  IDLEWYNKIT_EXPORT std::optional<std::string_view> query() const noexcept;
-  IDLEWYNKIT_EXPORT std::optional<std::string_view> fragment() const noexcept;
+  IDLEWYNKIT_EXPORT std::optional<std::string_view> scheme() const noexcept
+      IDLEWYNKIT_LIFETIMEBOUND;
+  IDLEWYNKIT_EXPORT std::optional<std::string_view> userInfo() const noexcept
+      IDLEWYNKIT_LIFETIMEBOUND;
+  IDLEWYNKIT_EXPORT std::optional<std::string_view> host() const noexcept IDLEWYNKIT_LIFETIMEBOUND;
+  IDLEWYNKIT_EXPORT std::optional<std::string_view> port() const noexcept IDLEWYNKIT_LIFETIMEBOUND;
+  IDLEWYNKIT_EXPORT std::string_view path() const noexcept IDLEWYNKIT_LIFETIMEBOUND;
+  IDLEWYNKIT_EXPORT std::optional<std::string_view> query() const noexcept IDLEWYNKIT_LIFETIMEBOUND;
+  IDLEWYNKIT_EXPORT std::optional<std::string_view> fragment() const noexcept
+      IDLEWYNKIT_LIFETIMEBOUND;
 
   /// The scheme in lower case; empty when there is none.
   IDLEWYNKIT_EXPORT std::string lowercasedScheme() const;

@@ -27,7 +27,7 @@ class ValueReader;
 class SingleValue {
  public:
   /// Throw DecodingError when the value is null or of another JSON type.
-  IDLEWYNKIT_EXPORT std::string_view text() const;
+  IDLEWYNKIT_EXPORT std::string_view text() const IDLEWYNKIT_LIFETIMEBOUND;
   IDLEWYNKIT_EXPORT double number() const;
 
   IDLEWYNKIT_EXPORT std::vector<CodingKey> codingPath() const;

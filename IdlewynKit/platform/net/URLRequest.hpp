@@ -20,7 +20,7 @@ namespace idlewyn::platform {
 ///     URLRequest request(url);
 ///     request.method = "POST";
 ///     request.setHeader("Content-Type", "application/json");
-///     request.body = PlainJSONEncoder::relay().encode(payload);
+///     request.body = JSONEncoder::relay().encode(payload);
 struct URLRequest {
   explicit URLRequest(URL url) : url(std::move(url)) {}
 
