@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <IdlewynKit/relay/LiveSessionService.hpp>
 
+#include <memory>
+#include <utility>
+
 #include <IdlewynKit/demo/DemoSessions.hpp>
 #include <IdlewynKit/relay/internal/Perform.hpp>
 
@@ -50,6 +53,12 @@ awaitable<void> LiveSessionService::registerPushToken(PushTokenRegistration regi
 
 awaitable<void> LiveSessionService::unpair(Connection connection) const {
   return relay.unpair(std::move(connection));
+}
+
+awaitable<SnapshotResult> LiveSessionService::snapshot(std::vector<Connection> connections,
+                                                       SessionSnapshot fallback) const {
+  return takeSnapshot(std::make_shared<LiveSessionService>(*this), std::move(connections),
+                      std::move(fallback));
 }
 
 }  // namespace idlewyn

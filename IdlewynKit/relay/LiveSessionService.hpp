@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <exception>
-#include <map>
 #include <utility>
 
-#include <IdlewynKit/model/SessionSnapshot.hpp>
 #include <IdlewynKit/relay/RelayClient.hpp>
 #include <IdlewynKit/relay/SessionService.hpp>
+#include <IdlewynKit/relay/Snapshot.hpp>
 
 /// The session service over relays, with demo connections served from generated data.
 ///
@@ -16,17 +14,6 @@
 ///     for (const auto& [provider, error] : errors)
 ///       show(displayName(provider), errorDescription(error));
 namespace idlewyn {
-
-/// A snapshot with the error of each provider whose fetch failed, as it was thrown.
-struct SnapshotResult {
-  SnapshotResult(SessionSnapshot snapshot, std::map<AgentProvider, std::exception_ptr> errors)
-      : snapshot(std::move(snapshot)), errors(std::move(errors)) {}
-  /// The empty snapshot without errors.
-  SnapshotResult() = default;
-
-  SessionSnapshot snapshot;
-  std::map<AgentProvider, std::exception_ptr> errors;
-};
 
 /// A value; see RelayClient for lifetimes, threads and errors. On a demo connection nothing is
 /// sent and nothing is thrown: sessions come from DemoSessions, remote approvals are false and
@@ -46,15 +33,7 @@ struct IDLEWYNKIT_EXPORT LiveSessionService final : SessionService {
                                                  Connection connection) const override;
   boost::asio::awaitable<void> unpair(Connection connection) const override;
 
-  /// Fetches the sessions of all connections at once and merges them in the order in which the
-  /// fetches end. A failed fetch contributes its error, and the fallback's sessions of its
-  /// provider in place of fresh ones. Never throws, also when the caller is cancelled midway:
-  /// each fetch that was cancelled then counts as failed.
-  ///
-  /// Nothing else is taken from the fallback: `updatedAt` is the time of the end, even when every
-  /// fetch failed, and sessions of providers without a connection are dropped. So give all
-  /// connections each time, not the one that changed, and at most one of each provider: of two
-  /// that fail the later error stays, and the fallback's sessions come twice.
+  /// `takeSnapshot` over this service.
   boost::asio::awaitable<SnapshotResult> snapshot(std::vector<Connection> connections,
                                                   SessionSnapshot fallback) const;
 

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: MIT
+#include <IdlewynKit/relay/Snapshot.hpp>
+
 #include <iterator>
+#include <stdexcept>
 #include <tuple>
 #include <utility>
 
@@ -11,14 +14,13 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/system/system_error.hpp>
 
-#include <IdlewynKit/relay/LiveSessionService.hpp>
-
 namespace idlewyn {
 
 namespace {
 
 namespace asio = boost::asio;
 using asio::awaitable;
+using Service = std::shared_ptr<const SessionService>;
 
 // What one connection's fetch came to: its error, or its sessions.
 struct Fetched {
@@ -28,10 +30,10 @@ struct Fetched {
   std::exception_ptr error;
 };
 
-awaitable<Fetched> fetch(LiveSessionService service, Connection connection) {
+awaitable<Fetched> fetch(Service service, Connection connection) {
   Fetched fetched;
   try {
-    fetched.sessions = co_await service.sessions(std::move(connection));
+    fetched.sessions = co_await service->sessions(std::move(connection));
   } catch (...) {
     fetched.error = std::current_exception();
   }
@@ -39,7 +41,7 @@ awaitable<Fetched> fetch(LiveSessionService service, Connection connection) {
 }
 
 // A coroutine of its own, unlike the caller's, may take every type of cancellation.
-awaitable<Fetched> fetchAsChild(LiveSessionService service, Connection connection) {
+awaitable<Fetched> fetchAsChild(Service service, Connection connection) {
   co_await asio::this_coro::reset_cancellation_state(asio::enable_total_cancellation());
   co_return co_await fetch(std::move(service), std::move(connection));
 }
@@ -73,8 +75,8 @@ class Merge {
 
 // In a coroutine that is cancelled already, every exchange ends at once as cancelled, without
 // children that would have to be told.
-awaitable<void> mergeInCancelled(const LiveSessionService& service,
-                                 const std::vector<Connection>& connections, Merge& merge) {
+awaitable<void> mergeInCancelled(const Service& service, const std::vector<Connection>& connections,
+                                 Merge& merge) {
   for (const Connection& connection : connections) {
     merge.add(connection.provider, co_await fetch(service, connection));
   }
@@ -91,7 +93,7 @@ struct Gathered {
 
 // Runs on the strand of its children. While it launches them none can end: a group whose last
 // child ends on another thread while it still launches reads what is gone by then.
-awaitable<Gathered> gather(LiveSessionService service, std::vector<Connection> connections) {
+awaitable<Gathered> gather(Service service, std::vector<Connection> connections) {
   co_await asio::this_coro::reset_cancellation_state(asio::enable_total_cancellation());
   co_await asio::this_coro::throw_if_cancelled(false);
   const auto strand = co_await asio::this_coro::executor;
@@ -110,7 +112,7 @@ awaitable<Gathered> gather(LiveSessionService service, std::vector<Connection> c
   co_return gathered;
 }
 
-awaitable<void> mergeConcurrently(const LiveSessionService& service,
+awaitable<void> mergeConcurrently(const Service& service,
                                   const std::vector<Connection>& connections, Merge& merge) {
   // A strand of the call's own: the children may share the caller's pool of threads.
   const auto strand = asio::make_strand(co_await asio::this_coro::executor);
@@ -131,8 +133,8 @@ awaitable<void> mergeConcurrently(const LiveSessionService& service,
   }
 }
 
-awaitable<void> mergeAll(const LiveSessionService& service,
-                         const std::vector<Connection>& connections, Merge& merge) {
+awaitable<void> mergeAll(const Service& service, const std::vector<Connection>& connections,
+                         Merge& merge) {
   auto state = co_await asio::this_coro::cancellation_state;
   if (state.cancelled() == asio::cancellation_type::none && !connections.empty()) {
     try {
@@ -146,9 +148,8 @@ awaitable<void> mergeAll(const LiveSessionService& service,
 }
 
 // A cancelled caller still gets its result; afterwards its setting is as it was.
-awaitable<SnapshotResult> takeSnapshot(LiveSessionService service,
-                                       std::vector<Connection> connections,
-                                       SessionSnapshot fallback) {
+awaitable<SnapshotResult> fetchAndMerge(Service service, std::vector<Connection> connections,
+                                        SessionSnapshot fallback) {
   const bool throwIfCancelled = co_await asio::this_coro::throw_if_cancelled();
   co_await asio::this_coro::throw_if_cancelled(false);
   Merge merge(std::move(fallback));
@@ -165,9 +166,10 @@ awaitable<SnapshotResult> takeSnapshot(LiveSessionService service,
 
 }  // namespace
 
-awaitable<SnapshotResult> LiveSessionService::snapshot(std::vector<Connection> connections,
-                                                       SessionSnapshot fallback) const {
-  return takeSnapshot(*this, std::move(connections), std::move(fallback));
+awaitable<SnapshotResult> takeSnapshot(Service service, std::vector<Connection> connections,
+                                       SessionSnapshot fallback) {
+  if (!service) throw std::invalid_argument("takeSnapshot needs a SessionService, not null.");
+  return fetchAndMerge(std::move(service), std::move(connections), std::move(fallback));
 }
 
 }  // namespace idlewyn
