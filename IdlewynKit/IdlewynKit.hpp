@@ -9,6 +9,7 @@
 ///     SnapshotResult result = wait(service.snapshot({connection}, SessionSnapshot::empty()));
 #include <IdlewynKit/Version.hpp>
 #include <IdlewynKit/demo/DemoSessions.hpp>
+#include <IdlewynKit/errors/Problem.hpp>
 #include <IdlewynKit/model/JSONCoding.hpp>
 #include <IdlewynKit/model/SessionTransition.hpp>
 #include <IdlewynKit/model/SnapshotLead.hpp>

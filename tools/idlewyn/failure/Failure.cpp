@@ -1,33 +1,33 @@
 // SPDX-License-Identifier: MIT
 #include <tools/idlewyn/failure/Failure.hpp>
 
-#include <IdlewynKit/platform/net/URLError.hpp>
+#include <IdlewynKit/errors/Problem.hpp>
 #include <IdlewynKit/platform/text/DisplayText.hpp>
 #include <IdlewynKit/relay/RelayError.hpp>
 
 namespace idlewyn::command {
 namespace {
 
-Failure describeRelayError(const RelayError& error) {
-  const std::string message = error.errorDescription();
-  switch (error.kind()) {
-    case RelayError::Kind::server: return {ExitCode::serverStatus, "server", message};
-    case RelayError::Kind::invalidResponse:
-      return {ExitCode::invalidResponse, "invalidResponse", message};
-    case RelayError::Kind::unauthorized: return {ExitCode::unauthorized, "unauthorized", message};
-    case RelayError::Kind::promptExpired:
-      return {ExitCode::promptExpired, "promptExpired", message};
-    case RelayError::Kind::certificateMismatch:
-      return {ExitCode::certificateMismatch, "certificateMismatch", message};
-    case RelayError::Kind::tooManyAttempts:
-      return {ExitCode::tooManyAttempts, "tooManyAttempts", message};
-  }
-  return {ExitCode::failure, "failure", message};
-}
+struct Exit {
+  ExitCode code;
+  const char* kind;
+};
 
-Failure describeURLError(const platform::URLError& error) {
-  const bool isLate = error.code == platform::URLErrorCode::timedOut;
-  return {ExitCode::network, isLate ? "timedOut" : "network", displayLine(error.reason)};
+Exit exitOf(Problem problem) {
+  switch (problem) {
+    case Problem::pairAgain: return {ExitCode::unauthorized, "unauthorized"};
+    case Problem::wrongCertificate: return {ExitCode::certificateMismatch, "certificateMismatch"};
+    case Problem::promptGone: return {ExitCode::promptExpired, "promptExpired"};
+    case Problem::tooOften: return {ExitCode::tooManyAttempts, "tooManyAttempts"};
+    case Problem::notUnderstood: return {ExitCode::invalidResponse, "invalidResponse"};
+    case Problem::relayFailed: return {ExitCode::serverStatus, "server"};
+    case Problem::tooLate: return {ExitCode::network, "timedOut"};
+    case Problem::network:
+    case Problem::badAddress:
+    case Problem::untrustedCertificate:
+    case Problem::cancelled: return {ExitCode::network, "network"};
+    default: return {ExitCode::failure, "failure"};
+  }
 }
 
 }  // namespace
@@ -41,12 +41,9 @@ Failure describe(const std::exception_ptr& error) {
     std::rethrow_exception(error);
   } catch (const Failure& failure) {
     return failure;
-  } catch (const RelayError& relayError) {
-    return describeRelayError(relayError);
-  } catch (const platform::URLError& urlError) {
-    return describeURLError(urlError);
-  } catch (const std::exception& other) {
-    return {ExitCode::failure, "failure", displayLine(other.what())};
+  } catch (...) {
+    const Exit exit = exitOf(problemOf(error));
+    return {exit.code, exit.kind, displayLine(errorDescription(error))};
   }
 }
 
