@@ -82,15 +82,15 @@ struct Months {
 
 constexpr Months monthsOf(bool isLeap) {
   constexpr std::array<int, 12> lengths{31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  Months months;
+  Months result;
   int days = 0;
   for (std::size_t month = 1; month <= 12; ++month) {
     const int length = lengths[month - 1] + (month == 2 && isLeap ? 1 : 0);
-    months.lengths[month] = static_cast<std::uint8_t>(length);
-    months.daysBefore[month] = static_cast<std::int16_t>(days);
+    result.lengths[month] = static_cast<std::uint8_t>(length);
+    result.daysBefore[month] = static_cast<std::int16_t>(days);
     days += length;
   }
-  return months;
+  return result;
 }
 
 constexpr std::array<Months, 2> months{monthsOf(false), monthsOf(true)};
@@ -200,10 +200,10 @@ CivilDay civilFromDays(std::uint32_t days) {
   const std::uint64_t scaled = std::uint64_t{2'939'745} * inCentury;
   const auto yearOfCentury = static_cast<std::uint32_t>(scaled >> 32);
   const std::uint32_t dayOfYear = static_cast<std::uint32_t>(scaled) / 2'939'745 / 4;
-  const std::uint32_t months = 2141 * dayOfYear + 197'913;
+  const std::uint32_t scaledMonth = 2141 * dayOfYear + 197'913;
   const bool isNextYear = dayOfYear >= 306;
   return {100 * century + yearOfCentury + (isNextYear ? 1 : 0) - 400,
-          (months >> 16) - (isNextYear ? 12 : 0), (months & 0xFFFF) / 2141 + 1};
+          (scaledMonth >> 16) - (isNextYear ? 12 : 0), (scaledMonth & 0xFFFF) / 2141 + 1};
 }
 
 }  // namespace
