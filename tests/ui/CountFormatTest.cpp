@@ -47,7 +47,11 @@ TEST(CountFormat, UsesATranslationOnlyWhereItIsSafe) {
   const idlewyn::testing::TemporaryFolder folder;
   const auto place = folder.path() / "de" / "LC_MESSAGES";
   std::filesystem::create_directories(place);
-  std::setlocale(LC_ALL, "C.UTF-8");
+  // Later versions of the C library translate nothing where the locale is C.UTF-8. The same locale
+  // by another name does.
+  std::filesystem::create_symlink("/usr/lib/locale/C.utf8", folder.path() / "de_DE.UTF-8");
+  setenv("LOCPATH", folder.path().c_str(), 1);
+  ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
   setenv("LANGUAGE", "de", 1);
   const std::string before = textdomain(nullptr);
   std::string domain = "domain";
@@ -63,6 +67,7 @@ TEST(CountFormat, UsesATranslationOnlyWhereItIsSafe) {
   }
   textdomain(before.c_str());
   unsetenv("LANGUAGE");
+  unsetenv("LOCPATH");
   std::setlocale(LC_ALL, "C");
 }
 

@@ -301,6 +301,7 @@ URLSession::Outcome Transfer::outcomeOf(Ending ending, int curlCode) {
   facts.curlCode = curlCode;
   facts.isHeadForeign = reader_.hasForeignHead();
   facts.isHeadComplete = reader_.endedHeadStatus() != 0;
+  facts.hasStatus = reader_.status() != 0;
   facts.curlText = errorText_.data();
   facts.isAlerted = connection_ && connection_->isAlerted();
   facts.isCutOff = isCutOff();

@@ -24,6 +24,9 @@ constexpr Verdict noResources =
 constexpr Verdict badResponse =
     error(URLErrorCode::badServerResponse, "The server's answer could not be understood.");
 
+// CURLE_TOO_LARGE, which not all versions have.
+constexpr int curlTooLarge = 100;
+
 std::optional<Verdict> verdictOfEnding(Ending ending) {
   switch (ending) {
     case Ending::none: return std::nullopt;
@@ -82,7 +85,8 @@ Verdict verdictOfCurl(int code, std::string_view text) {
     // A server that refuses us after its side of the handshake says so while we read.
     case CURLE_RECV_ERROR:
       return text.find("alert") != std::string_view::npos ? secureConnectionFailed : connectionLost;
-    case CURLE_OUT_OF_MEMORY:  // also a line that is longer than libcurl takes
+    case CURLE_OUT_OF_MEMORY:  // also a line that is longer than libcurl takes; since 8.6 that is:
+    case curlTooLarge:
     case CURLE_WEIRD_SERVER_REPLY:
     case CURLE_BAD_CONTENT_ENCODING:
     case CURLE_WRITE_ERROR: return badResponse;
@@ -102,7 +106,7 @@ Verdict verdictOf(const TransferFacts& facts) {
   if (facts.curlCode != CURLE_OK && facts.isAlerted) return secureConnectionFailed;
   if (facts.curlCode == CURLE_COULDNT_CONNECT && facts.lacksDescriptors) return noResources;
   // The status counts, whatever became of the body.
-  if (facts.curlCode == CURLE_BAD_CONTENT_ENCODING && facts.isHeadComplete) return answer;
+  if (facts.curlCode == CURLE_BAD_CONTENT_ENCODING && facts.hasStatus) return answer;
   return verdictOfCurl(facts.curlCode, facts.curlText);
 }
 

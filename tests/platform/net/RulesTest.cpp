@@ -82,6 +82,7 @@ std::string verdict(Ending ending, TrustResult trust, int code, bool isHeadCompl
   facts.trust = trust;
   facts.curlCode = code;
   facts.isHeadComplete = isHeadComplete;
+  facts.hasStatus = true;
   const Verdict verdict = verdictOf(facts);
   if (verdict.kind == Verdict::Kind::answer) return "answer";
   return std::to_string(static_cast<int>(verdict.code));
@@ -99,6 +100,8 @@ TEST(Verdict, PutsOurOwnEndingFirstThenTrustThenLibcurl) {
       {"broken off later", verdict(E::none, T::accepted, CURLE_SSL_CONNECT_ERROR), "-1200"},
       {"nothing is sent twice", verdict(E::none, T::notAsked, CURLE_SEND_FAIL_REWIND), "-1005"},
       {"an answer", verdict(E::none, T::notAsked, CURLE_OK), "answer"},
+      {"refused in the midst of a head",
+       verdict(E::none, T::notAsked, CURLE_BAD_CONTENT_ENCODING, false), "answer"},
       {"a head cut off", verdict(E::none, T::notAsked, CURLE_OK, false), "-1005"},
   };
   for (const auto& [why, found, expected] : rows)

@@ -209,7 +209,10 @@ TEST(Painter, embedsFilteredLayersInOutlines) {
     const LayerBegin layer = isFiltered ? night : LayerBegin();
     const Frame frame = frameOf({20, 10}, {layer, rectangle(0, 0, 20, 10, white)});
     const Data svg = paintSVG(frame), pdf = paintPDF(frame);
-    EXPECT_NE(svg.text().find("width=\"20pt\" height=\"10pt\""), std::string::npos);
+    const std::string outlines(svg.text());
+    EXPECT_TRUE(outlines.find("width=\"20pt\" height=\"10pt\"") != std::string::npos ||
+                outlines.find("width=\"20\" height=\"10\"") != std::string::npos)  // cairo 1.18
+        << outlines.substr(0, 300);
     EXPECT_EQ(svg.text().find("<image") != std::string::npos, isFiltered);
     EXPECT_EQ(pdf.text().find("/Subtype /Image") != std::string::npos, isFiltered);
   }

@@ -40,6 +40,9 @@ class ResponseReader {
   /// The status of the head that the last blank line ended; 0 while a head is being read.
   int endedHeadStatus() const noexcept { return isInHead_ ? 0 : status_; }
 
+  /// The status of the latest head, complete or not; 0 before the first one.
+  int status() const noexcept { return status_; }
+
   /// Whether lines came and none of them began a head.
   bool hasForeignHead() const noexcept { return headSize_ > 0 && status_ == 0 && !isInHead_; }
 

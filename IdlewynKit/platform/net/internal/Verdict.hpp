@@ -32,6 +32,8 @@ struct TransferFacts {
   int curlCode = 0;
   /// libcurl is content with a head that the connection's end cuts off.
   bool isHeadComplete = false;
+  /// A status line has come. Later versions of libcurl refuse codings before the head is complete.
+  bool hasStatus = false;
   /// What libcurl took for a head, "http/1.1" say, is none.
   bool isHeadForeign = false;
   /// Over HTTP/2 libcurl is content with a stream that its server did not end.
