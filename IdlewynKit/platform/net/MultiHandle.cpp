@@ -71,7 +71,8 @@ OwnedMulti makeMulti() {
 void keepConnections(void* multi, std::size_t count) {
   rlimit files{};
   getrlimit(RLIMIT_NOFILE, &files);
-  const rlim_t kept = std::min<rlim_t>(count, std::clamp<rlim_t>(files.rlim_cur / 2, 1, 1 << 20));
+  const rlim_t most = std::clamp<rlim_t>(files.rlim_cur / 2, 1, mostKeptConnections);
+  const rlim_t kept = std::min<rlim_t>(count, most);
   curl_multi_setopt(static_cast<CURLM*>(multi), CURLMOPT_MAXCONNECTS, static_cast<long>(kept));
 }
 

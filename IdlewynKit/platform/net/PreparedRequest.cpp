@@ -73,6 +73,11 @@ std::optional<IPv6Address> ipv6(std::string_view text) {
   return bytes;
 }
 
+bool isNumeric(const std::string& host) {
+  in_addr bytes;
+  return inet_pton(AF_INET, host.c_str(), &bytes) == 1 || ipv6(host).has_value();
+}
+
 bool isSameHost(std::string_view ours, std::string_view theirs) {
   const bool bracketed = theirs.size() > 2 && theirs.front() == '[' && theirs.back() == ']';
   if (!bracketed) return equalIgnoringCase(ours, theirs);
@@ -114,6 +119,7 @@ std::variant<PreparedRequest, URLError> prepare(URLRequest request) {
   const std::string scheme = url.lowercasedScheme();
   prepared.isSecure = scheme == "https";
   prepared.host = lowercased(*url.host());
+  prepared.isHostNumeric = isNumeric(prepared.host);
   const std::string port = canonicalPort(url, prepared.isSecure);
   prepared.address = libcurlAddress(url);
   if (!libcurlAgrees(prepared, port)) {

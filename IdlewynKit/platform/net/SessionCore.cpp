@@ -109,7 +109,7 @@ Ending SessionCore::tryToStart(Transfer& transfer) try {
   Origin& origin = origins_.try_emplace(name, *this, name).first->second;
   origin.waiting.splice(origin.waiting.end(), transfer.node);
   transfer.state = Transfer::State::waiting;
-  loop().set(transfer, transfer.deadline());
+  loop().set(transfer, transfer.latestStart());
   launchWaiting(origin);
   return Ending::none;
 } catch (const std::bad_alloc&) {
@@ -137,22 +137,26 @@ bool SessionCore::mayLaunch(const Origin& origin) const {
 }
 
 void SessionCore::launchWaiting(Origin& origin) {
-  while (!origin.waiting.empty()) {
-    if (!mayLaunch(origin)) {
-      if (origin.running.size() < maximumRunning) {
-        loop().setUnlessSet(origin, IOLoop::Clock::now() + longestWaitForConnection);
-      }
-      return;
-    }
-    Transfer& transfer = *origin.waiting.front();
-    origin.running.splice(origin.running.end(), origin.waiting, transfer.place);
-    transfer.state = Transfer::State::running;
-    transfer.isUnconnected = true;
-    ++origin.unconnected;
-    countStart();
-    if (transfer.open() && curl_multi_add_handle(multi_, transfer.handle()) == CURLM_OK) continue;
-    doom(transfer);
+  while (!origin.waiting.empty() && mayLaunch(origin)) {
+    if (!gate().isOpen()) return gate().queue(origin);
+    launchNext(origin);
   }
+  if (!origin.waiting.empty() && origin.running.size() < maximumRunning) {
+    loop().setUnlessSet(origin, IOLoop::Clock::now() + longestWaitForConnection);
+  }
+}
+
+void SessionCore::launchNext(Origin& origin) {
+  Transfer& transfer = *origin.waiting.front();
+  origin.running.splice(origin.running.end(), origin.waiting, transfer.place);
+  transfer.state = Transfer::State::running;
+  loop().set(transfer, transfer.deadline());
+  transfer.isUnconnected = true;
+  ++origin.unconnected;
+  gate().enter(transfer.ticket);
+  countStart();
+  if (transfer.open() && curl_multi_add_handle(multi_, transfer.handle()) == CURLM_OK) return;
+  doom(transfer);
 }
 
 // Memory is short. The transfer ends later, not in the midst of libcurl or of a walk through lists.
@@ -183,17 +187,16 @@ void SessionCore::Origin::ring() {
   core.launchWaiting(*this);
 }
 
-// Kept are as many connections as transfers have begun since none ran, each of which may have its
-// own: where fewer are kept, each round of fetches closes and opens the difference.
+// Kept are as many connections as transfers have begun since there were none, each of which may
+// have its own: where fewer are kept, each round of fetches closes and opens the difference.
 void SessionCore::countStart() {
-  ++running_;
   if (++begun_ <= kept_) return;
   kept_ = 2 * begun_;
   keepConnections(multi_, kept_);
 }
 
-void SessionCore::countEnd() {
-  if (--running_ > 0) return;
+void SessionCore::keepAsManyAsWereUsed() {
+  if (!origins_.empty()) return;
   const std::size_t wanted = std::max(fewestKeptConnections, std::exchange(begun_, 0));
   if (std::exchange(kept_, wanted) != wanted) keepConnections(multi_, wanted);
 }
@@ -228,20 +231,24 @@ void SessionCore::end(Transfer& transfer, Ending ending, int curlCode) {
   const State state = std::exchange(transfer.state, State::ended);
   if (state == State::ended) return;
   loop().clear(transfer);
+  if (ending == Ending::deadline && state == State::waiting) ending = Ending::neverBegan;
   if (ending == Ending::deadline) transfer.spoilSilentConnection();
   if (transfer.handle() != nullptr) curl_multi_remove_handle(multi_, transfer.handle());
-  const auto found = origins_.find(transfer.origin());
-  if (state == State::running) countEnd();
-  auto& list = state == State::running ? found->second.running : found->second.waiting;
+  Origin& origin = origins_.find(transfer.origin())->second;
+  auto& list = state == State::running ? origin.running : origin.waiting;
   finished_.splice(finished_.end(), list, transfer.place);
-  forgetUnconnected(transfer, found->second);
+  forgetUnconnected(transfer, origin);
   finish(transfer, ending, curlCode);
-  launchWaiting(found->second);
-  if (found->second.running.empty()) {
-    loop().clear(found->second);
-    origins_.erase(found);
-  }
+  launchWaiting(origin);
+  if (origin.running.empty() && origin.waiting.empty()) forget(origin);
+  gate().leave(transfer.ticket);
   closeWhenDone();
+}
+
+void SessionCore::forget(Origin& origin) {
+  loop().clear(origin);
+  origins_.erase(origins_.find(origin.name));
+  keepAsManyAsWereUsed();
 }
 
 // Callers are told later, not one by one: they would be woken for each.
@@ -276,78 +283,6 @@ void SessionCore::deliverFinished() {
 }
 
 void SessionCore::ring() { act(CURL_SOCKET_TIMEOUT, 0); }
-
-void SessionCore::ready(int socket, std::uint32_t events) {
-  // An error shows in what reading or writing says; as a bare error libcurl would take it for
-  // a failed sending.
-  int wanted = 0;
-  if ((events & (EPOLLIN | EPOLLERR | EPOLLHUP)) != 0) wanted |= CURL_CSELECT_IN;
-  if ((events & (EPOLLOUT | EPOLLERR | EPOLLHUP)) != 0) wanted |= CURL_CSELECT_OUT;
-  const std::shared_ptr<SecureConnection> connection = sockets_.secureAt(socket);
-  if (connection && connection->isOverHTTP2()) {
-    actByRecord(*connection, socket, wanted);
-  } else {
-    act(socket, wanted);
-    if (connection && connection->takeRefusal()) actLater(socket);
-  }
-}
-
-void SessionCore::actByRecord(SecureConnection& connection, int socket, int events) {
-  using Input = SecureConnection::Input;
-  const auto self = shared_from_this();
-  const auto bytes = [&] { return connection.received() + connection.sent(); };
-  const std::uint64_t before = bytes();
-  int left = events;
-  connection.expectInput();
-  while (true) {
-    const Input input = connection.nextRecord();
-    if (input == Input::none) left &= ~CURL_CSELECT_IN;
-    // libcurl would wait for the rest of an answer that can't come any more.
-    if (connection.ledger().isBroken()) shutdown(socket, SHUT_RDWR);
-    if (left != 0) act(socket, left);
-    if (loop().isTurnOver()) return actLater(socket);
-    if (input != Input::some || !loop().isWatched(socket)) break;
-    left = CURL_CSELECT_IN;
-  }
-  if ((events & CURL_CSELECT_OUT) != 0 && bytes() == before) {
-    pauseWriting(socket, before);
-  }
-}
-
-void SessionCore::pauseWriting(int socket, std::uint64_t bytes) {
-  try {
-    stalled_.push_back({socket, bytes});
-    loop().pauseWriting(socket);
-  } catch (const std::bad_alloc&) {
-    // It goes on asking: slow, but right.
-  }
-}
-
-// What is left may be in libcurl's or OpenSSL's memory, of which epoll knows nothing.
-void SessionCore::actLater(int socket) {
-  try {
-    unreadSockets_.push_back(socket);
-    runWhenIdle();
-  } catch (const std::bad_alloc&) {
-    // What is left in the socket will be told again.
-  }
-}
-
-void SessionCore::readAgain() {
-  for (const int socket : std::exchange(unreadSockets_, {})) {
-    if (multi_ != nullptr && loop().isWatched(socket)) ready(socket, EPOLLIN);
-  }
-}
-
-void SessionCore::resumeStalled() {
-  std::erase_if(stalled_, [&](const Stalled& stalled) {
-    const auto connection = sockets_.secureAt(stalled.socket);
-    if (!connection) return true;
-    if (connection->received() + connection->sent() == stalled.bytes) return false;
-    loop().resumeWriting(stalled.socket);
-    return true;
-  });
-}
 
 void SessionCore::act(int socket, int events) {
   const auto self = shared_from_this();

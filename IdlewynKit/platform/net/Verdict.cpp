@@ -31,6 +31,9 @@ std::optional<Verdict> verdictOfEnding(Ending ending) {
   switch (ending) {
     case Ending::none: return std::nullopt;
     case Ending::deadline: return timedOut;
+    case Ending::neverBegan:
+      return error(URLErrorCode::timedOut,
+                   "The request was not sent in time: too many others were under way.");
     case Ending::cancelledByCaller:
       return error(URLErrorCode::cancelled, "The request was cancelled.");
     case Ending::cancelledBySession:

@@ -25,6 +25,8 @@ struct PreparedRequest {
   /// Path and query byte for byte as written, the request line's middle part.
   std::string target;
   bool isSecure = false;
+  /// The host is an IP address, not a name.
+  bool isHostNumeric = false;
 };
 
 /// Examines a request before anything is sent. A scheme other than http and https, or none, is

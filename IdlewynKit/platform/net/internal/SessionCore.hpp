@@ -54,9 +54,10 @@ class SessionCore final : public IOLoop::Alarm,
 
  private:
   struct Callbacks;
-  struct Origin final : IOLoop::Alarm {
+  struct Origin final : IOLoop::Alarm, StartGate::Applicant {
     Origin(SessionCore& core, std::string name) : core(core), name(std::move(name)) {}
     void ring() override;
+    void gateOpened() override { core.launchWaiting(*this); }
 
     SessionCore& core;
     const std::string name;
@@ -89,11 +90,14 @@ class SessionCore final : public IOLoop::Alarm,
   Transfer* nextDoomed();
   void runWhenIdle() noexcept;
   void readAgain();
+  StartGate& gate() { return StartGate::shared(loop()); }
   void launchWaiting(Origin& origin);
+  void launchNext(Origin& origin);
   bool mayLaunch(const Origin& origin) const;
   void launchDecided();
   void countStart();
-  void countEnd();
+  void keepAsManyAsWereUsed();
+  void forget(Origin& origin);
   void forgetUnconnected(Transfer& transfer, Origin& origin);
   void act(int socket, int events);
   void actByRecord(SecureConnection& connection, int socket, int events);
@@ -111,8 +115,7 @@ class SessionCore final : public IOLoop::Alarm,
   ConnectionSockets sockets_;
   void* multi_ = nullptr;  // CURLM
   bool isClosing_ = false;
-  std::size_t running_ = 0;
-  std::size_t begun_ = 0;  // since none ran
+  std::size_t begun_ = 0;  // since there were none
   std::size_t kept_ = fewestKeptConnections;
   Transfer::List finished_;  // their callers don't know yet
   Retry retry_{*this};

@@ -14,6 +14,7 @@
 #include <IdlewynKit/platform/net/internal/PreparedRequest.hpp>
 #include <IdlewynKit/platform/net/internal/ResponseReader.hpp>
 #include <IdlewynKit/platform/net/internal/SecureConnection.hpp>
+#include <IdlewynKit/platform/net/internal/StartGate.hpp>
 #include <IdlewynKit/platform/net/internal/TrustCheck.hpp>
 #include <IdlewynKit/platform/net/internal/Verdict.hpp>
 
@@ -35,6 +36,8 @@ class Transfer final : public IOLoop::Alarm, public std::enable_shared_from_this
   const std::shared_ptr<SessionCore>& session() const noexcept { return session_; }
   const std::string& origin() const noexcept { return prepared_.origin; }
   IOLoop::Clock::time_point deadline() const noexcept { return deadline_; }
+  /// Begun later, its server would have too little time to answer.
+  IOLoop::Clock::time_point latestStart() const noexcept { return latestStart_; }
 
   /// Makes the libcurl handle (CURL), ready to be run. False when memory is short.
   bool open() noexcept;
@@ -73,6 +76,8 @@ class Transfer final : public IOLoop::Alarm, public std::enable_shared_from_this
   State state = State::ended;
   /// Memory was short: the session is about to end it.
   bool isDoomed = false;
+  /// It runs, as long as `StartGate` counts it.
+  StartGate::Ticket ticket;
   /// It runs and has no connection yet.
   bool isUnconnected = false;
 
@@ -96,7 +101,7 @@ class Transfer final : public IOLoop::Alarm, public std::enable_shared_from_this
 
   std::shared_ptr<SessionCore> session_;
   PreparedRequest prepared_;
-  IOLoop::Clock::time_point deadline_;
+  IOLoop::Clock::time_point deadline_, latestStart_;
   URLError noResources_;  // while there is memory
   void* handle_ = nullptr;
   void* fields_ = nullptr;  // curl_slist

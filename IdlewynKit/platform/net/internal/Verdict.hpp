@@ -14,6 +14,7 @@ namespace idlewyn::platform {
 enum class Ending {
   none,
   deadline,
+  neverBegan,  // it waited for its turn until too little time was left
   cancelledByCaller,
   cancelledBySession,
   noResources,  // memory or descriptors
