@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <string_view>
 
+#include <tools/relay/agents/ShellWords.hpp>
 #include <tools/relay/agents/codex/Patch.hpp>
 #include <tools/relay/agents/codex/Rollout.hpp>
-#include <tools/relay/agents/codex/ShellWords.hpp>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace idlewyn::relay::codex;

@@ -7,10 +7,10 @@
 
 #include <gtest/gtest.h>
 
+#include <tools/relay/agents/ShellWords.hpp>
 #include <tools/relay/agents/codex/AppServerMessages.hpp>
 #include <tools/relay/agents/codex/Patch.hpp>
 #include <tools/relay/agents/codex/Rollout.hpp>
-#include <tools/relay/agents/codex/ShellWords.hpp>
 
 namespace idlewyn::relay::codex {
 namespace {

@@ -77,6 +77,33 @@ TEST_F(HookFilesTest, LeavesWhatIsNoJSONAndGoesOn) {
   EXPECT_TRUE(fs::exists(folder_.path() / ".codex" / "hooks.json"));
 }
 
+TEST_F(HookFilesTest, KeepsEveryCopyAndFollowsAMovedRelay) {
+  options_.isSure = true;
+  EXPECT_EQ(run(HookAction::install), 0);
+  const std::string first = testing::contentOf(claude_);
+  options_.socket = "/elsewhere/hook.sock";
+  EXPECT_EQ(run(HookAction::install), 0);
+  EXPECT_NE(testing::contentOf(claude_).find("--socket /elsewhere/hook.sock"), std::string::npos);
+  EXPECT_EQ(testing::contentOf(claude_.string() + ".before-idlewyn"), mine_);
+  EXPECT_EQ(testing::contentOf(claude_.string() + ".before-idlewyn-2"), first);
+  EXPECT_EQ(run(HookAction::remove), 0);
+  EXPECT_EQ(testing::contentOf(claude_), mine_);
+  options_.socket.clear();
+  EXPECT_EQ(run(HookAction::install), 0);
+  EXPECT_NE(out_.str().find(".before-idlewyn."), std::string::npos) << "the first copy is the same";
+}
+
+TEST_F(HookFilesTest, LeavesAFileThatCannotBeRead) {
+  options_.isSure = true;
+  fs::remove(claude_);
+  fs::create_symlink(claude_, claude_);  // unreadable for everyone
+  for (const HookAction action : {HookAction::install, HookAction::remove, HookAction::show}) {
+    EXPECT_EQ(run(action), 1);
+    EXPECT_NE(out_.str().find("can't be read"), std::string::npos) << out_.str();
+    EXPECT_TRUE(fs::is_symlink(claude_));
+  }
+}
+
 TEST_F(HookFilesTest, WantsToKnowTheAgentOfAnEmptyFolder) {
   const fs::path own = folder_.path() / "own";
   fs::create_directories(own);

@@ -44,15 +44,59 @@ TEST(HookSettings, AreAddedBesideWhatIsThereAndTakenOutAgain) {
 TEST(HookSettings, TakeOutOurEntriesWhateverWasEditedSince) {
   const std::string ours =
       R"({"hooks":[{"type":"command","command":"exec /x/idlewyn-relay-hook claude Stop"}]})";
-  const std::array<std::tuple<std::string, std::string>, 3> cases{{
+  const std::array<std::tuple<std::string, std::string>, 5> cases{{
       {R"({"hooks":{"Stop":[)" + ours + R"(, {"mine":1}]}})", R"({"hooks":{"Stop":[{"mine":1}]}})"},
       {R"({"hooks":{"Stop":[{"a":1}, )" + ours + " ,{\"b\":2}]}}",
        R"({"hooks":{"Stop":[{"a":1} ,{"b":2}]}})"},
       {R"({"hooks":{"Stop":[)" + ours + "," + ours + R"(],"Other":[]},"x":1})",
        R"({"hooks":{"Other":[]},"x":1})"},
+      {R"({"hooks":{"Stop":[{"hooks":[{"command":"mine"},{"command":"/x/idlewyn-relay-hook claude )"
+       R"(Stop 2>x"}, {"command":"'/a b/idlewyn-relay-hook' claude Stop"}]}]}})",
+       R"({"hooks":{"Stop":[{"hooks":[{"command":"mine"},{"command":"/x/idlewyn-relay-hook claude )"
+       R"(Stop 2>x"}]}]}})"},
+      {R"({"hooks":{"Stop":[{"matcher":"Bash","hooks":[)" +
+           ours.substr(ours.find('[') + 1, ours.find(']') - ours.find('[') - 1) + "]}]}}",
+       "{}"},
   }};
   for (const auto& [text, expected] : cases)
     EXPECT_EQ(withoutHooks(text, "claude"), expected);
+}
+
+TEST(HookSettings, TakeOthersCommandsForTheirOwn) {
+  for (const char* command :
+       {"my-idlewyn-relay-hook claude Stop", "echo idlewyn-relay-hook claude Stop",
+        "log 'exec /x/idlewyn-relay-hook claude Stop'", "/x/idlewyn-relay-hook claude Stop; mine",
+        "/x/idlewyn-relay-hook codex Stop", "/x/idlewyn-relay-hook/run claude Stop", ""}) {
+    const std::string text =
+        R"({"hooks":{"Stop":[{"hooks":[{"command":")" + std::string(command) + "\"}]}]}}";
+    EXPECT_TRUE(hookedEvents(text, "claude").empty()) << command;
+    EXPECT_EQ(withoutHooks(text, "claude"), text) << command;
+    EXPECT_EQ(withoutHooks(withHooks(text, plan), "claude"), text) << command;
+  }
+}
+
+TEST(HookSettings, ReplaceEntriesOfAnEarlierPlan) {
+  const std::string mine = R"({"hooks":{"Stop":[{"hooks":[{"command":"mine"}]}]}})";
+  const std::string wanted = withHooks(mine, plan);
+  HookPlan moved = plan;
+  moved.socket = "/elsewhere/hook.sock";
+  HookPlan more = plan;
+  more.events.push_back("TaskCreated");
+  HookPlan older = plan;
+  older.program = "/old/idlewyn-relay-hook";
+  for (const HookPlan& earlier : {moved, more, older}) {
+    const std::string before = withHooks(mine, earlier);
+    EXPECT_NE(before, wanted);
+    EXPECT_EQ(withHooks(before, plan), wanted);
+  }
+  std::string doubled = wanted;
+  const std::size_t end = doubled.rfind("]}}");
+  const std::size_t begin = doubled.rfind("{\"hooks\": [", end);
+  doubled.insert(end, "," + doubled.substr(begin, end - begin));
+  EXPECT_EQ(withHooks(doubled, plan), wanted) << "one command an event is enough";
+  std::string impatient = wanted;
+  impatient.replace(impatient.find("86400"), 5, "60");
+  EXPECT_EQ(withHooks(impatient, plan), wanted) << "a question waits longer";
 }
 
 TEST(HookSettings, SayWhatTheCommandIs) {

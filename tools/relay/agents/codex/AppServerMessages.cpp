@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include <tools/relay/agents/codex/ShellWords.hpp>
+#include <tools/relay/agents/ShellWords.hpp>
 
 namespace idlewyn::relay::codex {
 namespace {

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <istream>
 #include <iterator>
+#include <optional>
 #include <ostream>
 #include <stdexcept>
 
@@ -31,9 +32,20 @@ constexpr const char* trustAdvice =
     "type "
     "/hooks and press t.\n";
 
-std::string contentOf(const fs::path& file) {
+/// Empty for a file that isn't there, no value for one that can't be read.
+std::optional<std::string> readable(const fs::path& file) {
+  std::error_code error;
+  if (fs::symlink_status(file, error).type() == fs::file_type::not_found) return std::string();
   std::ifstream stream(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
+  std::string text{std::istreambuf_iterator<char>(stream), {}};
+  if (!stream.is_open() || stream.bad() || !fs::is_regular_file(file, error)) return std::nullopt;
+  return text;
+}
+
+std::string contentOf(const fs::path& file) {
+  auto text = readable(file);
+  if (!text) throw std::runtime_error("It can't be read");
+  return std::move(*text);
 }
 
 /// Beside it, then renamed: the file is whole at every moment. Links are followed, and the
@@ -43,7 +55,7 @@ void replace(const fs::path& path, const std::string& text) {
   const fs::path real = fs::exists(path, none) ? fs::canonical(path) : path;
   std::string name = real.string() + ".XXXXXX";
   const int descriptor = mkstemp(name.data());
-  if (descriptor < 0) throw std::runtime_error("Can't write beside " + real.string() + ".");
+  if (descriptor < 0) throw std::runtime_error("No file can be made in its folder");
   struct stat before {};
   if (stat(real.c_str(), &before) == 0) fchmod(descriptor, before.st_mode & 07777U);
   const bool isWritten =
@@ -52,15 +64,27 @@ void replace(const fs::path& path, const std::string& text) {
   close(descriptor);
   if (isWritten && std::rename(name.c_str(), real.c_str()) == 0) return;
   std::remove(name.c_str());
-  throw std::runtime_error("Can't write " + real.string() + ". It is unchanged.");
+  throw std::runtime_error("It can't be written");
+}
+
+/// Keeps what was there in a file of its own, and never in the place of an earlier copy.
+std::string keepCopy(const fs::path& file, const std::string& text) {
+  for (int number = 1;; ++number) {
+    const std::string copy =
+        file.string() + ".before-idlewyn" + (number > 1 ? "-" + std::to_string(number) : "");
+    const bool isTaken = fs::exists(fs::symlink_status(copy));
+    if (!isTaken) replace(copy, text);
+    if (!isTaken || readable(copy) == text) return copy;
+  }
 }
 
 std::string agentOf(const fs::path& folder) {
+  std::error_code none;
   for (const char* name : {"config.toml", "hooks.json", "auth.json"}) {
-    if (fs::exists(folder / name)) return "codex";
+    if (fs::exists(fs::symlink_status(folder / name, none))) return "codex";
   }
   for (const char* name : {"settings.json", ".claude.json", "projects"}) {
-    if (fs::exists(folder / name)) return "claude";
+    if (fs::exists(fs::symlink_status(folder / name, none))) return "claude";
   }
   return folder.filename() == ".codex" ? "codex" : folder.filename() == ".claude" ? "claude" : "";
 }
@@ -152,7 +176,10 @@ bool work(const Target& target, const HookFilesOptions& options, std::istream& i
   if (after == before) return true;
   showDifference(before, after, out);
   if (!isWanted(options, in, out)) return false;
-  if (!before.empty()) replace(target.file.string() + ".before-idlewyn", before);
+  if (contentOf(target.file) != before)
+    throw std::runtime_error("It has changed meanwhile. Run this again");
+  if (!before.empty())
+    out << "What was there is kept in " << keepCopy(target.file, before) << ".\n";
   replace(target.file, after);
   if (target.agent == "codex" && options.action == HookAction::install) out << trustAdvice;
   return true;

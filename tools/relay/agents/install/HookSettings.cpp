@@ -5,8 +5,10 @@
 #include <array>
 #include <charconv>
 #include <optional>
+#include <set>
 
 #include <tools/relay/agents/Json.hpp>
+#include <tools/relay/agents/ShellWords.hpp>
 #include <tools/relay/agents/install/JsonText.hpp>
 
 namespace idlewyn::relay {
@@ -39,15 +41,6 @@ void requireJSON(std::string_view text) {
   if (!parser.release().is_object()) failAt(text, 0, "The settings are not a JSON object");
 }
 
-bool isOurs(std::string_view entry, std::string_view agent) {
-  // The program's path may be quoted for the shell.
-  for (const char* end : {" ", "' "}) {
-    const std::string words = std::string(programName) + end + std::string(agent) + " ";
-    if (entry.find(words) != std::string_view::npos) return true;
-  }
-  return false;
-}
-
 /// A word of a POSIX shell's command line.
 std::string shellWord(const std::string& text) {
   constexpr std::string_view plain =
@@ -63,14 +56,21 @@ std::string quoted(std::string_view text) {
   return boost::json::serialize(boost::json::value(boost::json::string(text)));
 }
 
-std::string entryText(const HookPlan& plan, const std::string& event) {
+std::string commandOf(const HookPlan& plan, const std::string& event) {
   std::string command = "exec " + shellWord(plan.program) + " " + plan.agent + " " + event;
   if (!plan.socket.empty()) command += " --socket " + shellWord(plan.socket);
-  int timeout = event == "PermissionRequest" ? questionTimeout : eventTimeout;
-  if (plan.agent == "codex" && (event == "SessionEnd" || event == "Interrupt"))
-    timeout = shortTimeout;
-  return R"({"hooks": [{"type": "command", "command": )" + quoted(command) + R"(, "timeout": )" +
-         std::to_string(timeout) + "}]}";
+  return command;
+}
+
+int timeoutOf(const HookPlan& plan, const std::string& event) {
+  if (event == "PermissionRequest") return questionTimeout;
+  const bool isShort = plan.agent == "codex" && (event == "SessionEnd" || event == "Interrupt");
+  return isShort ? shortTimeout : eventTimeout;
+}
+
+std::string entryText(const HookPlan& plan, const std::string& event) {
+  return R"({"hooks": [{"type": "command", "command": )" + quoted(commandOf(plan, event)) +
+         R"(, "timeout": )" + std::to_string(timeoutOf(plan, event)) + "}]}";
 }
 
 JsonParts containerAt(std::string_view text, std::size_t at, char kind, const std::string& name) {
@@ -88,6 +88,50 @@ std::optional<JsonParts> hooksOf(std::string_view text) {
   return containerAt(text, hooks->value, '{', "\"hooks\"");
 }
 
+/// Runs our program, whatever follows the agent's name.
+bool isOurs(const std::string& command, std::string_view agent) {
+  const auto words = shellWords(command);
+  if (!words || words->empty()) return false;
+  const std::size_t at = words->front() == "exec" ? 1 : 0;
+  if (words->size() < at + 3 || (*words)[at + 1] != agent) return false;
+  const std::string& program = (*words)[at];
+  return program.substr(program.rfind('/') + 1) == programName;
+}
+
+/// A command of ours in the settings: which list of an event, which entry of the list, which
+/// command of the entry.
+struct Place {
+  std::size_t list, entry, command;
+  std::string event;
+  json::Object handler;
+};
+
+/// The commands that an entry of an event's list runs.
+std::optional<JsonParts> commandsOf(std::string_view text, const JsonPart& entry) {
+  const auto group = jsonParts(text, entry.value);
+  const JsonPart* commands = group && group->kind == '{' ? group->member("hooks") : nullptr;
+  auto parts = commands ? jsonParts(text, commands->value) : std::nullopt;
+  return parts && parts->kind == '[' ? parts : std::nullopt;
+}
+
+std::vector<Place> placesOf(std::string_view text, const JsonParts& hooks, std::string_view agent) {
+  std::vector<Place> places;
+  for (std::size_t list = 0; list < hooks.parts.size(); ++list) {
+    const auto entries = jsonParts(text, hooks.parts[list].value);
+    if (!entries || entries->kind != '[') continue;
+    for (std::size_t entry = 0; entry < entries->parts.size(); ++entry) {
+      const auto commands = commandsOf(text, entries->parts[entry]);
+      for (std::size_t at = 0; commands && at < commands->parts.size(); ++at) {
+        const JsonPart& part = commands->parts[at];
+        auto handler = json::parsed(text.substr(part.value, part.end - part.value));
+        if (handler && isOurs(std::string(json::text(*handler, "command")), agent))
+          places.push_back({list, entry, at, hooks.parts[list].name, std::move(*handler)});
+      }
+    }
+  }
+  return places;
+}
+
 std::string withHook(const std::string& text, const HookPlan& plan, const std::string& event) {
   const std::string entry = entryText(plan, event);
   const std::string member = "\n    " + quoted(event) + ": [" + entry + "]";
@@ -96,30 +140,38 @@ std::string withHook(const std::string& text, const HookPlan& plan, const std::s
   const JsonPart* list = hooks->member(event);
   if (!list) return withPart(text, *hooks, member);
   const JsonParts entries = containerAt(text, list->value, '[', "\"" + event + "\"");
-  const bool isThere =
-      std::any_of(entries.parts.begin(), entries.parts.end(), [&](const JsonPart& part) {
-        return isOurs(std::string_view(text).substr(part.value, part.end - part.value), plan.agent);
-      });
+  const auto places = placesOf(text, *hooks, plan.agent);
+  const bool isThere = std::any_of(places.begin(), places.end(),
+                                   [&](const Place& place) { return place.event == event; });
   return isThere ? text : withPart(text, entries, " " + entry);
 }
 
-/// Takes out the first entry of ours; no value when there is none.
-std::optional<std::string> withoutOne(const std::string& text, std::string_view agent) {
+/// Without one command of ours. What holds nothing else goes with it: its entry, its event's
+/// list, at last the hooks.
+std::string withoutCommand(std::string_view text, const JsonParts& hooks, const Place& place) {
+  const JsonParts entries = *jsonParts(text, hooks.parts[place.list].value);
+  const JsonParts commands = *commandsOf(text, entries.parts[place.entry]);
+  if (commands.parts.size() > 1) return withoutPart(text, commands, place.command);
+  if (entries.parts.size() > 1) return withoutPart(text, entries, place.entry);
+  if (hooks.parts.size() > 1) return withoutPart(text, hooks, place.list);
+  const JsonParts top = *jsonParts(text, 0);
+  return withoutPart(text, top, static_cast<std::size_t>(top.member("hooks") - top.parts.data()));
+}
+
+/// Takes out the first command of ours that the plan doesn't want as it is, without a plan the
+/// first one. No value when there is none.
+std::optional<std::string> withoutOne(const std::string& text, std::string_view agent,
+                                      const HookPlan* plan) {
   const auto hooks = hooksOf(text);
-  for (std::size_t at = 0; hooks && at < hooks->parts.size(); ++at) {
-    const auto entries = jsonParts(text, hooks->parts[at].value);
-    if (!entries || entries->kind != '[') continue;
-    for (std::size_t index = 0; index < entries->parts.size(); ++index) {
-      const JsonPart& part = entries->parts[index];
-      if (!isOurs(std::string_view(text).substr(part.value, part.end - part.value), agent))
-        continue;
-      if (entries->parts.size() > 1) return withoutPart(text, *entries, index);
-      // With its last entry the list goes, and with its last list the hooks.
-      if (hooks->parts.size() > 1) return withoutPart(text, *hooks, at);
-      const JsonParts top = *jsonParts(text, 0);
-      return withoutPart(text, top,
-                         static_cast<std::size_t>(top.member("hooks") - top.parts.data()));
-    }
+  if (!hooks) return std::nullopt;
+  std::set<std::string> kept;
+  for (const Place& place : placesOf(text, *hooks, agent)) {
+    const bool isWanted =
+        plan &&
+        std::find(plan->events.begin(), plan->events.end(), place.event) != plan->events.end() &&
+        json::text(place.handler, "command") == commandOf(*plan, place.event) &&
+        json::number(place.handler, "timeout") == timeoutOf(*plan, place.event);
+    if (!isWanted || !kept.insert(place.event).second) return withoutCommand(text, *hooks, place);
   }
   return std::nullopt;
 }
@@ -143,6 +195,8 @@ std::string withHooks(std::string_view text, const HookPlan& plan) {
   const bool isBlank = text.find_first_not_of(" \t\r\n") == std::string_view::npos;
   std::string result(isBlank ? "{}\n" : text);
   requireJSON(result);
+  while (auto next = withoutOne(result, plan.agent, &plan))
+    result = std::move(*next);
   for (const std::string& event : plan.events)
     result = withHook(result, plan, event);
   return result;
@@ -151,7 +205,7 @@ std::string withHooks(std::string_view text, const HookPlan& plan) {
 std::string withoutHooks(std::string_view text, std::string_view agent) {
   requireJSON(text);
   std::string result(text);
-  while (auto next = withoutOne(result, agent))
+  while (auto next = withoutOne(result, agent, nullptr))
     result = std::move(*next);
   return result;
 }
@@ -160,8 +214,9 @@ std::vector<std::string> hookedEvents(std::string_view text, std::string_view ag
   requireJSON(text);
   std::vector<std::string> events;
   const auto hooks = hooksOf(text);
-  for (const JsonPart& part : hooks ? hooks->parts : std::vector<JsonPart>()) {
-    if (isOurs(text.substr(part.value, part.end - part.value), agent)) events.push_back(part.name);
+  for (const Place& place : hooks ? placesOf(text, *hooks, agent) : std::vector<Place>()) {
+    if (std::find(events.begin(), events.end(), place.event) == events.end())
+      events.push_back(place.event);
   }
   return events;
 }

@@ -29,14 +29,16 @@ class SettingsError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The settings with one entry of ours for each event. Entries that are there already stay as
-/// they are; an empty text counts as `{}`. Throws SettingsError.
+/// The settings with one entry of ours for each event. Entries that run exactly that stay as they
+/// are; those of another path, socket or event of ours go. An empty text counts as `{}`. Throws
+/// SettingsError.
 std::string withHooks(std::string_view text, const HookPlan& plan);
 
-/// The settings without our entries, whoever edited them since. Throws SettingsError.
+/// The settings without our commands, whoever edited them since; a person's own command beside
+/// ours stays. Throws SettingsError.
 std::string withoutHooks(std::string_view text, std::string_view agent);
 
-/// The events for which an entry of ours is there. Throws SettingsError.
+/// The events for which a command of ours is there. Throws SettingsError.
 std::vector<std::string> hookedEvents(std::string_view text, std::string_view agent);
 
 /// The events that this version of Claude Code ("2.1.331") knows and the relay uses. An unknown

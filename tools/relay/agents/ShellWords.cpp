@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include <tools/relay/agents/codex/ShellWords.hpp>
+#include <tools/relay/agents/ShellWords.hpp>
 
 #include <algorithm>
 #include <array>
 
-namespace idlewyn::relay::codex {
+namespace idlewyn::relay {
 namespace {
 
 /// Outside quotes these and letters and digits are only themselves.
@@ -87,4 +87,4 @@ std::string scriptOf(std::string_view line) {
   return isScript ? (*words)[2] : std::string(line);
 }
 
-}  // namespace idlewyn::relay::codex
+}  // namespace idlewyn::relay

@@ -6,10 +6,10 @@
 #include <string_view>
 #include <vector>
 
-/// Command lines as Codex writes them: words quoted for a POSIX shell.
+/// Command lines as agents write them: words quoted for a POSIX shell.
 ///
 ///     scriptOf("/bin/bash -lc 'touch x.txt'");  // touch x.txt
-namespace idlewyn::relay::codex {
+namespace idlewyn::relay {
 
 /// The words of a line that consists of nothing but words: no value for an open quote or for
 /// a character that a shell would act on outside quotes.
@@ -19,4 +19,4 @@ std::optional<std::vector<std::string>> shellWords(std::string_view line);
 /// the agent's own dialog shows it. Any other line is given back as it is.
 std::string scriptOf(std::string_view line);
 
-}  // namespace idlewyn::relay::codex
+}  // namespace idlewyn::relay
