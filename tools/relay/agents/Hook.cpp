@@ -9,7 +9,7 @@ namespace idlewyn::relay {
 std::optional<HookEvent> hookEvent(std::string_view text) {
   const std::size_t end = text.find('\n');
   if (end == std::string_view::npos) return std::nullopt;
-  std::array<std::string_view, 4> words;
+  std::array<std::string_view, 5> words;
   std::string_view head = text.substr(0, end);
   for (std::string_view& word : words) {
     const std::size_t space = head.find(' ');
@@ -23,6 +23,7 @@ std::optional<HookEvent> hookEvent(std::string_view text) {
   event.name = words[1];
   std::from_chars(words[2].data(), words[2].data() + words[2].size(), event.parent);
   event.nonce = words[3];
+  std::from_chars(words[4].data(), words[4].data() + words[4].size(), event.parentStart);
   event.payload = std::move(*payload);
   return event;
 }

@@ -31,13 +31,15 @@ struct HookEvent {
   json::Object payload;
   /// The hook's parent: the agent, or the shell that the agent started. 0 when unknown.
   std::int64_t parent = 0;
+  /// When that process began, in the kernel's ticks. Numbers of processes are used again.
+  std::uint64_t parentStart = 0;
   /// The same when the hook asks again after the relay has restarted.
   std::string nonce;
   /// Set for a question; finished in every case.
   std::shared_ptr<WaitingHook> waiting;
 };
 
-/// What the hook program sends: a line `AGENT EVENT PARENT NONCE`, then the payload as a JSON
+/// What the hook program sends: a line `AGENT EVENT PARENT NONCE START`, then the payload as a JSON
 /// object. No value for anything else.
 std::optional<HookEvent> hookEvent(std::string_view text);
 

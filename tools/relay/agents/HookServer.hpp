@@ -17,9 +17,9 @@
 ///     HookServer hooks(context, path, {{"codex", &codex}});
 ///     hooks.start();
 ///
-/// A hook sends one head line, `AGENT EVENT PARENT NONCE`, then the agent's payload, and closes
-/// its side. For a question it then reads lines: `wait SECONDS` (0: without a bound) within 200 ms,
-/// `alive` each second, and at last `answer` with the text to print behind it.
+/// A hook sends one head line, `AGENT EVENT PARENT NONCE START`, then the agent's payload, and
+/// closes its side. For a question it then reads lines: `wait SECONDS` (0: without a bound) within
+/// 200 ms, `alive` each second, and at last `answer` with the text to print behind it.
 namespace idlewyn::relay {
 
 class HookServer {

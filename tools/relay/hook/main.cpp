@@ -24,7 +24,7 @@
 namespace {
 
 constexpr size_t largestPayload = 16UL << 20U;
-constexpr long sendTime = 200;       // milliseconds until the relay must have taken an event
+constexpr long takeTime = 200;       // milliseconds until the relay must have taken an event
 constexpr long silenceTime = 3500;   // three signs of life missed
 constexpr long restartTime = 10000;  // as long as a question waits for the relay to come back
 constexpr long restartPause = 100;
@@ -40,6 +40,7 @@ struct Call {
   const char* socketPath;
   char nonce[33];
   pid_t parent;
+  unsigned long long parentStart;
   Text payload;
   /// When the hook leaves by itself; 0 without a bound.
   long bound;
@@ -53,21 +54,46 @@ long now() {
 
 long earlier(long a, long b) { return a < b ? a : b; }
 
-/// False when the input can't be read, or when it is too long to be sent.
+/// When a process began, in the kernel's ticks; 0 when that can't be told. With its number it
+/// names a process for good.
+unsigned long long startOf(pid_t process) {
+  char text[1024];
+  snprintf(text, sizeof text, "/proc/%d/stat", static_cast<int>(process));
+  const int descriptor = open(text, O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) return 0;
+  const ssize_t size = read(descriptor, text, sizeof text - 1);
+  close(descriptor);
+  text[size > 0 ? size : 0] = 0;
+  // The second field is a name that may contain anything; the start is the twentieth after it.
+  const char* at = strrchr(text, ')');
+  for (int field = 0; at && field < 20; ++field)
+    at = strchr(at + 1, ' ');
+  return at ? strtoull(at + 1, nullptr, 10) : 0;
+}
+
+/// Takes the input to its end, whatever its length: an agent that can't write it all would see an
+/// error. False when it can't be read, or when it is too long to be sent.
 bool readAll(int descriptor, Text& text) {
   size_t capacity = 0;
+  bool isWhole = true;
   for (;;) {
-    if (text.size + 1 >= capacity) {
-      capacity = capacity == 0 ? 65536 : 2 * capacity;
-      char* larger = static_cast<char*>(realloc(text.data, capacity));
-      if (!larger || capacity > 2 * largestPayload) return false;
-      text.data = larger;
+    if (isWhole && text.size == capacity) {
+      const size_t larger = capacity == 0 ? 65536 : 2 * capacity;
+      char* data =
+          capacity < largestPayload ? static_cast<char*>(realloc(text.data, larger)) : nullptr;
+      isWhole = data != nullptr;
+      if (isWhole) {
+        text.data = data;
+        capacity = larger;
+      }
     }
-    const ssize_t size = read(descriptor, text.data + text.size, capacity - text.size);
+    char rest[65536];
+    const ssize_t size = isWhole ? read(descriptor, text.data + text.size, capacity - text.size)
+                                 : read(descriptor, rest, sizeof rest);
     if (size < 0 && errno == EINTR) continue;
     if (size < 0) return false;
-    if (size == 0) return text.size <= largestPayload;
-    text.size += static_cast<size_t>(size);
+    if (size == 0) return isWhole;
+    if (isWhole) text.size += static_cast<size_t>(size);
   }
 }
 
@@ -107,13 +133,12 @@ bool sendAll(int descriptor, const char* data, size_t size, long deadline) {
 }
 
 /// A socket to which the whole event was sent, or -1.
-int told(const Call& call) {
+int told(const Call& call, long deadline) {
   const int descriptor = connected(call.socketPath);
   if (descriptor < 0) return -1;
-  const long deadline = now() + sendTime;
   char head[512];
-  const int size = snprintf(head, sizeof head, "%s %s %d %s\n", call.agent, call.event,
-                            static_cast<int>(call.parent), call.nonce);
+  const int size = snprintf(head, sizeof head, "%s %s %d %s %llu\n", call.agent, call.event,
+                            static_cast<int>(call.parent), call.nonce, call.parentStart);
   const bool isSent = size > 0 && static_cast<size_t>(size) < sizeof head &&
                       sendAll(descriptor, head, static_cast<size_t>(size), deadline) &&
                       sendAll(descriptor, call.payload.data, call.payload.size, deadline) &&
@@ -155,11 +180,11 @@ bool takeLines(Text& text, Call& call, bool& isHeld) {
   return false;
 }
 
-/// `isHeld` becomes true when the relay says that it holds the question.
-Ending await(int descriptor, Call& call, bool& isHeld) {
+/// `isHeld` becomes true when the relay says that it holds the question, which it must have said
+/// by `silent`.
+Ending await(int descriptor, Call& call, bool& isHeld, long silent) {
   static char buffer[65536];
   Text text{buffer, 0};
-  long silent = now() + sendTime;
   for (;;) {
     const long deadline = call.bound > 0 ? earlier(silent, call.bound) : silent;
     const long left = deadline - now();
@@ -183,18 +208,21 @@ Ending await(int descriptor, Call& call, bool& isHeld) {
 /// takes connections for a moment and then drops them, so that being dropped ends nothing as long
 /// as the restart is waited for.
 void ask(Call& call) {
-  long deadline = 0;
-  int descriptor = told(call);
+  long restarted = 0;
+  // Sending and being heard share the time: the agent waits no longer for a relay that is stopped.
+  long taken = now() + takeTime;
+  int descriptor = told(call, taken);
   while (descriptor >= 0) {
     bool isHeld = false;
-    const Ending ending = await(descriptor, call, isHeld);
+    const Ending ending = await(descriptor, call, isHeld, taken);
     close(descriptor);
-    if (isHeld) deadline = now() + restartTime;
+    if (isHeld) restarted = now() + restartTime;
     if (ending != Ending::lost) return;
     do {
-      if (now() >= deadline || isAgentGone(call)) return;
+      if (now() >= restarted || isAgentGone(call)) return;
       poll(nullptr, 0, restartPause);
-      descriptor = told(call);
+      taken = now() + takeTime;
+      descriptor = told(call, taken);
     } while (descriptor < 0);
   }
 }
@@ -229,13 +257,14 @@ int main(int count, char** words) {
   signal(SIGPIPE, SIG_IGN);
   const char* path = socketPath(count, words);
   if (!path || !isWord(words[1]) || !isWord(words[2])) return 0;
-  Call call{words[1], words[2], path, {}, getppid(), {}, 0};
+  Call call{words[1], words[2], path, {}, getppid(), 0, {}, 0};
+  call.parentStart = startOf(call.parent);
   makeNonce(call.nonce);
   if (readAll(STDIN_FILENO, call.payload)) {
     if (strcmp(call.event, "PermissionRequest") == 0)
       ask(call);
     else
-      told(call);
+      told(call, now() + takeTime);
   }
   free(call.payload.data);
   return 0;

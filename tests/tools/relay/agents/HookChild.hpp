@@ -44,6 +44,7 @@ class HookChild {
       if (size <= 0) break;
       payload.remove_prefix(static_cast<std::size_t>(size));
     }
+    hasTakenItsInput_ = payload.empty();
     close(input[1]);
   }
   HookChild(const HookChild&) = delete;
@@ -55,6 +56,8 @@ class HookChild {
       waitpid(process_, nullptr, 0);
     }
   }
+
+  bool hasTakenItsInput() const { return hasTakenItsInput_; }
 
   bool hasEnded() {
     int status = 0;
@@ -84,6 +87,7 @@ class HookChild {
  private:
   pid_t process_ = -1;
   int output_ = -1;
+  bool hasTakenItsInput_ = false;
   std::optional<int> status_;
 };
 

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <tools/relay/agents/HookServer.hpp>
 
+#include <poll.h>
+
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <functional>
@@ -11,6 +14,7 @@
 
 #include <gtest/gtest.h>
 #include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/read.hpp>
 
 #include <tests/support/TemporaryFolder.hpp>
 #include <tests/tools/relay/agents/HookChild.hpp>
@@ -172,12 +176,36 @@ TEST_F(HookServerTest, IsInNobodysWayWithoutAWorkingRelay) {
   takes("PermissionRequest", 1s, "no socket");
 }
 
+/// A relay that is slow to take a question and never says that it holds it: sending and waiting for
+/// the word share 200 ms.
+TEST_F(HookServerTest, CountsSendingAndBeingHeardTogether) {
+  using Local = boost::asio::local::stream_protocol;
+  const std::string path = (folder_.path() / "slow.sock").string();
+  Local::acceptor acceptor(context_, Local::endpoint(path));
+  auto fastest = Clock::duration::max();
+  for (int attempt = 0; attempt < 5; ++attempt) {  // the machine may be busy
+    HookChild child({"codex", "PermissionRequest", "--socket", path},
+                    "{\"x\":\"" + std::string(1U << 20U, 'x') + "\"}");
+    Local::socket socket = acceptor.accept();
+    const auto begin = Clock::now();
+    usleep(150'000);
+    std::string taken(2U << 20U, '\0');
+    boost::system::error_code end;
+    boost::asio::read(socket, boost::asio::buffer(taken), end);
+    pollfd gone{socket.native_handle(), 0, 0};
+    EXPECT_EQ(poll(&gone, 1, 5000), 1);
+    fastest = std::min(fastest, Clock::now() - begin);
+  }
+  EXPECT_LT(fastest, 300ms);
+}
+
 TEST_F(HookServerTest, IgnoresWhatIsNoEvent) {
   for (const std::string& payload : {std::string(), std::string("[1]"), std::string(R"({"cut":)"),
-                                     std::string(17U << 20U, ' ')}) {
+                                     std::string(17U << 20U, ' '), std::string(40U << 20U, ' ')}) {
     const auto child = hook("Stop", payload);
     ASSERT_TRUE(run([&] { return child->hasEnded(); }));
     EXPECT_EQ(child->status(), 0);
+    EXPECT_TRUE(child->hasTakenItsInput()) << "the agent would see an error";
   }
   const HookChild unknown({"another", "Stop", "--socket", socket_}, "{}");
   const HookChild wordless({}, "{}");
