@@ -237,9 +237,21 @@ TEST(SessionFileName, IsANumber) {
     EXPECT_FALSE(isSessionFileName(name)) << name;
 }
 
+TEST(ConfigurationFolder, LiesAboveTheLastProjects) {
+  const auto folder = [](const std::string& path) {
+    return configurationFolder({{"transcript_path", path}});
+  };
+  EXPECT_EQ(folder("/home/ann/.claude/projects/-x/s.jsonl"), "/home/ann/.claude");
+  EXPECT_EQ(folder("/srv/projects/ann/.claude/projects/-x/s.jsonl"), "/srv/projects/ann/.claude");
+  EXPECT_EQ(folder("/tmp/s.jsonl"), "");
+}
+
 TEST(DetailOf, ShowsEverythingThatWillRunOrBeWritten) {
-  const std::array<std::tuple<const char*, const char*, const char*>, 5> cases{{
-      {"Bash", R"({"command":"ls","description":"look"})", "ls"},
+  const std::array<std::tuple<const char*, const char*, const char*>, 7> cases{{
+      {"Bash", R"({"command":"ls","description":"look","run_in_background":false})", "ls"},
+      {"Bash", R"({"command":"ls","run_in_background":true})", "ls\n\nIt runs in the background."},
+      {"Bash", R"({"command":"ls","timeout":600000})",
+       "ls\n\nIt is ended after 600000 milliseconds."},
       {"Bash", R"({"command":"ls","other":1})", R"({"command":"ls","other":1})"},
       {"Edit", R"({"file_path":"/f","old_string":"a","new_string":"b"})", "/f\nreplace\na\nby\nb"},
       {"Edit", R"({"file_path":"/f","old_string":"a","new_string":"b","replace_all":true})",
@@ -261,6 +273,14 @@ TEST(SuggestedRules, AreRulesThatAllowAndNothingElse) {
       R"({"type":"addRules","behavior":"allow","rules":[{"toolName":"Bash","ruleContent":"ls"}]})";
   EXPECT_EQ(shown(rule + "," + mode), "Bash(ls) 1");
   EXPECT_EQ(shown(mode), "none");
+  const auto stored = [&](const std::string& destination) {
+    return shown(rule.substr(0, rule.size() - 1) + R"(,"destination":")" + destination + "\"}");
+  };
+  EXPECT_EQ(stored("localSettings"), "Bash(ls) 1");
+  EXPECT_EQ(stored("userSettings"), "Bash(ls) in all projects 1");
+  EXPECT_EQ(stored("projectSettings"), "Bash(ls) for everyone in this project 1");
+  EXPECT_EQ(stored("session"), "Bash(ls) in this session 1");
+  EXPECT_EQ(stored("everywhere"), "none");
   EXPECT_EQ(shown(""), "none");
   EXPECT_EQ(shown(R"({"type":"addRules","behavior":"deny","rules":[{"toolName":"Bash"}]})"),
             "none");

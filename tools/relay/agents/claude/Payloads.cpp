@@ -15,6 +15,15 @@ std::string editText(const json::Object& edit) {
   return text.append(json::text(edit, "new_string"));
 }
 
+/// The command, and how it is run where that isn't as usual.
+std::string commandText(const json::Object& input) {
+  std::string text(json::text(input, "command"));
+  if (json::isTrue(input, "run_in_background")) text.append("\n\nIt runs in the background.");
+  if (const auto limit = json::number(input, "timeout"))
+    text.append("\n\nIt is ended after ").append(std::to_string(*limit)).append(" milliseconds.");
+  return text;
+}
+
 std::string pathOf(const json::Object& input) {
   const std::string_view path = json::text(input, "file_path");
   return std::string(path.empty() ? json::text(input, "notebook_path") : path);
@@ -35,16 +44,27 @@ std::string ruleText(const json::Object& rule) {
   return text;
 }
 
+/// Where a rule is kept, as its text tells it. What is kept for this project and this person says
+/// nothing more; no value for a place that isn't known.
+std::optional<std::string_view> placeText(std::string_view destination) {
+  if (destination.empty() || destination == "localSettings") return "";
+  if (destination == "session") return " in this session";
+  if (destination == "projectSettings") return " for everyone in this project";
+  if (destination == "userSettings") return " in all projects";
+  return std::nullopt;
+}
+
 /// Empty unless the suggestion adds rules that allow, and every one of them can be shown.
 std::string rulesText(const json::Object& suggestion) {
   if (json::text(suggestion, "type") != "addRules" || json::text(suggestion, "behavior") != "allow")
     return {};
-  const auto* rules = json::list(suggestion, "rules");
+  const auto place = placeText(json::text(suggestion, "destination"));
+  const auto* rules = place ? json::list(suggestion, "rules") : nullptr;
   std::string text;
   for (const json::Value& rule : rules ? *rules : boost::json::array()) {
     const std::string one = rule.is_object() ? ruleText(rule.get_object()) : std::string();
     if (one.empty()) return {};
-    text.append(text.empty() ? "" : ", ").append(one);
+    text.append(text.empty() ? "" : ", ").append(one).append(*place);
   }
   return text;
 }
@@ -58,7 +78,7 @@ std::string detailOf(const std::string& tool, const json::Object& input) {
   constexpr std::array<std::string_view, 4> ofEdit{"file_path", "old_string", "new_string",
                                                    "replace_all"};
   constexpr std::array<std::string_view, 2> ofFetch{"url", "prompt"};
-  if (tool == "Bash" && isOnly(input, ofBash)) return std::string(json::text(input, "command"));
+  if (tool == "Bash" && isOnly(input, ofBash)) return commandText(input);
   if (tool == "Write" && isOnly(input, ofWrite))
     return pathOf(input) + "\n" + std::string(json::text(input, "content"));
   if (tool == "Edit" && isOnly(input, ofEdit)) return pathOf(input) + "\n" + editText(input);
@@ -103,7 +123,8 @@ bool hasRunningTasks(const json::Object& payload) {
 
 std::string configurationFolder(const json::Object& payload) {
   const std::string_view path = json::text(payload, "transcript_path");
-  const std::size_t end = path.find("/projects/");
+  // A folder above may be called projects as well.
+  const std::size_t end = path.rfind("/projects/");
   return std::string(end == std::string_view::npos ? std::string_view() : path.substr(0, end));
 }
 

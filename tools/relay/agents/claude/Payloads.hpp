@@ -19,7 +19,8 @@ std::string activityOf(const std::string& tool, const json::Object& input);
 /// The rules that "always" would store, out of what Claude suggests. Suggestions that change a
 /// mode or open a folder are none: nobody who allows one file wants all edits accepted.
 struct SuggestedRules {
-  /// "Bash(make test)", as Claude stores it; several are separated by commas.
+  /// "Bash(make test)", as Claude stores it for this project; "Bash(make test) in all projects"
+  /// where it stores it elsewhere. Several are separated by commas.
   std::string shown;
   /// Exactly the suggestions that are shown, to be sent back.
   boost::json::array suggestions;
