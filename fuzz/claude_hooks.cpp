@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <boost/asio/io_context.hpp>
@@ -29,9 +30,9 @@ class AnyPolicy final : public Policy {
 class Waiting final : public WaitingHook {
  public:
   void hold(std::optional<std::chrono::seconds>) override {}
-  void finish(const std::string&) override {
-    if (isFinished) std::abort();
-    isFinished = true;
+  bool finish(const std::string&) override {
+    if (std::exchange(isFinished, true)) std::abort();
+    return true;
   }
 
   bool isFinished = false;

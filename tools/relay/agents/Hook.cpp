@@ -3,6 +3,7 @@
 
 #include <array>
 #include <charconv>
+#include <functional>
 
 namespace idlewyn::relay {
 
@@ -26,6 +27,15 @@ std::optional<HookEvent> hookEvent(std::string_view text) {
   std::from_chars(words[4].data(), words[4].data() + words[4].size(), event.parentStart);
   event.payload = std::move(*payload);
   return event;
+}
+
+std::string dialogNames(const std::string& agentID) {
+  return std::to_string(std::hash<std::string>()(agentID)) + "/";
+}
+
+std::string dialogName(const std::string& agentID, const std::string& tool,
+                       const std::string& input) {
+  return dialogNames(agentID) + std::to_string(std::hash<std::string>()(tool + "\n" + input));
 }
 
 }  // namespace idlewyn::relay

@@ -19,8 +19,9 @@ class WaitingHook {
   /// The relay holds the question. The hook leaves by itself after `bound`; without one it waits
   /// as long as its agent does.
   virtual void hold(std::optional<std::chrono::seconds> bound) = 0;
-  /// What the hook prints before it ends; empty leaves the question to the terminal.
-  virtual void finish(const std::string& output) = 0;
+  /// What the hook prints before it ends; empty leaves the question to the terminal. False when
+  /// the hook has gone already, so that nothing was printed.
+  virtual bool finish(const std::string& output) = 0;
 };
 
 /// One call of the hook program.
@@ -42,6 +43,15 @@ struct HookEvent {
 /// What the hook program sends: a line `AGENT EVENT PARENT NONCE START`, then the payload as a JSON
 /// object. No value for anything else.
 std::optional<HookEvent> hookEvent(std::string_view text);
+
+/// A name for the dialog of a call, and the beginning that the names of one subagent's dialogs
+/// have. The main agent is the one with an empty id.
+std::string dialogName(const std::string& agentID, const std::string& tool,
+                       const std::string& input);
+std::string dialogNames(const std::string& agentID);
+
+/// Longer names of sessions are nobody's.
+constexpr std::size_t longestSessionID = 200;
 
 /// Takes the events of one agent.
 class HookReceiver {

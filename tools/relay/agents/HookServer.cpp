@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <tools/relay/agents/HookServer.hpp>
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -23,6 +24,8 @@ using Local = asio::local::stream_protocol;
 /// A hook sends what its agent gave it: at most a file twice.
 constexpr std::size_t largestPayload = 16U << 20U;
 constexpr std::size_t mostConnections = 256;
+/// Of all payloads that are on their way at once.
+constexpr std::size_t mostBuffered = 4 * largestPayload;
 constexpr std::chrono::seconds patience{5};
 constexpr std::chrono::seconds signOfLife{1};
 
@@ -55,10 +58,14 @@ class HookServer::Connection final : public WaitingHook,
     tick();
   }
 
-  void finish(const std::string& output) override {
-    if (std::exchange(isFinished_, true) || !server_) return;
+  bool finish(const std::string& output) override {
+    if (std::exchange(isFinished_, true) || !server_) return false;
     timer_.cancel();
+    // Its end may not have been reported yet.
+    pollfd peer{socket_.native_handle(), 0, 0};
+    if (poll(&peer, 1, 0) > 0) return close(), false;
     write("answer " + output + "\n");
+    return true;
   }
 
   /// The server goes: the hook reads the end of the stream and may look for the next one.
@@ -77,16 +84,18 @@ class HookServer::Connection final : public WaitingHook,
           if (!self->server_) return;
           if (self->event_) return self->peerGone();  // nothing follows a payload but the end
           self->text_.append(self->chunk_.data(), size);
+          self->server_->buffered_ += size;
           if (error == asio::error::eof) return self->received();
-          if (error || self->text_.size() > largestPayload) return self->close();
+          const bool isTooMuch =
+              self->text_.size() > largestPayload || self->server_->buffered_ > mostBuffered;
+          if (error || isTooMuch) return self->close();
           self->read();
         });
   }
 
   void received() {
     event_ = hookEvent(text_);
-    text_.clear();
-    text_.shrink_to_fit();
+    forgetText();
     timer_.cancel();
     const auto receiver =
         event_ ? server_->receivers_.find(event_->agent) : server_->receivers_.end();
@@ -101,6 +110,11 @@ class HookServer::Connection final : public WaitingHook,
     event.waiting = shared_from_this();
     watchPeer();
     receiver_->receive(event);
+  }
+
+  void forgetText() {
+    server_->buffered_ -= text_.size();
+    std::string().swap(text_);
   }
 
   /// A hook that ends closes its socket, although it closed its writing side long ago.
@@ -147,6 +161,7 @@ class HookServer::Connection final : public WaitingHook,
     if (!server_) return;
     HookServer& server = *server_;
     const auto self = shared_from_this();
+    forgetText();
     abandon();
     server.connections_.erase(self);
   }

@@ -50,6 +50,8 @@ class HookServer {
   boost::asio::local::stream_protocol::acceptor acceptor_;
   boost::asio::steady_timer pause_;
   std::set<std::shared_ptr<Connection>> connections_;
+  /// Bytes of payloads that aren't whole yet.
+  std::size_t buffered_ = 0;
   bool isListening_ = false;
 };
 

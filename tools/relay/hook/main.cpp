@@ -183,7 +183,7 @@ bool takeLines(Text& text, Call& call, bool& isHeld) {
 /// `isHeld` becomes true when the relay says that it holds the question, which it must have said
 /// by `silent`.
 Ending await(int descriptor, Call& call, bool& isHeld, long silent) {
-  static char buffer[65536];
+  static char buffer[1U << 20U];  // an answer repeats the rules that it adds
   Text text{buffer, 0};
   for (;;) {
     const long deadline = call.bound > 0 ? earlier(silent, call.bound) : silent;

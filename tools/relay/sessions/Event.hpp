@@ -18,12 +18,13 @@ enum class EventKind : std::uint8_t {
   /// The session exists. `text` is its title and `folder` its working directory, unless empty.
   seen,
   turnBegan,
-  /// `text` is what the agent does now.
+  /// `text` is what the agent does now, unless empty.
   activity,
-  /// `done` of `total` tasks.
+  /// `done` of `total` tasks; a total of 0 is no list of tasks.
   progress,
-  /// A question stands at the terminal, or no longer.
+  /// A dialog stands at the terminal. `text` names it.
   waits,
+  /// The dialogs with names that begin with `text` have gone, and those without a name.
   goesOn,
   /// `text` is what the agent said last, or what failed.
   finished,

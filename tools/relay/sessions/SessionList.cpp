@@ -13,6 +13,10 @@ constexpr std::size_t titleLimit = 200, summaryLimit = 400, activityLimit = 200;
 /// Nothing was heard of a session for so long: it has gone without a word.
 constexpr double silence = 24.0 * 3600.0;
 constexpr double finishedFor = 12.0 * 3600.0;
+/// A hook that was answered asks again at most within the seconds in which it waits for a relay
+/// that restarts.
+constexpr std::chrono::hours answeredFor{1};
+constexpr std::size_t mostDialogs = 64;
 constexpr std::size_t idLength = 32;
 
 AgentSession newRecord(AgentProvider provider, const std::string& id, Date at) {
@@ -46,12 +50,14 @@ void take(AgentSession& record, const Event& event) {
       break;
     case EventKind::turnBegan: beginTurn(record, event.at); break;
     case EventKind::activity:
+      if (record.status != SessionStatus::working) record.summary.reset();
       record.status = SessionStatus::working;
       record.activity = oneLine(event.text, activityLimit);
+      if (record.activity->empty()) record.activity.reset();
       break;
     case EventKind::progress:
-      record.taskDone = event.done;
-      record.taskTotal = event.total;
+      record.taskDone = event.total > 0 ? std::optional(event.done) : std::nullopt;
+      record.taskTotal = event.total > 0 ? std::optional(event.total) : std::nullopt;
       break;
     case EventKind::finished: endTurn(record, SessionStatus::finished, event.text); break;
     case EventKind::failed: endTurn(record, SessionStatus::failed, event.text); break;
@@ -69,12 +75,18 @@ void SessionList::apply(const Event& event) {
   Session& session = find(event.provider, event.sessionID, event.at);
   take(session.record, event);
   session.record.updatedAt = event.at;
-  // Whatever begins or ends a turn has closed the terminal's dialog.
-  if (event.kind >= EventKind::goesOn || event.kind == EventKind::turnBegan) {
-    session.waits = false;
-    session.isTooLong = false;
+  auto& dialogs = session.dialogs;
+  // Whatever begins or ends a turn has closed the terminal's dialogs.
+  if (event.kind > EventKind::goesOn || event.kind == EventKind::turnBegan) dialogs.clear();
+  if (event.kind == EventKind::goesOn) {
+    std::erase_if(dialogs, [&](const std::string& name) {
+      return name.empty() || name.starts_with(event.text);
+    });
   }
-  if (event.kind == EventKind::waits) session.waits = true;
+  const bool isNew = std::find(dialogs.begin(), dialogs.end(), event.text) == dialogs.end();
+  if (event.kind == EventKind::waits && isNew && dialogs.size() < mostDialogs)
+    dialogs.push_back(event.text);
+  if (dialogs.empty()) session.isTooLong = false;
   changed();
 }
 
@@ -106,11 +118,7 @@ std::vector<AgentSession> SessionList::sessions(AgentProvider provider) const {
   std::vector<AgentSession> result;
   const Date now = clock_();
   for (const auto& [key, session] : sessions_) {
-    if (key.first != provider) continue;
-    const double age = (now - session.record.updatedAt).count();
-    const bool isOver = session.record.status == SessionStatus::finished ||
-                        session.record.status == SessionStatus::failed;
-    if (age < (isOver ? finishedFor : silence)) result.push_back(served(session));
+    if (key.first == provider && !isOver(session, now)) result.push_back(served(session));
   }
   return result;
 }
@@ -125,11 +133,13 @@ void SessionList::decide(AgentProvider provider, const std::string& promptID,
     return decided(DecisionOutcome::noRule);
   // Removed first, answered then: nothing is answered twice.
   const Answer answer = std::move(found->answer);
-  answered_.insert(promptID);
+  const Date now = clock_();
+  std::erase_if(answered_, [&](const auto& entry) { return entry.second + answeredFor < now; });
+  answered_.emplace(promptID, now);
   prompts_.erase(found);
-  answer(decision);
+  const bool isTaken = answer(decision);
   changed();
-  decided(DecisionOutcome::accepted);
+  decided(isTaken ? DecisionOutcome::accepted : DecisionOutcome::gone);
 }
 
 void SessionList::withdrawAll() {
@@ -139,8 +149,41 @@ void SessionList::withdrawAll() {
 
 SessionList::Session& SessionList::find(AgentProvider provider, const std::string& sessionID,
                                         Date at) {
-  return sessions_.try_emplace({provider, sessionID}, newRecord(provider, sessionID, at))
-      .first->second;
+  const Key key(provider, sessionID);
+  if (const auto found = sessions_.find(key); found != sessions_.end()) return found->second;
+  forgetOld(at);
+  return sessions_.try_emplace(key, newRecord(provider, sessionID, at)).first->second;
+}
+
+bool SessionList::hasPrompt(const Session& session) const {
+  const Key key(session.record.provider, session.record.id);
+  return std::any_of(prompts_.begin(), prompts_.end(),
+                     [&](const Prompt& prompt) { return prompt.session == key; });
+}
+
+bool SessionList::isOver(const Session& session, Date now) const {
+  const bool isDone = session.record.status == SessionStatus::finished ||
+                      session.record.status == SessionStatus::failed;
+  const double age = (now - session.record.updatedAt).count();
+  return age >= (isDone ? finishedFor : silence) && !hasPrompt(session);
+}
+
+void SessionList::forgetOld(Date now) {
+  std::vector<Key> old;
+  auto oldest = sessions_.end();
+  for (auto session = sessions_.begin(); session != sessions_.end(); ++session) {
+    if (isOver(session->second, now)) old.push_back(session->first);
+    const bool isOlder = oldest == sessions_.end() ||
+                         session->second.record.updatedAt < oldest->second.record.updatedAt;
+    if (isOlder && !hasPrompt(session->second)) oldest = session;
+  }
+  if (old.empty() && sessions_.size() >= mostSessions && oldest != sessions_.end())
+    old.push_back(oldest->first);
+  for (const Key& key : old) {
+    sessions_.erase(key);
+    const auto forgotten = forgotten_.find(key.first);
+    if (forgotten != forgotten_.end() && forgotten->second) forgotten->second(key.second);
+  }
 }
 
 void SessionList::end(const Key& key) {
@@ -155,8 +198,9 @@ void SessionList::giveBack(const std::function<bool(const Prompt&)>& which) {
     (which(prompt) ? given : kept).push_back(std::move(prompt));
   prompts_ = std::move(kept);
   for (const Prompt& prompt : given) {
-    if (const auto session = sessions_.find(prompt.session); session != sessions_.end())
-      session->second.waits = true;
+    const auto session = sessions_.find(prompt.session);
+    if (session != sessions_.end() && session->second.dialogs.empty())
+      session->second.dialogs.emplace_back();
     prompt.answer(std::nullopt);
   }
 }
@@ -167,7 +211,7 @@ AgentSession SessionList::served(const Session& session) const {
   const auto oldest = std::find_if(prompts_.begin(), prompts_.end(),
                                    [&](const Prompt& prompt) { return prompt.session == key; });
   if (oldest != prompts_.end()) record.permission = oldest->record;
-  if (oldest == prompts_.end() && !session.waits) return record;
+  if (oldest == prompts_.end() && session.dialogs.empty()) return record;
   record.status = SessionStatus::waitingForInput;
   if (session.isTooLong && !record.permission)
     record.summary = "The question is too long to be answered from here.";

@@ -4,7 +4,6 @@
 #include <functional>
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -45,11 +44,14 @@ class SessionList final : public AgentSessions {
  public:
   using Clock = std::function<Date()>;
   /// Takes the person's answer, or no value when the question is given back to the terminal.
-  /// Called at most once, and not after `withdraw`.
-  using Answer = std::function<void(std::optional<PermissionDecision>)>;
+  /// Called at most once, and not after `withdraw`. False when whoever asked has gone.
+  using Answer = std::function<bool(std::optional<PermissionDecision>)>;
+  using Forgotten = std::function<void(const std::string& sessionID)>;
 
   /// A detail that is longer is no prompt: nobody can allow what he can't read.
   static constexpr std::size_t longestDetail = 64UL << 10U;
+  /// One more, and the one that was silent for longest is forgotten.
+  static constexpr std::size_t mostSessions = 1000;
 
   /// `secret` makes the prompts' ids unguessable; the same secret gives the same ids.
   SessionList(const Policy& policy, std::string secret, Clock clock)
@@ -62,6 +64,10 @@ class SessionList final : public AgentSessions {
   std::string ask(Question question, Answer answer);
   /// The question has ended otherwise. Unknown ids change nothing.
   void withdraw(const std::string& promptID);
+  /// Called for each of the agent's sessions that is forgotten because nothing was heard of it.
+  void onForgotten(AgentProvider provider, Forgotten forgotten) {
+    forgotten_.insert_or_assign(provider, std::move(forgotten));
+  }
 
   std::vector<AgentSession> sessions(AgentProvider provider) const override;
   void decide(AgentProvider provider, const std::string& promptID, PermissionDecision decision,
@@ -75,8 +81,8 @@ class SessionList final : public AgentSessions {
     Session(AgentSession record) : record(std::move(record)) {}
 
     AgentSession record;
-    /// The terminal's own dialog is open.
-    bool waits = false;
+    /// The names of the dialogs that stand at the terminal.
+    std::vector<std::string> dialogs;
     /// A question that only the terminal can answer because of its length.
     bool isTooLong = false;
   };
@@ -88,6 +94,10 @@ class SessionList final : public AgentSessions {
 
   Session& find(AgentProvider provider, const std::string& sessionID, Date at);
   void end(const Key& key);
+  bool isOver(const Session& session, Date now) const;
+  bool hasPrompt(const Session& session) const;
+  /// Makes room for one session more.
+  void forgetOld(Date now);
   void giveBack(const std::function<bool(const Prompt&)>& which);
   AgentSession served(const Session& session) const;
   std::string idOf(const Question& question) const;
@@ -100,7 +110,9 @@ class SessionList final : public AgentSessions {
   std::map<Key, Session> sessions_;
   /// Oldest first.
   std::vector<Prompt> prompts_;
-  std::set<std::string> answered_;
+  /// The ids that were answered lately, and when. Each serves once.
+  std::map<std::string, Date> answered_;
+  std::map<AgentProvider, Forgotten> forgotten_;
 };
 
 }  // namespace idlewyn::relay

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <deque>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -15,9 +16,11 @@
 #include <gtest/gtest.h>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/read.hpp>
+#include <boost/asio/write.hpp>
 
 #include <tests/support/TemporaryFolder.hpp>
 #include <tests/tools/relay/agents/HookChild.hpp>
+#include <tools/relay/agents/ProcessWatch.hpp>
 
 namespace idlewyn::relay {
 namespace {
@@ -86,6 +89,7 @@ TEST_F(HookServerTest, TakesAnEventWholeAndLetsItsHookGo) {
   const HookEvent& event = receiver_.events.at(0);
   EXPECT_EQ(event.name, "PostToolUse");
   EXPECT_EQ(event.parent, getpid());
+  EXPECT_EQ(event.parentStart, processStart(getpid()));
   EXPECT_EQ(event.nonce.size(), 32U);
   EXPECT_EQ(json::text(event.payload, "text"), text);
   EXPECT_FALSE(event.waiting);
@@ -133,6 +137,38 @@ TEST_F(HookServerTest, TellsThatAHookHasGone) {
     end(*child);
     EXPECT_TRUE(run([&] { return child->hasEnded() && receiver_.goneCount == 1; }, 3s));
   }
+}
+
+TEST_F(HookServerTest, KnowsWhenItAnswersThatTheHookHasGone) {
+  const auto child = hook("PermissionRequest");
+  ASSERT_TRUE(run([&] { return !receiver_.events.empty(); }));
+  child->end();
+  while (!child->hasEnded())
+    usleep(5000);
+  EXPECT_FALSE(receiver_.events.at(0).waiting->finish("{}")) << "nothing has been reported yet";
+  run([] { return false; }, 100ms);
+  EXPECT_EQ(receiver_.goneCount, 0) << "who answered knows it";
+}
+
+TEST_F(HookServerTest, BoundsWhatAllHooksTogetherMakeItKeep) {
+  using Local = boost::asio::local::stream_protocol;
+  const std::string part(15U << 20U, 'x');  // without an end
+  std::deque<Local::socket> sockets;
+  int sent = 0;
+  int refused = 0;
+  for (int at = 0; at < 8; ++at) {
+    Local::socket& socket = sockets.emplace_back(context_);
+    socket.connect(Local::endpoint(socket_));
+    boost::asio::async_write(
+        socket, boost::asio::buffer(part),
+        [&](boost::system::error_code error, std::size_t) { ++(error ? refused : sent); });
+  }
+  ASSERT_TRUE(run([&] { return sent + refused == 8; }));
+  EXPECT_GE(sent, 1);
+  EXPECT_GE(refused, 3);
+  sockets.clear();
+  const auto child = hook("Stop", "{\"x\":\"" + part + "\"}");
+  ASSERT_TRUE(run([&] { return !receiver_.events.empty(); })) << "what was kept is free again";
 }
 
 TEST_F(HookServerTest, AsksAgainUnderTheSameNonceAfterARestart) {

@@ -57,6 +57,7 @@ class ClaudeAgentsTest : public ::testing::Test {
     event.agent = "claude";
     event.name = json::text(payload, "hook_event_name");
     event.parent = 77;
+    event.parentStart = start_;
     event.nonce = std::to_string(++nonces_);
     event.payload = std::move(payload);
     if (event.name == "PermissionRequest")
@@ -80,8 +81,9 @@ class ClaudeAgentsTest : public ::testing::Test {
 
   /// Lets the watch of the session files work until the condition holds.
   template <typename Condition>
-  bool waitFor(Condition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  bool waitFor(Condition condition, int milliseconds = 20000) {
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
     while (!condition() && std::chrono::steady_clock::now() < deadline)
       context_.run_one_for(std::chrono::milliseconds(100));
     return condition();
@@ -98,6 +100,7 @@ class ClaudeAgentsTest : public ::testing::Test {
   std::vector<std::shared_ptr<StandInHook>> hooks_;
   std::vector<std::string> rest_;
   int nonces_ = 0;
+  std::uint64_t start_ = 0;
 };
 
 TEST_F(ClaudeAgentsTest, AsksAndGivesTheAnswer) {
@@ -179,6 +182,59 @@ TEST_F(ClaudeAgentsTest, IsNotFinishedWhileASubagentWorks) {
   EXPECT_EQ(session().title, "SCRIPT sub") << "Claude's own prompts name nothing";
 }
 
+TEST_F(ClaudeAgentsTest, GoesOnWithTheTurnWhenBackgroundWorkHasEnded) {
+  send(payload("UserPromptSubmit", R"(,"prompt":"go")"));
+  const auto begun = session().turnStartedAt;
+  setStatus("busy");
+  EXPECT_FALSE(waitFor([&] { return session().status != SessionStatus::working; }, 200));
+  send(payload("Stop", R"(,"background_tasks":[{"status":"running"}])"));
+  setStatus("idle");
+  EXPECT_FALSE(waitFor([&] { return session().status != SessionStatus::working; }, 200))
+      << "the main agent is idle, its work is not";
+  send(payload("UserPromptSubmit", R"(,"prompt":"<task-notification>done</task-notification>")"));
+  EXPECT_EQ(session().status, SessionStatus::working);
+  EXPECT_EQ(session().turnStartedAt, begun);
+  send(payload("Stop", R"(,"last_assistant_message":"Done.")"));
+  EXPECT_EQ(session().status, SessionStatus::finished);
+}
+
+TEST_F(ClaudeAgentsTest, KeepsAQuestionWhileOtherToolsGoOn) {
+  const std::string other = R"(,"agent_id":"a","tool_name":"Read","tool_input":{"file_path":"/f"})";
+  const std::string question = R"(,"tool_name":"AskUserQuestion","tool_input":{"questions":[]})";
+  for (const std::string& end : {std::string("PostToolUse"), std::string("PostToolUseFailure")}) {
+    send(payload("PreToolUse", question));
+    send(payload("PermissionRequest", question));
+    for (const char* name : {"PreToolUse", "PostToolUse", "SubagentStop"}) {
+      send(payload(name, other));
+      EXPECT_EQ(session().status, SessionStatus::waitingForInput) << name;
+    }
+    send(payload(end, question));
+    EXPECT_EQ(session().status, SessionStatus::working) << end;
+  }
+  send(payload("PreToolUse", question));
+  setStatus("waiting");
+  EXPECT_FALSE(waitFor([&] { return session().status == SessionStatus::working; }, 200));
+  setStatus("busy");
+  EXPECT_TRUE(waitFor([&] { return session().status == SessionStatus::working; }))
+      << "the terminal answered";
+}
+
+TEST_F(ClaudeAgentsTest, KeepsTheMainAgentsQuestionWhenASubagentStops) {
+  send(payload("PermissionRequest", R"(,"tool_name":"Bash","tool_input":{"command":"ls"})"));
+  send(payload("Stop", R"(,"agent_id":"a")"));
+  send(payload("StopFailure", R"(,"agent_id":"a","error":"unknown")"));
+  EXPECT_TRUE(session().permission);
+  send(payload("Stop"));
+  EXPECT_EQ(session().permission, std::nullopt);
+}
+
+TEST_F(ClaudeAgentsTest, RefusesAnAnswerWhenTheHookHasGone) {
+  send(payload("PermissionRequest", R"(,"tool_name":"Bash","tool_input":{"command":"ls"})"));
+  hooks_.back()->isThere = false;
+  EXPECT_EQ(decide(PermissionDecision::allow), DecisionOutcome::gone);
+  EXPECT_EQ(session().permission, std::nullopt);
+}
+
 TEST_F(ClaudeAgentsTest, WaitsAsTheDialogAllows) {
   struct Case {
     const char* kind;
@@ -186,18 +242,20 @@ TEST_F(ClaudeAgentsTest, WaitsAsTheDialogAllows) {
     bool waits;
     std::optional<int> bound;
   };
-  const std::array<Case, 6> cases{
+  const std::array<Case, 7> cases{
       {{"interactive", false, false, false, true, true, std::nullopt},
        {"interactive", true, false, false, true, false, std::nullopt},
        {"interactive", true, true, false, true, true, 60},
        {"interactive", true, false, true, true, true, std::nullopt},
        {"headless", false, false, false, true, true, 3600},
-       {"interactive", false, true, false, false, false, std::nullopt}}};
+       {"interactive", false, true, false, false, false, std::nullopt},
+       {R"(interactive","procStart":"5)", false, false, false, true, true, 3600}}};
   for (const Case& row : cases) {
     setStatus("busy", row.kind);
     policy_.isSomebodyThere = row.isAttentive;
     policy_.isPersonAway = row.isAway;
     policy_.isOn = row.isOn;
+    start_ = 6;  // the last row's file was left by a process that had the number before
     send(payload("PermissionRequest",
                  std::string(R"(,"tool_name":"Bash","tool_input":{"command":"ls"})") +
                      (row.isSubagent ? R"(,"agent_id":"a")" : "")));
@@ -227,6 +285,12 @@ TEST_F(ClaudeAgentsTest, TellsErrorsProgressAndTheEnd) {
   send(payload("TaskCompleted", R"(,"task_id":"1")"));
   EXPECT_EQ(session().taskDone, 1);
   EXPECT_EQ(session().taskTotal, 2);
+  send(payload("UserPromptSubmit", R"(,"prompt":"on")"));
+  EXPECT_EQ(session().taskDone, 0) << "what was done belongs to the turn before";
+  EXPECT_EQ(session().taskTotal, 1);
+  send(payload("PostToolUse",
+               R"(,"tool_name":"TaskUpdate","tool_input":{"taskId":"2","status":"deleted"})"));
+  EXPECT_EQ(session().taskTotal, std::nullopt);
   play("exit");
   EXPECT_TRUE(list_.sessions(AgentProvider::claude).empty());
 }
@@ -273,6 +337,12 @@ TEST(SuggestedRules, AreRulesThatAllowAndNothingElse) {
       R"({"type":"addRules","behavior":"allow","rules":[{"toolName":"Bash","ruleContent":"ls"}]})";
   EXPECT_EQ(shown(rule + "," + mode), "Bash(ls) 1");
   EXPECT_EQ(shown(mode), "none");
+  EXPECT_EQ(boost::json::serialize(
+                suggestedRules(
+                    *json::parsed(R"({"permission_suggestions":[{"type":"addRules","behavior":)"
+                                  R"("allow","rules":[{"toolName":"Read","x":1}],"more":2}]})"))
+                    ->suggestions),
+            R"([{"type":"addRules","rules":[{"toolName":"Read"}],"behavior":"allow"}])");
   const auto stored = [&](const std::string& destination) {
     return shown(rule.substr(0, rule.size() - 1) + R"(,"destination":")" + destination + "\"}");
   };

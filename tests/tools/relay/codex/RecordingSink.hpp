@@ -21,7 +21,7 @@ class RecordingSink final : public Sink {
   void progress(const std::string&, std::int64_t done, std::int64_t total) override {
     note("progress " + std::to_string(done) + "/" + std::to_string(total));
   }
-  void waiting(const std::string&, bool isWaiting) override {
+  void waiting(const std::string&, const std::string&, bool isWaiting) override {
     note(isWaiting ? "waits" : "goes on");
   }
   void finished(const std::string&, const std::string& summary) override {
@@ -50,10 +50,10 @@ class RecordingSink final : public Sink {
   }
 
   /// As the list does it: removed first, answered then.
-  void answer(const std::string& id, PermissionDecision decision) {
+  bool answer(const std::string& id, PermissionDecision decision) {
     const Answer taken = std::move(open.at(id));
     open.erase(id);
-    taken(decision);
+    return taken(decision);
   }
 
   /// What was noted since the last call.

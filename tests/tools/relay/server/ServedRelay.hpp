@@ -65,6 +65,7 @@ class ServedRelay {
       question.alwaysRule = std::move(rule);
       return list.ask(std::move(question), [this](auto given) {
         answer = given ? std::string(rawValue(*given)) : "given back";
+        return true;
       });
     });
   }

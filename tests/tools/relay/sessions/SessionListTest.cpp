@@ -29,6 +29,7 @@ class SessionListTest : public ::testing::Test {
       constexpr std::array<const char*, 3> names{"allow", "deny", "always"};
       answers_.push_back(key + ": " +
                          (decision ? names[static_cast<std::size_t>(*decision)] : "given back"));
+      return isThere_;
     });
   }
 
@@ -48,6 +49,8 @@ class SessionListTest : public ::testing::Test {
   Date now_ = Date() + std::chrono::seconds(1000);
   SessionList list_{policy_, "secret", [this] { return now_; }};
   std::vector<std::string> answers_;
+  /// Who asked still waits for the answer.
+  bool isThere_ = true;
 };
 
 TEST_F(SessionListTest, FollowsATurn) {
@@ -110,6 +113,28 @@ TEST_F(SessionListTest, TakesEachAnswerOnceAndForItsAgentAlone) {
   EXPECT_EQ(answers_, (std::vector<std::string>{"a: deny", "b: always"}));
 }
 
+TEST_F(SessionListTest, TellsThatWhoeverAskedHasGone) {
+  const std::string id = ask("a");
+  isThere_ = false;
+  EXPECT_EQ(decide(id), DecisionOutcome::gone);
+  EXPECT_EQ(session().permission, std::nullopt);
+}
+
+TEST_F(SessionListTest, WaitsUntilTheLastDialogHasGone) {
+  tell(EventKind::turnBegan);
+  for (const char* name : {"main/1", "main/2", "sub/1", "sub/1", ""})
+    tell(EventKind::waits, name);
+  const std::array<std::tuple<const char*, SessionStatus>, 4> steps{
+      {{"other/1", SessionStatus::waitingForInput},
+       {"sub/", SessionStatus::waitingForInput},
+       {"main/2", SessionStatus::waitingForInput},
+       {"main/", SessionStatus::working}}};
+  for (const auto& [name, status] : steps) {
+    tell(EventKind::goesOn, name);
+    EXPECT_EQ(session().status, status) << name;
+  }
+}
+
 TEST_F(SessionListTest, GivesPromptsBackWhenApprovalsAreSwitchedOff) {
   tell(EventKind::turnBegan);
   const std::string id = ask("a");
@@ -136,7 +161,8 @@ TEST_F(SessionListTest, KeepsAPromptsIdOverARestartAndUsesItOnce) {
   SessionList after(policy_, "secret", [this] { return now_; });
   SessionList other(policy_, "another secret", [this] { return now_; });
   const auto again = [&](SessionList& list) {
-    return list.ask(Question(AgentProvider::codex, "s", "Bash", "ls", "a"), [](auto) {});
+    return list.ask(Question(AgentProvider::codex, "s", "Bash", "ls", "a"),
+                    [](auto) { return true; });
   };
   EXPECT_EQ(again(after), id);
   EXPECT_NE(again(other), id);
@@ -151,6 +177,30 @@ TEST_F(SessionListTest, ForgetsSessionsOfWhichNothingIsHeard) {
   EXPECT_EQ(list_.sessions(AgentProvider::codex).size(), 1U);
   now_ += std::chrono::hours(2);
   EXPECT_TRUE(list_.sessions(AgentProvider::codex).empty());
+}
+
+TEST_F(SessionListTest, ShowsAnOpenPromptHoweverOldItIs) {
+  const std::string id = ask("a");
+  now_ += std::chrono::hours(48);
+  EXPECT_EQ(session().permission->id, id);
+  EXPECT_EQ(decide(id), DecisionOutcome::accepted);
+}
+
+TEST_F(SessionListTest, KeepsOnlySoManySessions) {
+  std::vector<std::string> forgotten;
+  list_.onForgotten(AgentProvider::codex,
+                    [&](const std::string& session) { forgotten.push_back(session); });
+  const std::string id = ask("a");
+  for (std::size_t at = 0; at < SessionList::mostSessions + 2; ++at) {
+    now_ += std::chrono::seconds(1);
+    list_.apply(Event(EventKind::seen, AgentProvider::codex, std::to_string(at), now_));
+  }
+  EXPECT_EQ(list_.sessions(AgentProvider::codex).size(), SessionList::mostSessions);
+  EXPECT_EQ(forgotten, (std::vector<std::string>{"0", "1", "2"})) << "the oldest without a prompt";
+  EXPECT_EQ(decide(id), DecisionOutcome::accepted);
+  now_ += std::chrono::hours(25);
+  list_.apply(Event(EventKind::seen, AgentProvider::codex, "new", now_));
+  EXPECT_EQ(forgotten.size(), SessionList::mostSessions + 3) << "all of them are too old";
 }
 
 TEST(OneLine, CutsBetweenCharactersAndDropsWhatCannotBeShown) {

@@ -35,12 +35,13 @@ class StandInHook final : public WaitingHook {
     isHeld = true;
     bound = given;
   }
-  void finish(const std::string& given) override {
+  bool finish(const std::string& given) override {
     EXPECT_FALSE(output) << "answered twice";
-    output = given;
+    if (isThere) output = given;
+    return isThere;
   }
 
-  bool isHeld = false;
+  bool isHeld = false, isThere = true;
   std::optional<std::chrono::seconds> bound;
   std::optional<std::string> output;
 };

@@ -9,6 +9,9 @@
 namespace idlewyn::relay::claude {
 namespace {
 
+constexpr std::size_t mostTasks = 1000;
+constexpr std::size_t mostFolders = 64;
+
 std::string allowOutput(const boost::json::array& rules) {
   json::Object decision{{"behavior", "allow"}};
   if (!rules.empty()) decision.emplace("updatedPermissions", rules);
@@ -16,6 +19,9 @@ std::string allowOutput(const boost::json::array& rules) {
       json::Object{{"hookSpecificOutput",
                     json::Object{{"hookEventName", "PermissionRequest"}, {"decision", decision}}}});
 }
+
+/// The question is the terminal's.
+void giveBack(const HookEvent& event) { event.waiting->finish({}); }
 
 constexpr std::string_view denyOutput =
     R"({"hookSpecificOutput":{"hookEventName":"PermissionRequest","decision":{"behavior":"deny",)"
@@ -29,20 +35,33 @@ const json::Object& inputOf(const json::Object& payload) {
 
 }  // namespace
 
+ClaudeAgents::ClaudeAgents(boost::asio::io_context& context, FileWatch& watch, SessionList& list,
+                           const Policy& policy, SessionList::Clock clock)
+    : watch_(watch), list_(list), policy_(policy), clock_(std::move(clock)), processes_(context) {
+  list_.onForgotten(AgentProvider::claude, [this](const std::string& session) {
+    sessions_.erase(session);
+    processes_.forget(session);
+  });
+}
+
 ClaudeAgents::~ClaudeAgents() {
+  list_.onForgotten(AgentProvider::claude, nullptr);
   for (const auto& [folder, id] : folders_)
     watch_.remove(id);
 }
 
 ClaudeAgents::Call ClaudeAgents::callOf(const json::Object& payload) {
-  return {std::string(json::text(payload, "session_id")),
-          std::string(json::text(payload, "agent_id")),
-          std::string(json::text(payload, "tool_name")), boost::json::serialize(inputOf(payload))};
+  Call call{std::string(json::text(payload, "session_id")),
+            std::string(json::text(payload, "agent_id")),
+            std::string(json::text(payload, "tool_name")),
+            {}};
+  call.dialog = dialogName(call.agentID, call.tool, boost::json::serialize(inputOf(payload)));
+  return call;
 }
 
 void ClaudeAgents::receive(const HookEvent& event) {
   const Call call = callOf(event.payload);
-  if (call.sessionID.empty()) {
+  if (call.sessionID.empty() || call.sessionID.size() > longestSessionID) {
     if (event.waiting) event.waiting->finish({});
     return;
   }
@@ -51,7 +70,7 @@ void ClaudeAgents::receive(const HookEvent& event) {
   watchFolder(folder);
   if (sessions_[call.sessionID].status.empty())
     readSessionFile(folder + "/sessions/" + std::to_string(event.parent) + ".json");
-  processes_.watch(call.sessionID, static_cast<pid_t>(event.parent),
+  processes_.watch(call.sessionID, static_cast<pid_t>(event.parent), event.parentStart,
                    [this, session = call.sessionID] { endSession(session); });
   tell(EventKind::seen, call.sessionID, {}, std::string(json::text(event.payload, "cwd")));
   if (event.waiting) return ask(event, call);
@@ -65,14 +84,8 @@ void ClaudeAgents::takeEvent(const HookEvent& event, const Call& call) {
     return takeTool(name, call, event.payload);
   if (name == "Stop" || name == "StopFailure") return takeStop(name, call, event.payload);
   if (name == "Notification") return takeNotification(call, event.payload);
-  if (name == "TaskCreated" || name == "TaskCompleted")
-    return takeTask(call, std::string(json::text(event.payload, "task_id")),
-                    name == "TaskCompleted");
-  if (name == "SubagentStop") {
-    return withdraw([&](const Open& open) {
-      return open.call.sessionID == call.sessionID && open.call.agentID == call.agentID;
-    });
-  }
+  if (name == "TaskCreated" || name == "TaskCompleted") return takeTask(name, call, event.payload);
+  if (name == "SubagentStop") return endDialogs(call);
   if (name != "PostToolBatch") return;
   // Tells of denied calls too, which nothing else ends.
   const auto* calls = json::list(event.payload, "tool_calls");
@@ -81,48 +94,76 @@ void ClaudeAgents::takeEvent(const HookEvent& event, const Call& call) {
     Call ended = callOf(value.get_object());
     ended.sessionID = call.sessionID;
     ended.agentID = call.agentID;
+    ended.dialog =
+        dialogName(call.agentID, ended.tool, boost::json::serialize(inputOf(value.get_object())));
     withdraw([&](const Open& open) { return open.call == ended; });
+    tell(EventKind::goesOn, call.sessionID, ended.dialog);
   }
 }
 
-void ClaudeAgents::takePrompt(const Call& call, const json::Object& payload) {
-  Session& session = sessions_[call.sessionID];
-  const std::string prompt(json::text(payload, "prompt"));
+void ClaudeAgents::endDialogs(const Call& call) {
   withdraw([&](const Open& open) {
     return open.call.sessionID == call.sessionID && open.call.agentID == call.agentID;
   });
+  tell(EventKind::goesOn, call.sessionID, dialogNames(call.agentID));
+}
+
+void ClaudeAgents::takePrompt(const Call& call, const json::Object& payload) {
+  endDialogs(call);
   if (!call.agentID.empty()) return;
-  // Claude submits prompts of its own, when a subagent has ended say.
-  const bool isOwn = prompt.starts_with("<");
-  if (!isOwn && !std::exchange(session.hasTitle, true))
-    tell(EventKind::seen, call.sessionID, prompt);
+  Session& session = sessions_[call.sessionID];
+  const std::string prompt(json::text(payload, "prompt"));
   session.isWorking = true;
+  // Claude's own, once work in the background has ended: the turn that began it goes on.
+  if (prompt.starts_with("<task-notification>")) return tell(EventKind::activity, call.sessionID);
+  if (!prompt.starts_with("<") && !std::exchange(session.hasTitle, true))
+    tell(EventKind::seen, call.sessionID, prompt);
   tell(EventKind::turnBegan, call.sessionID);
+  // What was left to do is part of the new turn.
+  if (std::erase_if(session.tasks, [](const auto& task) { return task.second; }) > 0 ||
+      !session.tasks.empty())
+    tellTasks(call.sessionID);
 }
 
 void ClaudeAgents::takeTool(const std::string& name, const Call& call,
                             const json::Object& payload) {
   const json::Object& input = inputOf(payload);
   if (name == "PreToolUse") {
+    if (call.agentID.empty()) sessions_[call.sessionID].isWorking = true;
     tell(EventKind::activity, call.sessionID, activityOf(call.tool, input));
-    if (isQuestionTool(call.tool)) tell(EventKind::waits, call.sessionID);
+    if (isQuestionTool(call.tool)) tell(EventKind::waits, call.sessionID, call.dialog);
     return;
   }
   bool isFirst = true;  // nothing names the question that a tool's end belongs to
   withdraw([&](const Open& open) { return open.call == call && std::exchange(isFirst, false); });
-  tell(EventKind::goesOn, call.sessionID);
-  if (call.tool != "TaskUpdate") return;
-  const std::string id(json::text(input, "taskId"));
-  const std::string_view status = json::text(input, "status");
-  if (status == "deleted") sessions_[call.sessionID].tasks.erase(id);
-  if (status == "completed") takeTask(call, id, true);
+  // Other dialogs may stand: a subagent's, or a question beside this tool.
+  tell(EventKind::goesOn, call.sessionID, call.dialog);
+  if (name == "PostToolUse") takeTask(name, call, payload);
 }
 
-void ClaudeAgents::takeTask(const Call& call, const std::string& id, bool isDone) {
-  if (id.empty()) return;
+void ClaudeAgents::takeTask(const std::string& name, const Call& call,
+                            const json::Object& payload) {
   auto& tasks = sessions_[call.sessionID].tasks;
-  tasks[id] = isDone;
-  Event event(EventKind::progress, AgentProvider::claude, call.sessionID, clock_());
+  const json::Object& input = inputOf(payload);
+  if (name == "TaskCreated") {
+    tasks.emplace(json::text(payload, "task_id"), false);
+  } else if (name == "TaskCompleted") {
+    tasks.insert_or_assign(std::string(json::text(payload, "task_id")), true);
+  } else if (call.tool == "TaskUpdate") {
+    const std::string id(json::text(input, "taskId"));
+    if (json::text(input, "status") == "deleted") tasks.erase(id);
+    if (json::text(input, "status") == "completed") tasks.insert_or_assign(id, true);
+  } else {
+    return;
+  }
+  tasks.erase("");
+  if (tasks.size() > mostTasks) tasks.clear();
+  tellTasks(call.sessionID);
+}
+
+void ClaudeAgents::tellTasks(const std::string& sessionID) {
+  const auto& tasks = sessions_[sessionID].tasks;
+  Event event(EventKind::progress, AgentProvider::claude, sessionID, clock_());
   event.total = static_cast<std::int64_t>(tasks.size());
   event.done =
       std::count_if(tasks.begin(), tasks.end(), [](const auto& task) { return task.second; });
@@ -131,21 +172,18 @@ void ClaudeAgents::takeTask(const Call& call, const std::string& id, bool isDone
 
 void ClaudeAgents::takeStop(const std::string& name, const Call& call,
                             const json::Object& payload) {
+  endDialogs(call);
   // Subagents may go on in the background, and ask.
-  withdraw([&](const Open& open) {
-    return open.call.sessionID == call.sessionID && open.call.agentID.empty();
-  });
   if (!call.agentID.empty()) return;
   Session& session = sessions_[call.sessionID];
+  session.isWorking = false;
   const std::string text(json::text(payload, "last_assistant_message"));
   if (name == "StopFailure") {
-    session.isWorking = false;
     return tell(EventKind::failed, call.sessionID,
                 text.empty() ? std::string(json::text(payload, "error")) : text);
   }
   if (hasRunningTasks(payload))
     return tell(EventKind::activity, call.sessionID, "Waiting for background work");
-  session.isWorking = false;
   tell(EventKind::finished, call.sessionID, text);
 }
 
@@ -158,10 +196,13 @@ std::optional<std::chrono::seconds> ClaudeAgents::boundOf(const HookEvent& event
                                                           bool& waits, bool& hidesDialog) const {
   const std::string folder = configurationFolder(event.payload);
   const auto file = sessionFile(folder + "/sessions/" + std::to_string(event.parent) + ".json");
+  // An agent that was killed leaves its file, and another process may have its number now.
+  const bool isItsOwn = file && (file->processStart == 0 || event.parentStart == 0 ||
+                                 file->processStart == event.parentStart);
   waits = true;
   hidesDialog = false;
   // Nobody sits at a terminal: to return means to deny.
-  if (!file || !file->isInteractive) return policy_.waits().headless;
+  if (!isItsOwn || !file->isInteractive) return policy_.waits().headless;
   if (call.agentID.empty()) return std::nullopt;
   hidesDialog = true;
   waits = policy_.isAway() || policy_.isAttentive(AgentProvider::claude);
@@ -169,14 +210,13 @@ std::optional<std::chrono::seconds> ClaudeAgents::boundOf(const HookEvent& event
 }
 
 void ClaudeAgents::ask(const HookEvent& event, const Call& call) {
-  tell(EventKind::waits, call.sessionID);
+  tell(EventKind::waits, call.sessionID, call.dialog);
   readSessionFile(configurationFolder(event.payload) + "/sessions/" + std::to_string(event.parent) +
                   ".json");
   Open open{call, {}, event.waiting, {}, false, false};
   bool waits = false;
   const auto bound = boundOf(event, call, waits, open.hidesDialog);
-  if (!policy_.remoteApprovals() || isQuestionTool(call.tool) || !waits)
-    return event.waiting->finish({});
+  if (!policy_.remoteApprovals() || isQuestionTool(call.tool) || !waits) return giveBack(event);
   // Claude may have said that it waits before its hook has said what for.
   open.isSeenWaiting = sessions_[call.sessionID].status == "waiting";
   Question question(AgentProvider::claude, call.sessionID, call.tool,
@@ -188,26 +228,28 @@ void ClaudeAgents::ask(const HookEvent& event, const Call& call) {
   const std::string prompt =
       list_.ask(std::move(question),
                 [this, waiting = event.waiting](std::optional<PermissionDecision> decision) {
-                  decide(waiting, decision);
+                  return decide(waiting, decision);
                 });
-  if (prompt.empty()) return event.waiting->finish({});
+  if (prompt.empty()) return giveBack(event);
   open.promptID = prompt;
   open_.push_back(std::move(open));
   event.waiting->hold(bound);
 }
 
-void ClaudeAgents::decide(const std::shared_ptr<WaitingHook>& waiting,
+bool ClaudeAgents::decide(const std::shared_ptr<WaitingHook>& waiting,
                           std::optional<PermissionDecision> decision) {
   const auto found = std::find_if(open_.begin(), open_.end(),
                                   [&](const Open& open) { return open.waiting == waiting; });
-  if (found == open_.end()) return;
+  if (found == open_.end()) return false;
   const Open open = std::move(*found);
   open_.erase(found);
   if (!decision) return waiting->finish({});  // the terminal's dialog stands
-  tell(EventKind::goesOn, open.call.sessionID);
-  if (decision == PermissionDecision::deny) return waiting->finish(std::string(denyOutput));
-  waiting->finish(
-      allowOutput(decision == PermissionDecision::always ? open.rules : boost::json::array()));
+  const bool isTaken =
+      waiting->finish(decision == PermissionDecision::deny     ? std::string(denyOutput)
+                      : decision == PermissionDecision::always ? allowOutput(open.rules)
+                                                               : allowOutput({}));
+  if (isTaken || !open.hidesDialog) tell(EventKind::goesOn, open.call.sessionID, open.call.dialog);
+  return isTaken;
 }
 
 void ClaudeAgents::gone(const std::shared_ptr<WaitingHook>& waiting) {
@@ -218,11 +260,12 @@ void ClaudeAgents::gone(const std::shared_ptr<WaitingHook>& waiting) {
   open_.erase(found);
   list_.withdraw(open.promptID);
   // "No" or Escape at the dialog ends the hook. Where it hid the dialog, that appears now.
-  if (!open.hidesDialog) tell(EventKind::goesOn, open.call.sessionID);
+  tell(open.hidesDialog ? EventKind::waits : EventKind::goesOn, open.call.sessionID,
+       open.call.dialog);
 }
 
 void ClaudeAgents::watchFolder(const std::string& folder) {
-  if (folder.empty() || folders_.contains(folder)) return;
+  if (folder.empty() || folders_.contains(folder) || folders_.size() >= mostFolders) return;
   const std::string sessions = folder + "/sessions";
   const std::uint64_t id = watch_.add(sessions, [this, sessions](const std::string& name) {
     // Keys lie beside the sessions: nothing else is opened.
@@ -244,12 +287,10 @@ void ClaudeAgents::readSessionFile(const std::string& path) {
     for (Open& open : open_)
       open.isSeenWaiting = open.isSeenWaiting || isOfMain(open);
   }
-  if (file->status == "busy") {
-    // The file may be older than a question: it counts once it has said that Claude waits.
+  // The file may be older than a question: it counts once it has said that Claude waits.
+  if (file->status == "busy")
     withdraw([&](const Open& open) { return isOfMain(open) && open.isSeenWaiting; });
-    const bool isAsking = std::any_of(open_.begin(), open_.end(), isOfMain);
-    if (!isAsking && session.isWorking) tell(EventKind::goesOn, file->sessionID);
-  }
+  if (before == "waiting" && file->status != before) tell(EventKind::goesOn, file->sessionID);
   if (file->status != "idle" || before.empty() || before == "idle" || !session.isWorking) return;
   session.isWorking = false;
   withdraw(isOfMain);

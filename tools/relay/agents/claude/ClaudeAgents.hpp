@@ -2,7 +2,6 @@
 #pragma once
 
 #include <map>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -24,12 +23,7 @@ class ClaudeAgents final : public HookReceiver {
  public:
   /// What is passed by reference outlives the object.
   ClaudeAgents(boost::asio::io_context& context, FileWatch& watch, SessionList& list,
-               const Policy& policy, SessionList::Clock clock)
-      : watch_(watch),
-        list_(list),
-        policy_(policy),
-        clock_(std::move(clock)),
-        processes_(context) {}
+               const Policy& policy, SessionList::Clock clock);
   ClaudeAgents(const ClaudeAgents&) = delete;
   ClaudeAgents& operator=(const ClaudeAgents&) = delete;
   ~ClaudeAgents() override;
@@ -39,7 +33,9 @@ class ClaudeAgents final : public HookReceiver {
 
  private:
   struct Call {
-    std::string sessionID, agentID, tool, input;
+    std::string sessionID, agentID, tool;
+    /// Stands for the tool and its input, too.
+    std::string dialog;
 
     friend bool operator==(const Call&, const Call&) = default;
   };
@@ -55,6 +51,7 @@ class ClaudeAgents final : public HookReceiver {
   };
   struct Session {
     bool hasTitle = false;
+    /// The main agent's turn has begun and not ended. Work in the background doesn't count.
     bool isWorking = false;
     /// As its file said last.
     std::string status;
@@ -65,11 +62,12 @@ class ClaudeAgents final : public HookReceiver {
   void takeEvent(const HookEvent& event, const Call& call);
   void takePrompt(const Call& call, const json::Object& payload);
   void takeTool(const std::string& name, const Call& call, const json::Object& payload);
-  void takeTask(const Call& call, const std::string& id, bool isDone);
+  void takeTask(const std::string& name, const Call& call, const json::Object& payload);
+  void tellTasks(const std::string& sessionID);
   void takeStop(const std::string& name, const Call& call, const json::Object& payload);
   void takeNotification(const Call& call, const json::Object& payload);
   void ask(const HookEvent& event, const Call& call);
-  void decide(const std::shared_ptr<WaitingHook>& waiting,
+  bool decide(const std::shared_ptr<WaitingHook>& waiting,
               std::optional<PermissionDecision> decision);
   std::optional<std::chrono::seconds> boundOf(const HookEvent& event, const Call& call, bool& waits,
                                               bool& hidesDialog) const;
@@ -80,6 +78,8 @@ class ClaudeAgents final : public HookReceiver {
             const std::string& folder = {});
   template <typename Condition>
   void withdraw(Condition condition);
+  /// Every question and dialog of one agent of a session is over.
+  void endDialogs(const Call& call);
 
   FileWatch& watch_;
   SessionList& list_;

@@ -8,6 +8,9 @@
 namespace idlewyn::relay::claude {
 namespace {
 
+/// Nobody can allow what he can't read.
+constexpr std::size_t longestRules = 64UL << 10U;
+
 /// One edit: what stands there, then what will.
 std::string editText(const json::Object& edit) {
   std::string text = json::isTrue(edit, "replace_all") ? "replace all of\n" : "replace\n";
@@ -69,6 +72,22 @@ std::string rulesText(const json::Object& suggestion) {
   return text;
 }
 
+/// What of a suggestion is shown, and nothing else that Claude may have put into it.
+json::Object onlyRules(const json::Object& suggestion) {
+  boost::json::array rules;
+  for (const json::Value& rule : *json::list(suggestion, "rules")) {
+    json::Object kept;
+    for (const char* name : {"toolName", "ruleContent"}) {
+      if (const auto* value = rule.get_object().if_contains(name)) kept.emplace(name, *value);
+    }
+    rules.push_back(std::move(kept));
+  }
+  json::Object kept{{"type", "addRules"}, {"rules", std::move(rules)}, {"behavior", "allow"}};
+  if (const auto* place = suggestion.if_contains("destination"))
+    kept.emplace("destination", *place);
+  return kept;
+}
+
 }  // namespace
 
 std::string detailOf(const std::string& tool, const json::Object& input) {
@@ -104,9 +123,9 @@ std::optional<SuggestedRules> suggestedRules(const json::Object& payload) {
         suggestion.is_object() ? rulesText(suggestion.get_object()) : std::string();
     if (text.empty()) continue;
     result.shown.append(result.shown.empty() ? "" : ", ").append(text);
-    result.suggestions.push_back(suggestion);
+    result.suggestions.push_back(onlyRules(suggestion.get_object()));
   }
-  if (result.shown.empty()) return std::nullopt;
+  if (result.shown.empty() || result.shown.size() > longestRules) return std::nullopt;
   return result;
 }
 

@@ -22,7 +22,7 @@ struct SuggestedRules {
   /// "Bash(make test)", as Claude stores it for this project; "Bash(make test) in all projects"
   /// where it stores it elsewhere. Several are separated by commas.
   std::string shown;
-  /// Exactly the suggestions that are shown, to be sent back.
+  /// The suggestions that are shown, reduced to what is shown of them, to be sent back.
   boost::json::array suggestions;
 };
 

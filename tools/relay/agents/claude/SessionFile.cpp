@@ -2,6 +2,7 @@
 #include <tools/relay/agents/claude/SessionFile.hpp>
 
 #include <algorithm>
+#include <charconv>
 #include <fstream>
 
 #include <tools/relay/agents/Json.hpp>
@@ -30,6 +31,8 @@ std::optional<SessionFile> sessionFile(const std::string& path) {
   SessionFile file;
   file.sessionID = json::text(*document, "sessionId");
   file.status = json::text(*document, "status");
+  const std::string_view start = json::text(*document, "procStart");
+  std::from_chars(start.data(), start.data() + start.size(), file.processStart);
   file.isInteractive = json::text(*document, "kind") == "interactive" &&
                        json::text(*document, "entrypoint") != "sdk-cli";
   return file;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,6 +14,8 @@ struct SessionFile {
   std::string sessionID;
   /// "idle", "busy" or "waiting".
   std::string status;
+  /// When its process began, in the kernel's ticks; 0 when the file doesn't say.
+  std::uint64_t processStart = 0;
   /// Somebody can sit at its terminal.
   bool isInteractive = false;
 };

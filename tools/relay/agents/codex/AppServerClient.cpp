@@ -96,13 +96,14 @@ void AppServerClient::takeStatus(const std::string& threadID, const json::Object
     subscribe(thread);
     if (before.kind != ThreadStatus::Kind::active && threadID == thread.record.sessionID) {
       unfinished_.erase(threadID);
+      show(thread);  // the list forgets sessions that were silent for long
       sink_.turnBegan(threadID);
     }
     // A title comes with the first prompt, and only when it is asked for.
     if (thread.record.title.empty()) readThread(threadID);
   }
   if (before.isWaiting != status.isWaiting)
-    sink_.waiting(thread.record.sessionID, status.isWaiting);
+    sink_.waiting(thread.record.sessionID, threadID, status.isWaiting);
   finishLate(thread.record.sessionID);
 }
 
@@ -213,7 +214,8 @@ void AppServerClient::learn(const json::Object& object) {
   show(thread);
   if (thread.record.status.kind != ThreadStatus::Kind::active) return;
   if (isNew && thread.record.id == thread.record.sessionID) sink_.turnBegan(thread.record.id);
-  if (isNew && thread.record.status.isWaiting) sink_.waiting(thread.record.sessionID, true);
+  if (isNew && thread.record.status.isWaiting)
+    sink_.waiting(thread.record.sessionID, thread.record.id, true);
   subscribe(thread);
   for (const json::Object& request : std::exchange(thread.early, {}))
     takeApproval(request);
@@ -265,7 +267,8 @@ void AppServerClient::forget(const std::string& threadID) {
   if (!record.isHidden && record.id == record.sessionID) {
     unfinished_.erase(threadID);
     sink_.ended(threadID);
-  } else {
+  } else if (!record.isHidden) {
+    sink_.waiting(record.sessionID, threadID, false);
     finishLate(record.sessionID);
   }
 }
@@ -308,18 +311,18 @@ void AppServerClient::ask(Thread& thread, ApprovalRequest request) {
   if (!request.prefix.empty()) question.alwaysRule = prefixRule(request.prefix);
   question.key = request.threadID + " " + request.itemID + " " + request.approvalID;
   pending_.emplace(key, Pending{{}, std::move(request)});
-  const std::string prompt =
-      sink_.ask(std::move(question),
-                [this, key](std::optional<PermissionDecision> decision) { answer(key, decision); });
+  const std::string prompt = sink_.ask(
+      std::move(question),
+      [this, key](std::optional<PermissionDecision> decision) { return answer(key, decision); });
   if (const auto open = pending_.find(key); open != pending_.end()) open->second.promptID = prompt;
 }
 
-void AppServerClient::answer(const std::string& key, std::optional<PermissionDecision> decision) {
+bool AppServerClient::answer(const std::string& key, std::optional<PermissionDecision> decision) {
   const auto found = pending_.find(key);
-  if (found == pending_.end()) return;
+  if (found == pending_.end()) return false;
   const Pending pending = std::move(found->second);
   pending_.erase(found);
-  if (!decision) return;  // the terminal's dialog stands
+  if (!decision) return true;  // the terminal's dialog stands
   json::Value verdict = decision == PermissionDecision::deny ? "decline" : "accept";
   if (decision == PermissionDecision::always && !pending.request.prefix.empty()) {
     verdict = json::Object{
@@ -328,6 +331,7 @@ void AppServerClient::answer(const std::string& key, std::optional<PermissionDec
   }
   send_(boost::json::serialize(json::Object{
       {"id", pending.request.id}, {"result", json::Object{{"decision", std::move(verdict)}}}}));
+  return true;
 }
 
 void AppServerClient::resolve(const json::Object& parameters) {

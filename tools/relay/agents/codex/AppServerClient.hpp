@@ -81,7 +81,7 @@ class AppServerClient {
   /// A session whose turn has ended is finished when its last subagent is.
   void finishLate(const std::string& sessionID);
   void ask(Thread& thread, ApprovalRequest request);
-  void answer(const std::string& key, std::optional<PermissionDecision> decision);
+  bool answer(const std::string& key, std::optional<PermissionDecision> decision);
 
   Send send_;
   Sink& sink_;

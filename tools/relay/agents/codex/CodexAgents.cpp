@@ -30,8 +30,8 @@ class ListSink final : public Sink {
     event.total = total;
     list_.apply(event);
   }
-  void waiting(const std::string& id, bool isWaiting) override {
-    tell(isWaiting ? EventKind::waits : EventKind::goesOn, id);
+  void waiting(const std::string& id, const std::string& dialog, bool isWaiting) override {
+    tell(isWaiting ? EventKind::waits : EventKind::goesOn, id, dialog);
   }
   void finished(const std::string& id, const std::string& summary) override {
     tell(EventKind::finished, id, summary);
@@ -67,14 +67,22 @@ class CodexAgents::Parts {
  public:
   Parts(boost::asio::io_context& context, FileWatch& watch, SessionList& list, Policy& policy,
         const std::vector<std::string>& homes, std::function<Date()> clock)
-      : sink(list, std::move(clock)),
+      : list(list),
+        sink(list, std::move(clock)),
         rollouts(watch, [this](const std::string& session,
                                const TurnEnd& end) { hooks.turnEnded(session, end); }),
         processes(context),
         hooks(sink, policy, rollouts, [this](const std::string& id) { return isServed(id); }) {
     for (const std::string& home : homes)
       sources.push_back(std::make_unique<AppServerSource>(context, watch, sink, home));
+    list.onForgotten(AgentProvider::codex, [this](const std::string& session) {
+      hooks.forget(session);
+      processes.forget(session);
+    });
   }
+  Parts(const Parts&) = delete;
+  Parts& operator=(const Parts&) = delete;
+  ~Parts() { list.onForgotten(AgentProvider::codex, nullptr); }
 
   bool isServed(const std::string& id) const {
     // Each is asked, because a hook is also a reason to look for a server.
@@ -82,6 +90,7 @@ class CodexAgents::Parts {
                          [&](const auto& source) { return source->owns(id); }) > 0;
   }
 
+  SessionList& list;
   ListSink sink;
   RolloutWatch rollouts;
   ProcessWatch processes;
@@ -105,9 +114,9 @@ void CodexAgents::receive(const HookEvent& event) {
   const std::string session(json::text(event.payload, "session_id"));
   parts_->hooks.receive(event);
   if (event.name == "SessionEnd") return parts_->processes.forget(session);
-  if (session.empty() || parts_->isServed(session)) return;
+  if (session.empty() || session.size() > longestSessionID || parts_->isServed(session)) return;
   // A hook's parent is Codex itself, or the server that runs the session for it.
-  parts_->processes.watch(session, static_cast<pid_t>(event.parent),
+  parts_->processes.watch(session, static_cast<pid_t>(event.parent), event.parentStart,
                           [this, session] { parts_->hooks.endSession(session); });
 }
 

@@ -49,7 +49,8 @@ HookAdapter::Call HookAdapter::callOf(const json::Object& payload) {
 void HookAdapter::receive(const HookEvent& event) {
   const Call call = callOf(event.payload);
   // The server's own question is the one that is asked: never both.
-  if (call.sessionID.empty() || isServed_(call.sessionID)) {
+  if (call.sessionID.empty() || call.sessionID.size() > longestSessionID ||
+      isServed_(call.sessionID)) {
     if (event.waiting) event.waiting->finish({});
     return;
   }
@@ -87,9 +88,13 @@ void HookAdapter::takeEvent(const std::string& event, const json::Object& payloa
 
 void HookAdapter::endSession(const std::string& sessionID) {
   withdraw([&](const Open& open) { return open.call.sessionID == sessionID; });
+  forget(sessionID);
+  sink_.ended(sessionID);
+}
+
+void HookAdapter::forget(const std::string& sessionID) {
   rollouts_.forget(sessionID);
   turns_.erase(sessionID);
-  sink_.ended(sessionID);
 }
 
 void HookAdapter::takeTool(const std::string& event, const Call& call,
@@ -109,7 +114,7 @@ void HookAdapter::takeTool(const std::string& event, const Call& call,
   // Nothing names the question that a tool's end belongs to. Of equal ones the first is meant.
   bool isFirst = true;
   withdraw([&](const Open& open) { return open.call == call && std::exchange(isFirst, false); });
-  sink_.waiting(call.sessionID, false);
+  sink_.waiting(call.sessionID, call.dialog(), false);
 }
 
 void HookAdapter::takeSubagent(const std::string& event, const Call& call) {
@@ -122,6 +127,7 @@ void HookAdapter::takeSubagent(const std::string& event, const Call& call) {
   withdraw([&](const Open& open) {
     return open.call.sessionID == call.sessionID && open.call.agentID == call.agentID;
   });
+  sink_.waiting(call.sessionID, dialogNames(call.agentID), false);
   finishTurn(call.sessionID);
 }
 
@@ -148,10 +154,12 @@ void HookAdapter::ask(const Call& call, const HookEvent& event) {
   const std::string folder(json::text(event.payload, "cwd"));
   const KeptRule rule(AgentProvider::codex, folder, call.tool, call.input);
   // Off comes first: a kept rule must not answer then.
-  if (policy_.remoteApprovals() && policy_.isAllowed(rule))
-    return waiting->finish(std::string(allowOutput));
+  if (policy_.remoteApprovals() && policy_.isAllowed(rule)) {
+    waiting->finish(std::string(allowOutput));
+    return;
+  }
   sink_.seen(call.sessionID, {}, folder);
-  sink_.waiting(call.sessionID, true);
+  sink_.waiting(call.sessionID, call.dialog(), true);
   // Codex shows its own dialog only after its hook has ended.
   const bool waits =
       policy_.remoteApprovals() && (policy_.isAway() || policy_.isAttentive(AgentProvider::codex));
@@ -165,13 +173,15 @@ void HookAdapter::ask(const Call& call, const HookEvent& event) {
   std::string prompt;
   if (waits) {
     open_.push_back({call, folder, {}, waiting});
-    prompt = sink_.ask(
-        std::move(question),
-        [this, waiting](std::optional<PermissionDecision> decision) { decide(waiting, decision); });
+    prompt =
+        sink_.ask(std::move(question), [this, waiting](std::optional<PermissionDecision> decision) {
+          return decide(waiting, decision);
+        });
   }
   if (prompt.empty()) {
     std::erase_if(open_, [&](const Open& open) { return open.waiting == waiting; });
-    return waiting->finish({});
+    waiting->finish({});
+    return;
   }
   for (Open& open : open_) {
     if (open.waiting == waiting) open.promptID = prompt;
@@ -179,17 +189,20 @@ void HookAdapter::ask(const Call& call, const HookEvent& event) {
   waiting->hold(policy_.isAway() ? std::nullopt : std::optional(policy_.waits().hiddenDialog));
 }
 
-void HookAdapter::decide(const std::shared_ptr<WaitingHook>& waiting,
+bool HookAdapter::decide(const std::shared_ptr<WaitingHook>& waiting,
                          std::optional<PermissionDecision> decision) {
   const auto found = std::find_if(open_.begin(), open_.end(),
                                   [&](const Open& open) { return open.waiting == waiting; });
-  if (found == open_.end()) return;
+  if (found == open_.end()) return false;
   const Open open = std::move(*found);
   open_.erase(found);
   if (!decision) return waiting->finish({});  // and the terminal's dialog appears
+  const bool isTaken =
+      waiting->finish(std::string(decision == PermissionDecision::deny ? denyOutput : allowOutput));
+  if (!isTaken) return false;
   if (decision == PermissionDecision::always) keep(open);
-  sink_.waiting(open.call.sessionID, false);
-  waiting->finish(std::string(decision == PermissionDecision::deny ? denyOutput : allowOutput));
+  sink_.waiting(open.call.sessionID, open.call.dialog(), false);
+  return true;
 }
 
 void HookAdapter::keep(const Open& open) {

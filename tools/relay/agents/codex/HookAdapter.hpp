@@ -33,6 +33,8 @@ class HookAdapter final : public HookReceiver {
   void gone(const std::shared_ptr<WaitingHook>& waiting) override;
   /// Codex has gone, whether it said so or not.
   void endSession(const std::string& sessionID);
+  /// Nothing was heard of the session for long; it isn't shown any more.
+  void forget(const std::string& sessionID);
   void turnEnded(const std::string& sessionID, const TurnEnd& end);
 
  private:
@@ -43,6 +45,8 @@ class HookAdapter final : public HookReceiver {
     std::string input;
 
     friend bool operator==(const Call&, const Call&) = default;
+
+    std::string dialog() const { return dialogName(agentID, tool, input); }
   };
   struct Open {
     Call call;
@@ -62,7 +66,7 @@ class HookAdapter final : public HookReceiver {
   void takeTool(const std::string& event, const Call& call, const json::Object& payload);
   void takeSubagent(const std::string& event, const Call& call);
   void ask(const Call& call, const HookEvent& event);
-  void decide(const std::shared_ptr<WaitingHook>& waiting,
+  bool decide(const std::shared_ptr<WaitingHook>& waiting,
               std::optional<PermissionDecision> decision);
   void keep(const Open& open);
   void finishTurn(const std::string& sessionID);

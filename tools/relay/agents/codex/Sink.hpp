@@ -28,7 +28,8 @@ class Sink {
  public:
   /// Takes the person's answer, or no value when the question is given back to the terminal.
   /// Called once at most, and never after `withdraw`.
-  using Answer = std::function<void(std::optional<PermissionDecision>)>;
+  /// False when whoever asked has gone.
+  using Answer = std::function<bool(std::optional<PermissionDecision>)>;
 
   virtual ~Sink() = default;
 
@@ -38,8 +39,8 @@ class Sink {
   virtual void turnBegan(const std::string& sessionID) = 0;
   virtual void activity(const std::string& sessionID, const std::string& text) = 0;
   virtual void progress(const std::string& sessionID, std::int64_t done, std::int64_t total) = 0;
-  /// A dialog is open at the terminal, or no longer.
-  virtual void waiting(const std::string& sessionID, bool isWaiting) = 0;
+  /// A dialog is open at the terminal, or those with names that begin like this no longer are.
+  virtual void waiting(const std::string& sessionID, const std::string& dialog, bool isWaiting) = 0;
   virtual void finished(const std::string& sessionID, const std::string& summary) = 0;
   virtual void failed(const std::string& sessionID, const std::string& summary) = 0;
   virtual void interrupted(const std::string& sessionID) = 0;
