@@ -22,6 +22,10 @@ class Agent:
         self.programs, self.terminals = programs, terminals
         self.project.mkdir(parents=True)
         self.config.mkdir()
+        # Where the relay finds the agent, to ask for its version.
+        self.path = self.home / "bin"
+        self.path.mkdir()
+        (self.path / self.name.split()[0]).symlink_to(self.command()[0])
         self.configure()
         self.terminal = None
 

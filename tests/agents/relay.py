@@ -29,7 +29,8 @@ class Relay:
     def run(self, *words, check=True):
         result = subprocess.run([self.program, "--state", self.state, *words], text=True,
                                 capture_output=True, stdin=subprocess.DEVNULL,
-                                env={**os.environ, "HOME": str(self.agent.home)})
+                                env={**os.environ, "HOME": str(self.agent.home),
+                                     "PATH": f"{self.agent.path}:{os.environ['PATH']}"})
         if check and result.returncode:
             raise AssertionError(f"idlewyn-relay {' '.join(map(str, words))}: {result.stderr}")
         return result.stdout

@@ -77,7 +77,8 @@ void SessionList::apply(const Event& event) {
   session.record.updatedAt = event.at;
   auto& dialogs = session.dialogs;
   // Whatever begins or ends a turn has closed the terminal's dialogs.
-  if (event.kind > EventKind::goesOn || event.kind == EventKind::turnBegan) dialogs.clear();
+  const bool isTurn = event.kind > EventKind::goesOn || event.kind == EventKind::turnBegan;
+  if (isTurn) dialogs.clear();
   if (event.kind == EventKind::goesOn) {
     std::erase_if(dialogs, [&](const std::string& name) {
       return name.empty() || name.starts_with(event.text);
@@ -86,7 +87,7 @@ void SessionList::apply(const Event& event) {
   const bool isNew = std::find(dialogs.begin(), dialogs.end(), event.text) == dialogs.end();
   if (event.kind == EventKind::waits && isNew && dialogs.size() < mostDialogs)
     dialogs.push_back(event.text);
-  if (dialogs.empty()) session.isTooLong = false;
+  if (dialogs.empty() && (isTurn || event.kind == EventKind::goesOn)) session.isTooLong = false;
   changed();
 }
 

@@ -20,6 +20,7 @@
 
 #include <tests/support/TemporaryFolder.hpp>
 #include <tests/tools/relay/agents/HookChild.hpp>
+#include <tests/tools/relay/support/OtherUser.hpp>
 #include <tools/relay/agents/ProcessWatch.hpp>
 
 namespace idlewyn::relay {
@@ -101,6 +102,37 @@ TEST_F(HookServerTest, KeepsItsSocketToThisUser) {
   EXPECT_EQ(fs::status(fs::path(socket_).parent_path()).permissions(), fs::perms::owner_all);
   HookServer second(context_, socket_, {});
   EXPECT_THROW(second.start(), std::runtime_error) << "another relay listens";
+}
+
+TEST_F(HookServerTest, TakesNothingFromOtherUsers) {
+  if (!OtherUser::canBePlayed()) GTEST_SKIP() << "only root can be somebody else";
+  const std::filesystem::path path(socket_);
+  std::filesystem::permissions(folder_.path(), std::filesystem::perms::all);
+  std::filesystem::permissions(path.parent_path(), std::filesystem::perms::all);
+  std::filesystem::permissions(path, std::filesystem::perms::all);
+  for (const char* event : {"Stop", "PermissionRequest"}) {
+    OtherUser user = OtherUser::sending(path, "codex " + std::string(event) + " 7 nonce 1\n{}");
+    ASSERT_TRUE(run([&] { return user.hasEnded(); }));
+    EXPECT_EQ(user.status(), 0) << "it was told something";
+  }
+  EXPECT_TRUE(receiver_.events.empty());
+  const auto child = hook("Stop");
+  EXPECT_TRUE(run([&] { return !receiver_.events.empty(); })) << "this user is still served";
+}
+
+TEST_F(HookServerTest, TellsOtherUsersNothing) {
+  if (!OtherUser::canBePlayed()) GTEST_SKIP() << "only root can be somebody else";
+  for (const char* event : {"Stop", "PermissionRequest"}) {
+    const std::filesystem::path path = folder_.path() / event / "hook.sock";
+    std::filesystem::create_directories(path.parent_path());
+    std::filesystem::permissions(folder_.path(), std::filesystem::perms::all);
+    OtherUser user = OtherUser::listening(path);
+    HookChild child({"codex", event, "--socket", path.string()}, R"({"secret":1})");
+    ASSERT_TRUE(run([&] { return child.hasEnded() && user.hasEnded(); }));
+    EXPECT_EQ(user.status(), 0) << "it received the event";
+    EXPECT_EQ(child.status(), 0);
+    EXPECT_EQ(child.output(), "");
+  }
 }
 
 TEST_F(HookServerTest, PrintsTheAnswerAndNothingElse) {

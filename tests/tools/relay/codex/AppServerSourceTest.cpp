@@ -15,6 +15,7 @@
 
 #include <tests/support/TemporaryFolder.hpp>
 #include <tests/tools/relay/codex/RecordingSink.hpp>
+#include <tests/tools/relay/support/OtherUser.hpp>
 
 namespace idlewyn::relay::codex {
 namespace {
@@ -129,6 +130,18 @@ TEST_F(AppServerSourceTest, EndsSessionsWithTheServerAndFindsTheNextOne) {
   EXPECT_TRUE(sink_.open.empty());
   startServer();
   waitFor("p2 asks Bash: ls");
+}
+
+TEST_F(AppServerSourceTest, SaysNothingToAnotherUsersServer) {
+  if (!OtherUser::canBePlayed()) GTEST_SKIP() << "only root can be somebody else";
+  OtherUser user = OtherUser::listening(socket_);
+  std::filesystem::create_directories(folder_.path() / "app-server-control");
+  std::filesystem::create_symlink(socket_, link_);
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (!user.hasEnded() && std::chrono::steady_clock::now() < deadline)
+    context_.run_one_for(std::chrono::milliseconds(50));
+  EXPECT_EQ(user.status(), 0) << "it received something, or nobody connected";
+  EXPECT_FALSE(source_.isConnected());
 }
 
 }  // namespace

@@ -151,6 +151,7 @@ TEST_F(SessionListTest, OffersNothingThatCannotBeReadWhole) {
   EXPECT_NE(ask("a", std::string(SessionList::longestDetail, 'x')), "");
   list_.withdrawAll();
   EXPECT_EQ(ask("b", std::string(SessionList::longestDetail + 1, 'x')), "");
+  tell(EventKind::activity, "$ ls");
   EXPECT_EQ(session().summary, "The question is too long to be answered from here.");
   EXPECT_EQ(session().permission, std::nullopt);
   EXPECT_EQ(ask("c", ""), "");
