@@ -14,7 +14,8 @@ FINAL = "All done."
 
 
 def call_id(name, step, index):
-    return f"toolu_{name}_{step}_{index}"
+    """Unlike any other: an agent may drop a call whose id it has seen in an earlier turn."""
+    return f"toolu_{name}_{step}_{index}_{time.monotonic_ns()}"
 
 
 def progress(conversation):
@@ -27,7 +28,7 @@ def progress(conversation):
             if found:
                 name, done = found[1], 0
         elif name:
-            match = re.fullmatch(rf"toolu_{name}_(\d+)_\d+", value)
+            match = re.fullmatch(rf"toolu_{name}_(\d+)_\d+_\d+", value)
             done = max(done, int(match[1]) + 1) if match else done
     return name, done
 
