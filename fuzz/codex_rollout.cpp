@@ -15,6 +15,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // Whatever is shown of a patch, the patch is all in it.
   const std::string detail = patchDetail(text);
   if (!detail.empty() && !detail.ends_with(text)) std::abort();
-  (void)scriptOf(text);
+  (void)idlewyn::relay::scriptOf(text);
   return 0;
 }
