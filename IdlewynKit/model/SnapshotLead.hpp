@@ -29,7 +29,7 @@ class SnapshotLead {
   [[nodiscard]] IDLEWYNKIT_EXPORT std::string summary() const;
 
   std::int64_t count() const noexcept { return count_; }
-  /// What the leading number counts; never idle.
+  /// Returns the status that the leading number counts; never idle.
   SessionStatus status() const noexcept { return status_; }
   /// The words that follow the leading number.
   const std::string& label() const noexcept IDLEWYNKIT_LIFETIMEBOUND { return label_; }

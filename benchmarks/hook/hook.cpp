@@ -70,7 +70,7 @@ void run(const std::vector<std::string>& words, const std::string& input) {
   std::exit(2);
 }
 
-/// Of all processes that have ended so far.
+/// Returns the processor time of all child processes that have ended so far.
 double processorMilliseconds() {
   rusage usage{};
   getrusage(RUSAGE_CHILDREN, &usage);

@@ -56,9 +56,9 @@ struct CodedField {
   std::string_view name;
   const CodedType* type = nullptr;
   std::size_t offset = 0;
-  /// Makes an optional hold a blank, and gives that; null for a field that is not optional.
+  /// Makes an optional hold a blank and returns it; null for a field that is not optional.
   void* (*engage)(void* optional) = nullptr;
-  /// What an optional holds, or null.
+  /// Returns the value that an optional holds, or null.
   const void* (*held)(const void* optional) = nullptr;
 };
 

@@ -19,8 +19,8 @@ class WaitingHook {
   /// The relay holds the question. The hook leaves by itself after `bound`; without one it waits
   /// as long as its agent does.
   virtual void hold(std::optional<std::chrono::seconds> bound) = 0;
-  /// What the hook prints before it ends; empty leaves the question to the terminal. False when
-  /// the hook has gone already, so that nothing was printed.
+  /// Makes the hook print `output` and end; an empty text leaves the question to the terminal.
+  /// Returns false if the hook has gone already, so that nothing was printed.
   virtual bool finish(const std::string& output) = 0;
 };
 
@@ -40,8 +40,8 @@ struct HookEvent {
   std::shared_ptr<WaitingHook> waiting;
 };
 
-/// What the hook program sends: a line `AGENT EVENT PARENT NONCE START`, then the payload as a JSON
-/// object. No value for anything else.
+/// Reads what the hook program sends: a line `AGENT EVENT PARENT NONCE START`, then the payload as
+/// a JSON object. Returns nothing for anything else.
 std::optional<HookEvent> hookEvent(std::string_view text);
 
 /// A name for the dialog of a call, and the beginning that the names of one subagent's dialogs

@@ -11,7 +11,7 @@
 
 #include <IdlewynKit/platform/coding/CodedType.hpp>
 
-/// What the coders make of a type's description, once.
+/// The coders prepare each type's description once, in the form that is declared here.
 namespace idlewyn::platform::internal {
 
 struct Shape;
@@ -22,9 +22,9 @@ struct FieldShape {
   const Shape* shape = nullptr;
   std::size_t offset = 0;
   bool isOptional = false;
-  /// Makes an optional hold a blank, and gives that; null for a field that is not optional.
+  /// Makes an optional hold a blank and returns it; null for a field that is not optional.
   void* (*engage)(void* optional) = nullptr;
-  /// What an optional holds, or null.
+  /// Returns the value that an optional holds, or null.
   const void* (*held)(const void* optional) = nullptr;
   /// `"name":`, as it is written; filled up with zeros to `paddedPrefix` bytes.
   std::string prefix = {};
